@@ -1,0 +1,3 @@
+#include "util/DebugFlag.h"
+
+std::uint32_t QELDebugFlag = 0;
