@@ -1,0 +1,113 @@
+#include "snapshot/QELConfigBuilder.h"
+
+#include <cstring>
+#include <utility>
+
+#include "snapshot/QELProgressCollection.h"
+#include "snapshot/QELSystem.h"
+#include "storlib/StorEnums.h"
+#include "xml/SimpleXmlParser.h"
+#include "xml/XMLWriter.h"
+
+namespace {
+
+constexpr int kEndByte = 0xff;
+constexpr std::size_t kBlock = 65536;
+
+// The writer's text, freed whatever happens.
+struct OwnedText {
+    char* text = new char[1];
+    ~OwnedText() { delete[] text; }
+};
+
+std::unique_ptr<QELSystem> emptySystem() { return std::make_unique<QELSystem>(kStorLibGeneric); }
+
+}  // namespace
+
+QELConfigBuilder::QELConfigBuilder(std::string newFileName) : fileName(std::move(newFileName)) {}
+
+QELConfigBuilder::~QELConfigBuilder() {
+    closeFile();
+    destroyTree();
+}
+
+// The new tree is complete before the old one goes: the tasks may be part of it.
+void QELConfigBuilder::build(System* liveSystem, QELProgressCollection* progress) {
+    auto fresh = emptySystem();
+    fresh->build(liveSystem);
+    auto tasks = std::make_unique<QELProgressCollection>();
+    tasks->build(progress);
+    fresh->addChild(tasks.get());
+    (void)tasks.release();  // the tree's now
+    destroyTree();
+    system = std::move(fresh);
+}
+
+void QELConfigBuilder::readXML() {
+    readContents();
+    SimpleXmlParser parser(contents.data(), contents.size());
+    destroyTree();
+    system = emptySystem();
+    system->build(parser);
+}
+
+void QELConfigBuilder::writeXML() {
+    OwnedText snapshot;
+    XMLWriter writer(&snapshot.text);
+    if (system == nullptr) system = emptySystem();
+    writer.writeTree(system.get());
+    destroyTree();
+    writeContents(snapshot.text, writer.getStrSize());
+}
+
+void QELConfigBuilder::resetConfigFile(std::string newFileName) {
+    closeFile();
+    fileName = std::move(newFileName);
+}
+
+// A file that cannot be opened leaves the contents as they are: used up by the parser, they hold
+// no element any more.
+void QELConfigBuilder::readContents() {
+    closeFile();
+    if (!fileName.empty()) file = std::fopen(fileName.c_str(), "r");
+    if (file == nullptr) return;
+    std::setvbuf(file, nullptr, _IONBF, 0);  // the blocks below are the buffer
+    contents.clear();
+    const auto block = std::make_unique<char[]>(kBlock);
+    for (bool more = true; more;) {
+        const std::size_t got = std::fread(block.get(), 1, kBlock, file);
+        const void* last = std::memchr(block.get(), kEndByte, got);
+        const std::size_t used =
+            last == nullptr
+                ? got
+                : static_cast<std::size_t>(static_cast<char const*>(last) - block.get());
+        contents.append(block.get(), used);
+        more = got == kBlock && last == nullptr;
+    }
+    closeFile();
+}
+
+// One write of the whole text directly behind the truncating open: a crash finds the file old,
+// new, or in that one moment short. The name may be a symbolic link, so the file is not replaced,
+// and it is not synchronised, which could stall a poll on the very array that fails.
+void QELConfigBuilder::writeContents(char const* text, unsigned int length) {
+    closeFile();
+    if (text == nullptr || fileName.empty()) return;
+    file = std::fopen(fileName.c_str(), "w");
+    if (file == nullptr) return;
+    std::setvbuf(file, nullptr, _IONBF, 0);
+    (void)std::fwrite(text, 1, length, file);  // a full disk shows at the next start
+    closeFile();
+}
+
+void QELConfigBuilder::closeFile() {
+    if (file == nullptr) return;
+    std::fflush(file);
+    std::fclose(file);
+    file = nullptr;
+}
+
+void QELConfigBuilder::destroyTree() {
+    if (system != nullptr) system->deleteAllChildren();
+    system.reset();
+}

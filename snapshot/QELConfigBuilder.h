@@ -1,0 +1,61 @@
+// QELConfigBuilder: keeps a configuration in a file, so that a monitor that starts again compares
+// with what it saw last. docs/formats/snapshot.md describes the file.
+//
+//   QELConfigBuilder builder("/var/lib/raidwatch/QELVANTConfig.xml");
+//   builder.readXML();                       // the configuration of the last run
+//   compare(live, builder.getSystem());
+//   builder.build(live, progress);
+//   builder.writeXML();                      // the tree is gone, the file is new
+//
+// Ownership  The builder owns its tree; getSystem() is borrowed until the next call.
+// Threads    No locking inside, and none against a second process.
+// Errors     A file that cannot be opened is passed over in silence: readXML() then leaves an empty
+//            tree, writeXML() an old file. A malformed file makes readXML() throw
+//            SimpleXmlException; what was complete before it stays in the tree.
+#ifndef SNAPSHOT_QELCONFIGBUILDER_H
+#define SNAPSHOT_QELCONFIGBUILDER_H
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+class QELProgressCollection;
+class QELSystem;
+class System;
+
+class QELConfigBuilder {
+public:
+    explicit QELConfigBuilder(std::string newFileName);
+    ~QELConfigBuilder();
+    QELConfigBuilder(const QELConfigBuilder&) = delete;
+    QELConfigBuilder& operator=(const QELConfigBuilder&) = delete;
+
+    // Replaces the tree by copies of both, the tasks last. Null counts as empty; neither is kept.
+    void build(System* liveSystem, QELProgressCollection* progress);
+
+    // Replaces the tree by the one in the file. Reading stops at the first byte 0xff, which no
+    // snapshot contains.
+    void readXML();
+
+    // Writes the tree, or an empty one when there is none, and destroys it.
+    void writeXML();
+
+    // Closes a stream that is still open and goes on with another file.
+    void resetConfigFile(std::string newFileName);
+
+    // Null before the first build() or readXML() and after writeXML().
+    QELSystem* getSystem() const { return system.get(); }
+
+private:
+    void readContents();
+    void writeContents(char const* text, unsigned int length);
+    void closeFile();
+    void destroyTree();
+
+    std::string contents;  // as last read; the parser cuts it to pieces
+    std::unique_ptr<QELSystem> system;
+    std::string fileName;
+    std::FILE* file = nullptr;  // ours while a call reads or writes
+};
+
+#endif  // SNAPSHOT_QELCONFIGBUILDER_H

@@ -1,0 +1,78 @@
+#include "snapshot/QELProgress.h"
+
+#include "snapshot/ElementReader.h"
+#include "storlib/Progress.h"
+
+namespace {
+
+template <auto Identifier>
+void asDeviceID(QELProgress& task, const XmlAttributeList_C& list, std::uint32_t place) {
+    task.deviceAddr.*Identifier = static_cast<std::uint32_t>(list.GetULong(place));
+}
+
+// clang-format off
+constexpr AttributeRow<QELProgress> kAttributes[] = {
+    {"taskID",             asULong<&QELProgress::taskID>},
+    {"taskType",           asULong<&QELProgress::taskType>},
+    {"taskState",          asULong<&QELProgress::taskState>},
+    {"percentageComplete", asULong<&QELProgress::percentageComplete>},
+    {"adapterSerial",      asString<&QELProgress::adapterSerial>},
+    {"LDUniqueID",         asULong<&QELProgress::LDUniqueID>},
+    {"chunkID",            asDeviceID<&Addr::chunkID>},
+    {"deviceID",           asDeviceID<&Addr::deviceID>},
+    {"channelID",          asDeviceID<&Addr::channelID>},
+    {"logicalDriveID",     asDeviceID<&Addr::logicalDriveID>},
+    {"arrayID",            asDeviceID<&Addr::arrayID>},
+    {"controllerID",       asDeviceID<&Addr::controllerID>},
+};
+// clang-format on
+
+}  // namespace
+
+QELProgress::QELProgress(const QELProgress& other) : RaidObject() { *this = other; }
+
+QELProgress& QELProgress::operator=(const QELProgress& other) {
+    addr = other.addr;
+    taskID = other.taskID;
+    taskType = other.taskType;
+    taskState = other.taskState;
+    percentageComplete = other.percentageComplete;
+    deviceAddr = other.deviceAddr;
+    adapterSerial = other.adapterSerial;
+    LDUniqueID = other.LDUniqueID;
+    return *this;
+}
+
+bool QELProgress::isInstanceOf(char const* name) const { return isNamed(name, "Progress"); }
+
+char const* QELProgress::typeName() const { return "Progress"; }
+
+char const* QELProgress::serializedName() const { return "Progress"; }
+
+void QELProgress::writeTo(Writer* writer) const {
+    writer->writeULong("taskID", taskID);
+    writer->writeULong("taskType", taskType);
+    writer->writeULong("taskState", taskState);
+    writer->writeULong("percentageComplete", percentageComplete);
+    writer->writeAddr(&deviceAddr);
+    writeASCII(writer, "adapterSerial", adapterSerial);
+    writer->writeULong("LDUniqueID", LDUniqueID);
+}
+
+void QELProgress::build(SimpleXmlParser& parser) {
+    const CollectedAttributes guard(attributes);
+    readElement(*this, parser, "Progress", attributes);
+    storeAttributes(*this, kAttributes, attributes);
+}
+
+void QELProgress::build(QELProgress* source) {
+    if (source != nullptr) *this = *source;
+}
+
+void QELProgress::build(const Progress* source) {
+    if (source == nullptr) return;
+    taskType = static_cast<unsigned int>(source->getType());
+    taskState = static_cast<unsigned int>(source->getStatus());
+    percentageComplete = static_cast<unsigned int>(source->getPercent());
+    deviceAddr = source->getDeviceAddr();
+}

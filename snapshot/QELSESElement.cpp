@@ -1,0 +1,60 @@
+#include "snapshot/QELSESElement.h"
+
+#include "snapshot/ElementReader.h"
+#include "snapshot/QELSASPhy.h"
+
+namespace {
+
+// clang-format off
+constexpr AttributeRow<QELSESElement> kAttributes[] = {
+    // An element inherits no number from its enclosure; its file tells where it belongs.
+    {"controllerID", asIDIfPresent<&Addr::controllerID>},
+    {"channelID",    asIDIfPresent<&Addr::channelID>},
+    {"deviceID",     asIDIfPresent<&Addr::deviceID>},
+    {"itemID",       asIDIfPresent<&Addr::itemID>},
+    {"elementType",  asULong<&SESElement::elementType>},
+    {"status",       asLong<&SESElement::status>},
+    {"descriptor",   asString<&SESElement::descriptor>},
+};
+
+constexpr ChildRow<QELSESElement> kChildren[] = {
+    {"SASPhy", [](QELSESElement& element, SimpleXmlParser& parser) {
+        readInto<QELSASPhy>(element, parser);
+    }},
+};
+// clang-format on
+
+}  // namespace
+
+bool QELSESElement::isInstanceOf(char const* name) const {
+    return isNamed(name, "QELSESElement") || SESElement::isInstanceOf(name);
+}
+
+void QELSESElement::build(SimpleXmlParser& parser) {
+    const CollectedAttributes guard(attributes);
+    readElement(*this, parser, "SESElement", attributes, {"itemID", &Addr::itemID}, kChildren);
+    storeAttributes(*this, kAttributes, attributes);
+}
+
+void QELSESElement::build(SESElement* source) {
+    if (source == nullptr) return;
+    addr = source->addr;
+    status = static_cast<unsigned int>(source->getStatus());
+    descriptor = source->getDescriptor();
+    elementType = source->getType();
+    forEachChild(*source, [this](RaidObject* child) {
+        if (child->isInstanceOf("SASPhy")) {
+            copyInto<QELSASPhy>(*this, static_cast<SASPhy*>(child));
+        }
+    });
+}
+
+void QELSESElement::build() {
+    if (attributes.Exists("status")) {
+        status = static_cast<unsigned int>(attributes.GetLong("status"));
+    }
+    if (attributes.Exists("descriptor")) descriptor = attributes.GetValue("descriptor");
+    if (attributes.Exists("elementType")) {
+        elementType = static_cast<int>(attributes.GetULong("elementType"));
+    }
+}
