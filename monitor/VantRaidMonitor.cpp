@@ -1,0 +1,294 @@
+// Construction, the host's calls and the loop. The poll cycle stands in VantRaidMonitorPoll.cpp.
+#include "monitor/VantRaidMonitor.h"
+
+#include <tuple>
+
+#include "events/QELEventCollection.h"
+#include "events/VantEventCollection.h"
+#include "monitor/EventRows.h"
+#include "snapshot/QELAdapter.h"
+#include "snapshot/QELConfigBuilder.h"
+#include "snapshot/QELHardDrive.h"
+#include "snapshot/QELLogicalDrive.h"
+#include "snapshot/QELProgressCollection.h"
+#include "snapshot/QELSystem.h"
+#include "storlib/LDPathUtils.h"
+#include "storlib/System.h"
+#include "storlib/VantAdapter.h"
+#include "storlib/VantLib.h"
+#include "util/Clock.h"
+
+namespace {
+
+constexpr int kPathSize = 48;
+
+using Identity = std::tuple<int, int, int>;
+
+Identity identityOf(const Adapter& adapter) {
+    return {adapter.pciBus, adapter.pciDevice, adapter.pciFunction};
+}
+
+// Finds the snapshot object of kind `kind` that stands for `object`.
+template <class Snapshot>
+Snapshot* snapshotOf(const QELSystem& snapshot, const RaidObject& object, char const* kind) {
+    RaidObject* found = snapshot.getObject(object.addr);
+    return found != nullptr && found->isInstanceOf(kind) ? static_cast<Snapshot*>(found) : nullptr;
+}
+
+std::vector<RaidObject*> objectsOf(const RefSystem& system, char const* kind) {
+    std::vector<RaidObject*> found;
+    if (system.get() != nullptr) system->getChildren(found, kind, true, true);
+    return found;
+}
+
+}  // namespace
+
+VantRaidMonitor::VantRaidMonitor(VantLib* lib)
+    : BaseRaidMonitor(lib, "QELVANTDebug.log", "QELVANTEvents.log", "QELVANTConfig.xml"),
+      vantLib(lib) {
+    if (debugOn(kDebugConstruct)) logDebugMsg("Constructing VantRaidMonitor\n");
+    construct();
+}
+
+VantRaidMonitor::VantRaidMonitor(VantLib* lib, std::string logPathIN)
+    : BaseRaidMonitor(lib, "QELVANTDebug.log", "QELVANTEvents.log", "QELVANTConfig.xml",
+                      std::move(logPathIN)),
+      vantLib(lib) {
+    if (debugOn(kDebugConstruct)) {
+        logDebugMsg("Constructing VantRaidMonitor(pVantLibIN, pVantLibIN)\n");
+    }
+    construct();
+}
+
+void VantRaidMonitor::construct() {
+    try {
+        (void)refreshConfig(true);  // a failure is logged; the host sees it by the controller count
+        systemOld.Set(nullptr);
+        discardLoggedEvents();
+    } catch (...) {
+        delete progressCollection;  // the base leaves it to the family
+        throw;
+    }
+    oldAdapters = newAdapters;
+    oldTree = systemNew;
+    // Starts the timers at a time other than 0, which would count as never reported.
+    Clock::current().sleepSeconds(1);
+    (void)isTimeToReportUnsupportedDrives();
+    (void)isTimeToReportCriticalLogicalDrives();
+    (void)isTimeToReportSASDriveMap();
+    (void)isTimeToReportBadStripe();
+}
+
+// What the controllers recorded before this monitor ran is not news.
+void VantRaidMonitor::discardLoggedEvents() {
+    for (std::size_t i = 0; i < newAdapters.size(); ++i) {
+        Data_Adapter& entry = newAdapters[i];
+        logTrace("\tcalling getEvents for newAdapter =%d in the constructor\n",
+                 entry.adapter == nullptr ? Addr::kNotSet : entry.adapter->addr.controllerID);
+        if (entry.adapter == nullptr) {
+            logError("\tAdapter[%d] pointer NULL\n", static_cast<int>(i));
+            continue;
+        }
+        entry.events.clear();
+        if (!readControllerEvents(entry, entry.events)) {
+            logError("ERROR: getEvents(Adapter=%d)failed\n", entry.adapter->addr.controllerID);
+            continue;
+        }
+        if (entry.events.empty()) continue;
+        entry.lastSequence = static_cast<int>(entry.events.back().sequence);
+        // The number printed is the last sequence number; log readers take it as such.
+        logTrace("\t%d events discarded initially\n", entry.lastSequence);
+    }
+}
+
+// Asks for what comes after the entry's last sequence number; false when the library fails.
+bool VantRaidMonitor::readControllerEvents(const Data_Adapter& entry,
+                                           std::vector<VantEvent>& found) {
+    // In 32 bits without a sign: a controller that has counted to the end wraps instead of
+    // trapping.
+    const auto next = static_cast<std::int32_t>(static_cast<std::uint32_t>(entry.lastSequence) + 1);
+    char* buffer = nullptr;
+    const Ret result =
+        vantLib->getEvents(Addr::ofController(entry.adapter->addr.controllerID), next, buffer);
+    const std::unique_ptr<char[]> owned(buffer);
+    if (result.status != Ret::kOk) return false;
+    found = VantEventCollection(buffer).getAllEvents();
+    return true;
+}
+
+VantRaidMonitor::~VantRaidMonitor() {
+    if (debugOn(kDebugConstruct)) logDebugMsg("Destructing RaidMonitor\n");
+    delete progressCollection;
+}
+
+bool VantRaidMonitor::initialize(bool readStored) {
+    logTrace("Entering initialize()\n");
+    if (storLib == nullptr || storLib->getSystemConfig().status != Ret::kOk) {
+        logError("ERROR: error refreshing the system\n");
+        return false;
+    }
+    // A controller that stays keeps its place in its event log, or what was discarded at
+    // construction would come back as news.
+    std::vector<std::pair<Identity, int>> sequences;
+    for (const Data_Adapter& entry : newAdapters) {
+        if (entry.adapter == nullptr) continue;
+        sequences.emplace_back(identityOf(*entry.adapter), entry.lastSequence);
+    }
+    newAdapters.clear();
+    systemNew.Set(storLib->getSystem());
+    if (systemNew.get() == nullptr) logError("ERROR: SystemNew is NULL\n");
+
+    // Before the snapshot, which may throw: the list is then in order all the same.
+    std::vector<RaidObject*> adapters;
+    if (systemNew.get() != nullptr) systemNew->getChildren(adapters, "Adapter", false, true);
+    for (RaidObject* object : adapters) {
+        Data_Adapter entry;
+        if (object != nullptr && object->isInstanceOf("VantAdapter")) {
+            entry.adapter = static_cast<VantAdapter*>(object);
+            for (const auto& [identity, last] : sequences) {
+                if (identity == identityOf(*entry.adapter)) entry.lastSequence = last;
+            }
+        }
+        newAdapters.push_back(entry);
+    }
+
+    if (readStored) {
+        logTrace("VantRaidMonitor::Reading the stored system config...\n");
+        configBuilder->readXML();
+    } else {
+        logTrace("VantRaidMonitor::Dumping the new system config...\n");
+        writeFreshSnapshot();
+    }
+    return true;
+}
+
+void VantRaidMonitor::writeFreshSnapshot() {
+    configBuilder->build(systemNew.get(), progressCollection);
+    storePaths();
+    configBuilder->writeXML();
+}
+
+// The path of an object as text; "" after a line in the log when the library does not know it.
+std::string VantRaidMonitor::pathOf(const RaidObject& object) {
+    _LDTree path;
+    if (vantLib->getPath(object.addr, path).status != Ret::kOk) {
+        logError("ERROR: getPath(logicalDrive) unsuccessfull\n");
+        return std::string();
+    }
+    char text[kPathSize];
+    LDPathUtils::sPrintPath(path, text, kPathSize);
+    return text;
+}
+
+void VantRaidMonitor::storePaths() {
+    const QELSystem* snapshot = configBuilder->getSystem();
+    if (snapshot == nullptr) return;
+    for (const RaidObject* object : objectsOf(systemNew, "Adapter")) {
+        if (object == nullptr) continue;
+        const std::string path = pathOf(*object);
+        if (path.empty()) continue;
+        auto* copy = snapshotOf<QELAdapter>(*snapshot, *object, "QELAdapter");
+        if (copy != nullptr) copy->LDPath = path;
+    }
+    for (const RaidObject* object : objectsOf(systemNew, "HardDrive")) {
+        if (object == nullptr) continue;
+        const std::string path = pathOf(*object);
+        if (path.empty()) continue;
+        auto* copy = snapshotOf<QELHardDrive>(*snapshot, *object, "QELHardDrive");
+        if (copy != nullptr) {
+            copy->LDPath = path;
+        } else {
+            logError("VantRaidMonitor:: poll:: CHECK_CONFIG ::QELHardDrive is NULL\n");
+        }
+    }
+    for (const RaidObject* object : objectsOf(systemNew, "LogicalDrive")) {
+        if (object == nullptr) continue;
+        const std::string path = pathOf(*object);
+        if (path.empty()) continue;
+        auto* copy = snapshotOf<QELLogicalDrive>(*snapshot, *object, "QELLogicalDrive");
+        if (copy != nullptr) {
+            copy->LDPath = path;
+        } else {
+            logError("VantRaidMonitor:: poll:: CHECK_CONFIG ::QELLogicalDrive is NULL\n");
+        }
+    }
+}
+
+void VantRaidMonitor::start() {
+    logTrace("Entering VantRaidMonitor::start()\n");
+    if (running || active.exchange(true)) {
+        logError("ERROR: VantRaidMonitor already running!!!!\n");
+        return;
+    }
+    // Whatever throws below leaves a monitor that can be started again.
+    struct Guard {
+        VantRaidMonitor* monitor;
+        ~Guard() {
+            if (monitor != nullptr) monitor->leaveLoop();
+        }
+    } guard{this};
+
+    running = true;
+    std::time_t began = startTime;
+    if (began == 0) {
+        began = static_cast<std::time_t>(Clock::current().now());
+        startTime = began;
+    }
+    runStart = began;
+    if (getControllerCount() == 0) {
+        QELEvent event = makeEvent(rows::kNoControllers, {});
+        eventCollection->addEvent(event);
+    }
+    getCurrentEvents(*eventCollection);
+    if (storLib == nullptr) {
+        run();
+        return;  // nothing was looping: the guard only clears `running`
+    }
+    guard.monitor = nullptr;  // run() leaves by itself; after it the host may destroy the monitor
+    run();
+}
+
+// Order matters: once `stopped` reads true the host may start again or destroy the monitor, so
+// that store is the last touch.
+void VantRaidMonitor::leaveLoop() {
+    running = false;
+    active = false;
+    stopped = true;
+}
+
+void VantRaidMonitor::run() {
+    logTrace("Entering VantRaidMonitor :: run()\n");
+    if (storLib == nullptr) return;
+    stopped = false;
+    struct Guard {
+        VantRaidMonitor& monitor;
+        ~Guard() { monitor.leaveLoop(); }
+    } const guard{*this};
+
+    bool looped = false;
+    while (running) {
+        looped = true;
+        poll(kCompareConfig, *eventCollection);
+        logTrace("sleeping\n");
+        for (int second = 0; second < pollInterval && running; ++second) {
+            Clock::current().sleepSeconds(1);
+        }
+        logTrace("QEL_awoke and re-reading config file\n");
+        readConfig();
+        eventCollection->setMaxSize(eventQueueSize);
+        setDebugFlag(static_cast<EnumDebugQEL>(debugLevel));
+    }
+    // The poll that was under way when stop() came may have refreshed and forgotten these.
+    if (looped) {
+        forceRefresh = true;
+        startTime = 0;
+    }
+    logTrace("Exiting VantRaidMonitor::run().\n\n");
+}
+
+void VantRaidMonitor::stop() {
+    logTrace("VantRaidMonitor :: stop()\n");
+    running = false;
+    forceRefresh = true;
+    startTime = 0;
+}
