@@ -3,9 +3,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 #include <algorithm>
 #include <cerrno>
@@ -95,15 +92,21 @@ private:
     }
 
 #if defined(__SSE2__)
+    typedef char Bytes __attribute__((vector_size(16)));
+
     static constexpr int kStride = 64;
+    static constexpr Bytes kLineFeeds = {'\n', '\n', '\n', '\n', '\n', '\n', '\n', '\n',
+                                         '\n', '\n', '\n', '\n', '\n', '\n', '\n', '\n'};
 
     // Bit i is set when byte i is a line feed.
     static std::uint64_t lineFeedsIn(const char* bytes) {
         std::uint64_t all = 0;
         for (int part = 0; part < kStride; part += 16) {
-            const auto* source = reinterpret_cast<const __m128i*>(bytes + part);
-            const __m128i equal = _mm_cmpeq_epi8(_mm_loadu_si128(source), _mm_set1_epi8('\n'));
-            all |= std::uint64_t{static_cast<unsigned>(_mm_movemask_epi8(equal))} << part;
+            Bytes some;
+            std::memcpy(&some, bytes + part, sizeof(some));
+            all |=
+                std::uint64_t{static_cast<unsigned>(__builtin_ia32_pmovmskb128(some == kLineFeeds))}
+                << part;
         }
         return all;
     }

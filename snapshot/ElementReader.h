@@ -10,11 +10,12 @@
 //   constexpr ChildRow<QELChannel> kChildren[] = {
 //       {"HardDrive", readHardDrive},
 //   };
+//   constexpr IdentityAttribute kChannelID = {"channelID", &Addr::channelID};
 //
 //   void QELChannel::build(SimpleXmlParser& parser) {
 //       const CollectedAttributes guard(attributes);
-//       readElement(*this, parser, "Channel", attributes, {"channelID", &Addr::channelID},
-//       kChildren); storeAttributes(*this, kAttributes, attributes);
+//       readElement(*this, parser, "Channel", attributes, kChannelID, kChildren);
+//       storeAttributes(*this, kAttributes, attributes);
 //   }
 //
 // Rules      A missing attribute reads as 0, "" or false; unknown attributes and elements are

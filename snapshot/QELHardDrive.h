@@ -1,5 +1,5 @@
 // QELHardDrive: the snapshot's copy of a drive, a "HardDrive" element with its "SASPhy" children.
-// The size is kept as a signed 32-bit number of MB.
+// The size is written whole and read as a signed 32-bit number of MB.
 #ifndef SNAPSHOT_QELHARDDRIVE_H
 #define SNAPSHOT_QELHARDDRIVE_H
 

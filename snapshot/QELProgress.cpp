@@ -5,9 +5,8 @@
 
 namespace {
 
-template <auto Identifier>
-void asDeviceID(QELProgress& task, const XmlAttributeList_C& list, std::uint32_t place) {
-    task.deviceAddr.*Identifier = static_cast<std::uint32_t>(list.GetULong(place));
+void asChunkID(QELProgress& task, const XmlAttributeList_C& list, std::uint32_t place) {
+    task.addr.chunkID = static_cast<std::uint32_t>(list.GetULong(place));
 }
 
 // clang-format off
@@ -18,12 +17,12 @@ constexpr AttributeRow<QELProgress> kAttributes[] = {
     {"percentageComplete", asULong<&QELProgress::percentageComplete>},
     {"adapterSerial",      asString<&QELProgress::adapterSerial>},
     {"LDUniqueID",         asULong<&QELProgress::LDUniqueID>},
-    {"chunkID",            asDeviceID<&Addr::chunkID>},
-    {"deviceID",           asDeviceID<&Addr::deviceID>},
-    {"channelID",          asDeviceID<&Addr::channelID>},
-    {"logicalDriveID",     asDeviceID<&Addr::logicalDriveID>},
-    {"arrayID",            asDeviceID<&Addr::arrayID>},
-    {"controllerID",       asDeviceID<&Addr::controllerID>},
+    {"chunkID",            asChunkID},
+    {"deviceID",           asID<&Addr::deviceID>},
+    {"channelID",          asID<&Addr::channelID>},
+    {"logicalDriveID",     asID<&Addr::logicalDriveID>},
+    {"arrayID",            asID<&Addr::arrayID>},
+    {"controllerID",       asID<&Addr::controllerID>},
 };
 // clang-format on
 
@@ -37,7 +36,6 @@ QELProgress& QELProgress::operator=(const QELProgress& other) {
     taskType = other.taskType;
     taskState = other.taskState;
     percentageComplete = other.percentageComplete;
-    deviceAddr = other.deviceAddr;
     adapterSerial = other.adapterSerial;
     LDUniqueID = other.LDUniqueID;
     return *this;
@@ -54,7 +52,7 @@ void QELProgress::writeTo(Writer* writer) const {
     writer->writeULong("taskType", taskType);
     writer->writeULong("taskState", taskState);
     writer->writeULong("percentageComplete", percentageComplete);
-    writer->writeAddr(&deviceAddr);
+    writer->writeAddr(addr);
     writeASCII(writer, "adapterSerial", adapterSerial);
     writer->writeULong("LDUniqueID", LDUniqueID);
 }
@@ -74,5 +72,5 @@ void QELProgress::build(const Progress* source) {
     taskType = static_cast<unsigned int>(source->getType());
     taskState = static_cast<unsigned int>(source->getStatus());
     percentageComplete = static_cast<unsigned int>(source->getPercent());
-    deviceAddr = source->getDeviceAddr();
+    static_cast<Addr&>(addr) = source->getDeviceAddr();
 }

@@ -1,14 +1,14 @@
 // QELProgress: a background task as the snapshot keeps it, a "Progress" element.
 //
-// The address of the drive at work stands in `deviceAddr` and not in the object's own address, so
-// that a search for the drive never ends at its task. Identifiers that were not set when the task
-// was written are absent from the element and read back as 0; itemID and phyID are not read.
+// The object's address is that of the drive at work. Identifiers that were not set when the task
+// was written are absent from the element and read back as 0; itemID and phyID are not read. A
+// search of the whole snapshot for a drive that is gone may therefore end at its task: ask for the
+// kind.
 #ifndef SNAPSHOT_QELPROGRESS_H
 #define SNAPSHOT_QELPROGRESS_H
 
 #include <string>
 
-#include "storlib/Addr.h"
 #include "storlib/RaidObject.h"
 #include "xml/XmlAttributeList.h"
 
@@ -35,7 +35,6 @@ public:
     unsigned int taskType = 0;   // EnumTaskType
     unsigned int taskState = 0;  // EnumTaskStatus
     unsigned int percentageComplete = 0;
-    Addr deviceAddr;
     std::string adapterSerial;
     unsigned int LDUniqueID = 0;
 

@@ -7,14 +7,11 @@ namespace {
 
 // clang-format off
 constexpr AttributeRow<QELSESElement> kAttributes[] = {
-    // An element inherits no number from its enclosure; its file tells where it belongs.
+    // An element inherits no number from its enclosure; its file tells where it belongs. Its own
+    // number, the itemID, is stored as soon as it is read.
     {"controllerID", asIDIfPresent<&Addr::controllerID>},
     {"channelID",    asIDIfPresent<&Addr::channelID>},
     {"deviceID",     asIDIfPresent<&Addr::deviceID>},
-    {"itemID",       asIDIfPresent<&Addr::itemID>},
-    {"elementType",  asULong<&SESElement::elementType>},
-    {"status",       asLong<&SESElement::status>},
-    {"descriptor",   asString<&SESElement::descriptor>},
 };
 
 constexpr ChildRow<QELSESElement> kChildren[] = {
@@ -34,6 +31,7 @@ void QELSESElement::build(SimpleXmlParser& parser) {
     const CollectedAttributes guard(attributes);
     readElement(*this, parser, "SESElement", attributes, {"itemID", &Addr::itemID}, kChildren);
     storeAttributes(*this, kAttributes, attributes);
+    build();
 }
 
 void QELSESElement::build(SESElement* source) {

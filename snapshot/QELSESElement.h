@@ -16,8 +16,8 @@ public:
 
     void build(SimpleXmlParser& parser);  // see QELSystem::build
     void build(SESElement* source);       // null copies nothing
-    // Converts what was collected of "status", "descriptor" and "elementType"; a field whose
-    // attribute is absent stays as it is.
+    // Converts what the element at hand has of "status", "descriptor" and "elementType"; a field
+    // whose attribute is absent stays as it is. Nothing happens when no element is being read.
     void build();
 
 private:

@@ -4,8 +4,9 @@
 // A snapshot is made in one of two ways, by the operations that every snapshot class has:
 //
 //   build(SimpleXmlParser&)     reads the element at which the parser stands, with all below it,
-//                               and leaves the parser at its end. Attributes may stand anywhere in
-//                               it. What is missing reads as 0, "" or false. Throws the parser's
+//                               and leaves the parser at its end. A further start tag of the same
+//                               name inside it adds attributes. What is missing reads as 0, "" or
+//                               false. Throws the parser's
 //                               SimpleXmlException; the children that were complete stay.
 //   build(<library object>*)    copies a live object and all below it. The copy owns everything it
 //                               holds; the source may go.

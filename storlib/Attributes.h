@@ -1,9 +1,18 @@
 // Attributes: how a storage object names its attributes once and both writes and reads them.
 //
 //   template <class Self, class Visitor>
-//   void visit(Self& self, Visitor& v) { v.integer("state", self.state); v.text("model", self.model); }
-//   void Kind::writeTo(Writer* w) const { AttributeWriter v{w}; visit(*this, v); }
-//   void Kind::readFrom(Reader* r) { AttributeReader v{r}; visit(*this, v); }
+//   void visit(Self& self, Visitor& v) {
+//       v.integer("state", self.state);
+//       v.text("model", self.model);
+//   }
+//   void Kind::writeTo(Writer* writer) const {
+//       AttributeWriter v{writer};
+//       visit(*this, v);
+//   }
+//   void Kind::readFrom(Reader* reader) {
+//       AttributeReader v{reader};
+//       visit(*this, v);
+//   }
 //
 // Numbers are signed decimals, because whoever reads them converts at 32 signed bits; texts are
 // device texts and are written as 7-bit ASCII, so that no byte of a drive can end a file early.

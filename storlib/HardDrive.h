@@ -20,7 +20,7 @@ public:
     virtual bool getPfaSupported() const { return pfaSupported; }
     virtual bool getPfaError() const { return pfaError; }
 
-    long long size = 0;         // MB; a snapshot keeps the low 31 bits' worth, saturated
+    long long size = 0;         // MB; reads back from a snapshot as 2147483647 at most
     bool pfaError = false;      // a failure is predicted
     bool pfaSupported = false;  // the drive's own prediction can be read
     bool OSPartition = false;   // holds a mounted file system, swap or a partition of the system

@@ -12,9 +12,9 @@ public:
     Progress(EnumTaskType type, int percentDone, EnumTaskStatus taskStatus, const Addr& address)
         : taskType(type), percent(percentDone), status(taskStatus), deviceAddr(address) {}
 
-    int getType() const { return taskType; }      // EnumTaskType; 0 means that nothing runs
-    int getPercent() const { return percent; }    // 0 to 100
-    int getStatus() const { return status; }      // EnumTaskStatus
+    int getType() const { return taskType; }    // EnumTaskType; 0 means that nothing runs
+    int getPercent() const { return percent; }  // 0 to 100
+    int getStatus() const { return status; }    // EnumTaskStatus
     const Addr& getDeviceAddr() const { return deviceAddr; }  // of the logical drive at work
 
     int taskType = kTaskNone;

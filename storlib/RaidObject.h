@@ -80,8 +80,8 @@ private:
     void dropIndexes() const;  // of this object and of all ancestors
     RaidObject* findByWalk(const Addr& address) const;
 
-    RaidObject* parent = nullptr;           // borrowed
-    std::vector<RaidObject*> children;      // owned; may hold nulls
+    RaidObject* parent = nullptr;       // borrowed
+    std::vector<RaidObject*> children;  // owned; may hold nulls
     mutable std::unique_ptr<AddressIndex> index;
 };
 

@@ -1,5 +1,7 @@
 #include "storlib/SESElement.h"
 
+#include <algorithm>
+
 #include "storlib/Attributes.h"
 
 bool SESElement::isInstanceOf(char const* name) const { return isNamed(name, "SESElement"); }
@@ -11,7 +13,10 @@ char const* SESElement::serializedName() const { return "SESElement"; }
 void SESElement::writeTo(Writer* writer) const {
     RaidObject::writeTo(writer);
     writer->writeULong("status", status);
-    writer->writeString("descriptor", descriptor.c_str());
+    // Enclosures fill unused text with 0xff, the byte at which a reader stops.
+    std::string text = descriptor;
+    std::replace(text.begin(), text.end(), '\xff', '\x7f');
+    writer->writeString("descriptor", text.c_str());
     writer->writeInt("elementType", elementType);
 }
 

@@ -13,7 +13,7 @@ public:
     bool isInstanceOf(char const* name) const override;  // "SESElement" only
     char const* typeName() const override;
     char const* serializedName() const override;
-    void writeTo(Writer* writer) const override;
+    void writeTo(Writer* writer) const override;  // a byte 0xff of the descriptor as 0x7f
     // Besides what every object does: the object added gets this element's itemID, so that a phy
     // tells which element it belongs to.
     void descendantAdded(RaidObject* object) override;

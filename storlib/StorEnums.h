@@ -32,12 +32,12 @@ enum EnumPhysicalDeviceState : int {
 
 // LogicalDrive::getState()
 enum EnumLogicalDeviceState : int {
-    kLogicalFree = 0,      // a number without a drive behind it
-    kLogicalOffline = 1,   // data cannot be reached
+    kLogicalFree = 0,     // a number without a drive behind it
+    kLogicalOffline = 1,  // data cannot be reached
     kLogicalOptimal = 2,
     kLogicalDegraded = 3,  // running without redundancy
     kLogicalResyncing = 4,
-    kLogicalHidden = 5,    // left out of comparisons, like 7
+    kLogicalHidden = 5,  // left out of comparisons, like 7
     kLogicalRebuilding = 6,
     kLogicalCriticalHidden = 7,
 };

@@ -1,5 +1,5 @@
-// ZorAdapter: an adapter of the Zor family. Its logical drives count their size in 512-byte blocks, and
-// its SES-2 enclosures are believed even when they do not mark their data as valid.
+// ZorAdapter: an adapter of the Zor family. Its logical drives count their size in 512-byte blocks,
+// and its SES-2 enclosures are believed even when they do not mark their data as valid.
 #ifndef STORLIB_ZORADAPTER_H
 #define STORLIB_ZORADAPTER_H
 

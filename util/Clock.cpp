@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstring>
+#include <mutex>
 
 namespace {
 
@@ -46,9 +48,20 @@ Clock* Clock::set(Clock* clock) {
 }
 
 std::string Clock::text(std::time_t when) {
-    // ctime() follows a changed time zone, ctime_r() alone does not.
+    Text line;
+    write(when, line);
+    return line;
+}
+
+void Clock::write(std::time_t when, Text& line) {
+    static_assert(sizeof(line) == kCtimeLength + 1, "the text and its NUL");
+    // ctime() follows a changed time zone, ctime_r() alone does not. The zone's data is locked
+    // inside the C library, where a race detector does not see it.
+    static std::mutex zone;
+    const std::lock_guard<std::mutex> guard(zone);
     tzset();
-    char line[kCtimeSize];
-    if (ctime_r(&when, line) == nullptr) return std::string(kCtimeLength, '-');
-    return std::string(line, kCtimeLength);
+    char whole[kCtimeSize];
+    if (ctime_r(&when, whole) == nullptr) std::memset(whole, '-', kCtimeLength);
+    std::memcpy(line, whole, kCtimeLength);
+    line[kCtimeLength] = '\0';
 }

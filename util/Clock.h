@@ -41,6 +41,10 @@ public:
     // `when` as ctime() writes it in local time, without the line end: "Sun Sep  9 01:46:40 2001",
     // always 24 characters (dashes where the year has no four digits).
     static std::string text(std::time_t when);
+
+    // The same into `line`, for callers that must not need memory.
+    using Text = char[25];
+    static void write(std::time_t when, Text& line);
 };
 
 #endif  // UTIL_CLOCK_H

@@ -4,6 +4,7 @@
 // growth step and grows by the rule of Reserve(); the block behind it may be larger, so that an
 // array that grows one entry at a time does not copy itself at every entry.
 //
+// Widths     Sizes and indexes are 32 bits on every host; of a wider index the low 32 bits count.
 // Ownership  The entries are the array's; what their pointers point at is not.
 // Threads    No locking inside.
 // Errors     DynamicBufferException with kOutOfMemory; the entries are then as they were.
@@ -60,9 +61,10 @@ public:
             if (allocated > UINT32_MAX - kEntrySize) return false;
             Reserve(allocated + kEntrySize);
         }
-        std::uint32_t at = count;
-        if (index < count) {
-            at = static_cast<std::uint32_t>(index);
+        auto at = static_cast<std::uint32_t>(index);
+        if (at >= count) {
+            at = count;
+        } else {
             std::copy_backward(entries + at, entries + count, entries + count + 1);
         }
         entries[at] = copy;
@@ -77,7 +79,8 @@ public:
     }
 
     const Entry* GetAt(unsigned long index) const {  // null when the index is not in use
-        return index < count ? entries + index : nullptr;
+        const auto at = static_cast<std::uint32_t>(index);
+        return at < count ? entries + at : nullptr;
     }
     std::uint32_t GetCount() const { return count; }          // entries
     std::uint32_t GetAllocated() const { return allocated; }  // bytes

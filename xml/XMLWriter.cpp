@@ -19,6 +19,9 @@ constexpr std::uint32_t kMostBlanksBeforeClose = 61;
 // Pending binary digits above this number are written out; three more still fit the scratch area.
 constexpr std::size_t kPendingBinary = 55;
 
+// Up to this size the memory grows by four: pages that no text reaches cost nothing, copies do.
+constexpr std::uint64_t kBigBlock = 16 << 20;
+
 // The longest number is the largest double, with its sign, 309 digits and six decimals.
 constexpr std::size_t kLongestDouble = 320;
 
@@ -42,16 +45,51 @@ struct EscapeTable {
 
 constexpr EscapeTable kEscapes;
 
-const Escape& escapeOf(char c) { return kEscapes.row[static_cast<unsigned char>(c)]; }
+constexpr Escape const& escapeOf(char c) { return kEscapes.row[static_cast<unsigned char>(c)]; }
 
-std::uint64_t escapedLength(char const* value, std::size_t valueLength) {
+// Characters by which each byte grows when it is escaped. Most texts need none of that, and find
+// out by looking at this table alone.
+struct GrowthTable {
+    std::uint8_t row[256];
+
+    constexpr GrowthTable() : row{} {
+        for (int c = 0; c < 256; ++c) {
+            row[c] = static_cast<std::uint8_t>(kEscapes.row[c].length - 1);
+        }
+    }
+};
+
+constexpr GrowthTable kGrowth;
+
+std::uint64_t growthOf(char const* value, std::size_t valueLength) {
     std::uint64_t sum = 0;
-    for (std::size_t i = 0; i < valueLength; ++i) sum += escapeOf(value[i]).length;
+    for (std::size_t i = 0; i < valueLength; ++i) {
+        sum += kGrowth.row[static_cast<unsigned char>(value[i])];
+    }
     return sum;
 }
 
-char* put(char* at, char const* text, std::size_t textLength) {
-    std::memcpy(at, text, textLength);
+// Names and values are a few bytes long: two moves that may overlap cost less than a call.
+template <class Word>
+void putEnds(char* at, char const* text, std::size_t textLength) {
+    Word first;
+    Word last;
+    std::memcpy(&first, text, sizeof first);
+    std::memcpy(&last, text + textLength - sizeof last, sizeof last);
+    std::memcpy(at, &first, sizeof first);
+    std::memcpy(at + textLength - sizeof last, &last, sizeof last);
+}
+
+inline char* put(char* at, char const* text, std::size_t textLength) {
+    if (textLength > 16) {
+        std::memcpy(at, text, textLength);
+    } else if (textLength >= 8) {
+        putEnds<std::uint64_t>(at, text, textLength);
+    } else if (textLength >= 4) {
+        putEnds<std::uint32_t>(at, text, textLength);
+    } else {
+        for (std::size_t i = 0; i < textLength; ++i) at[i] = text[i];
+    }
     return at + textLength;
 }
 
@@ -85,7 +123,7 @@ void XMLWriter::writeChar(char const* name, char value) {
 }
 
 void XMLWriter::writeUChar(char const* name, unsigned char value) {
-    writeChar(name, static_cast<char>(value));
+    XMLWriter::writeChar(name, static_cast<char>(value));
 }
 
 void XMLWriter::writeLong(char const* name, long value) {
@@ -115,7 +153,7 @@ void XMLWriter::writeUIntHex(char const* name, unsigned int value) {
 }
 
 void XMLWriter::writeFloat(char const* name, float value) {
-    writeDouble(name, static_cast<double>(value));
+    XMLWriter::writeDouble(name, static_cast<double>(value));
 }
 
 void XMLWriter::writeDouble(char const* name, double value) {
@@ -141,27 +179,19 @@ void XMLWriter::writeBool(char const* name, bool value) {
 
 void XMLWriter::writeString(char const* name, char const* value) {
     value = orEmpty(value);
-    const std::size_t nameLength = std::strlen(name);
     const std::size_t valueLength = std::strlen(value);
-    const std::uint64_t escaped = escapedLength(value, valueLength);
-    if (escaped == valueLength) {
-        attribute(name, value, valueLength);
-        return;
-    }
-    char* at = room(std::uint64_t{nameLength} + escaped + 4);
-    if (at == nullptr) return;
-    at = putName(at, name, nameLength);
-    for (std::size_t i = 0; i < valueLength; ++i) {
-        const Escape& escape = escapeOf(value[i]);
-        at = put(at, escape.text != nullptr ? escape.text : value + i, escape.length);
-    }
-    *at++ = '"';
-    commit(at);
+    escaped(name, value, valueLength, growthOf(value, valueLength));
 }
 
 void XMLWriter::writeASCIIString(char const* name, char* value) {
-    for (char* c = value; c != nullptr && *c != 0; ++c) *c = static_cast<char>(*c & 0x7f);
-    XMLWriter::writeString(name, value);
+    std::size_t valueLength = 0;
+    std::uint64_t growth = 0;
+    for (; value != nullptr && value[valueLength] != 0; ++valueLength) {
+        const auto ascii = static_cast<unsigned char>(value[valueLength] & 0x7f);
+        value[valueLength] = static_cast<char>(ascii);
+        growth += kGrowth.row[ascii];
+    }
+    escaped(name, orEmpty(value), valueLength, growth);
 }
 
 void XMLWriter::writeObject(RaidObject const* object) {
@@ -323,9 +353,9 @@ bool XMLWriter::grow(std::uint64_t needed) {
     std::uint64_t newCapacity = capacity != 0 ? capacity : kFirstCapacity;
     while (newCapacity < needed) newCapacity += std::min<std::uint64_t>(newCapacity, 65536);
     if (newCapacity > std::numeric_limits<std::uint32_t>::max()) return false;
-    if (newCapacity > allocated && !moveTo(std::max(newCapacity, allocated * 2)) &&
-        !moveTo(newCapacity)) {
-        return false;
+    if (newCapacity > allocated) {
+        const std::uint64_t ahead = allocated * (allocated < kBigBlock ? 4 : 2);
+        if (!moveTo(std::max(newCapacity, ahead)) && !moveTo(newCapacity)) return false;
     }
     capacity = static_cast<std::uint32_t>(newCapacity);
     return true;
@@ -344,7 +374,26 @@ bool XMLWriter::moveTo(std::uint64_t size) {
     return true;
 }
 
-// ` name="value"`, with a value that needs no escaping.
+// ` name="value"`, with a value that becomes `growth` characters longer by escaping.
+void XMLWriter::escaped(char const* name, char const* value, std::size_t valueLength,
+                        std::uint64_t growth) {
+    if (growth == 0) {
+        attribute(name, value, valueLength);
+        return;
+    }
+    const std::size_t nameLength = std::strlen(name);
+    char* at = room(nameLength + valueLength + growth + 4);
+    if (at == nullptr) return;
+    at = putName(at, name, nameLength);
+    for (std::size_t i = 0; i < valueLength; ++i) {
+        const Escape& escape = escapeOf(value[i]);
+        at = put(at, escape.text != nullptr ? escape.text : value + i, escape.length);
+    }
+    *at++ = '"';
+    commit(at);
+}
+
+// The same with a value that needs no escaping.
 inline void XMLWriter::attribute(char const* name, char const* value, std::size_t valueLength) {
     const std::size_t nameLength = std::strlen(name);
     char* at = room(std::uint64_t{nameLength} + valueLength + 4);

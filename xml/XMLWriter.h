@@ -103,6 +103,8 @@ private:
     bool moveTo(std::uint64_t size);
     void commit(const char* end);
     void attribute(char const* name, char const* value, std::size_t valueLength);
+    void escaped(char const* name, char const* value, std::size_t valueLength,
+                 std::uint64_t growth);
     template <class Integer>
     void number(char const* name, Integer value);
     void openElement(char const* elementName);

@@ -48,7 +48,7 @@ public:
     void failTasks(bool fail) { tasksFail = fail; }
     void failEvents(unsigned int controllerID, bool fail);
 
-    int fillCount() const { return fills; }            // readings so far, failed ones included
+    int fillCount() const { return fills; }               // readings so far, failed ones included
     long lastFirstSequence() const { return lastFirst; }  // `first` of the last listing asked for
 
 private:

@@ -1,0 +1,87 @@
+// SysfsReader: reads attribute files, links and folders below one root folder, and never writes.
+//
+//   SysfsReader reader("/");                       // this machine
+//   SysfsReader step("/tmp/bug/03-degraded");      // a recorded tree
+//   std::string model = step.text("/sys/block/sda/device/model");   // "" when not known
+//
+// Paths      Start with "/" and are meant below the root. Links are followed inside the root: an
+//            absolute link or one with too many ".." ends at the root, as after chroot(), so a
+//            recording never shows the machine that it is read on.
+// Errors     None: whatever cannot be read is "not known". An attribute may vanish, be empty or
+//            half written at any moment, and that is no reason to stop.
+// Bounds     At most `limit` bytes of a file are read; the rest is as if it were not there.
+// Threads    None inside; one thread at a time.
+#ifndef STORLIB_SOURCES_SYSFSREADER_H
+#define STORLIB_SOURCES_SYSFSREADER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+class SysfsReader {
+public:
+    static constexpr std::size_t kAttributeLimit = 64 * 1024;
+    static constexpr std::size_t kTableLimit = 1024 * 1024;  // files that grow with the machine
+
+    // Is told everything that was read; RecordingWriter makes a recording of it.
+    class Recorder {
+    public:
+        virtual ~Recorder() = default;
+        virtual void file(const std::string& path, const std::string& contents) = 0;
+        virtual void link(const std::string& path, const std::string& target) = 0;
+        virtual void entry(const std::string& path) = 0;  // exists; what it is was not asked
+    };
+
+    explicit SysfsReader(const std::string& rootFolder);
+    ~SysfsReader();
+    SysfsReader(const SysfsReader&) = delete;
+    SysfsReader& operator=(const SysfsReader&) = delete;
+
+    // Reads from another root from now on.
+    void setRoot(const std::string& rootFolder);
+    const std::string& getRoot() const { return root; }
+    // Follows links by itself, as it does where the kernel cannot be told to stay below a folder.
+    void followLinksHere() { kernelKeepsInside = false; }
+    bool isThisMachine() const { return live; }  // the root is "/"
+    // Borrowed, may be null; told of every later reading.
+    void setRecorder(Recorder* listener) { recorder = listener; }
+    Recorder* getRecorder() const { return recorder; }
+
+    // False when there is no such file or it cannot be read.
+    bool read(const std::string& path, std::string& contents, std::size_t limit = kAttributeLimit);
+    // Without white space at both ends; "" when not known.
+    std::string text(const std::string& path);
+    // False, and `value` stays, unless the whole text is one decimal number of 64 bits.
+    bool number(const std::string& path, std::int64_t& value);
+    std::int64_t number(const std::string& path, std::int64_t unknown, std::int64_t least,
+                        std::int64_t most);  // `unknown` when not within the limits, too
+    bool exists(const std::string& path);    // a link counts itself, wherever it leads
+    // The place that the link at `path` names, as a path below the root without "." and "..";
+    // it need not exist. "" when there is no such link.
+    std::string resolve(const std::string& path);
+    // The links in a folder that begin with `prefix`: their names, sorted, and where each leads.
+    // False when there is no such folder.
+    bool listLinks(const std::string& folder, const std::string& prefix,
+                   std::vector<std::pair<std::string, std::string>>& found);
+    // Names in a folder that begin with `prefix`, sorted. False when there is no such folder.
+    bool list(const std::string& folder, const std::string& prefix,
+              std::vector<std::string>& names);
+
+    // `text` as one decimal number, white space at both ends allowed.
+    static bool parse(const std::string& text, std::int64_t& value);
+
+private:
+    int open(const std::string& path, int flags) const;
+    bool namesIn(int folder, const std::string& prefix, std::vector<std::string>& names) const;
+    int openByWalk(const std::string& path, int flags) const;
+
+    std::string root;
+    bool live = false;
+    int rootHandle = -1;
+    mutable bool kernelKeepsInside = true;  // openat2() is there; else links are walked here
+    Recorder* recorder = nullptr;           // borrowed
+};
+
+#endif  // STORLIB_SOURCES_SYSFSREADER_H
