@@ -87,13 +87,16 @@ public:
     virtual std::string getLogicalName(LogicalDrive* logicalDrive);
 
     // --- host interface: BaseRaidMonitor.cpp ---
-    bool isStopped() const;  // true when no loop runs
+    // True when no loop runs, and also while start() is still at its first poll: it does not
+    // replace joining the thread that called start(). Once it turns true after a stop(), the
+    // monitor may be started again or destroyed.
+    bool isStopped() const;
     // Moves up to n queued events into the caller's array, oldest first; returns how many. 0, and
     // the queue untouched, for a null array or n below 1.
     int getEvents(QELEvent* out, int n);
     std::vector<QELEvent> getEvents(int n);  // n oldest, all when n is 0
     int getNumberOfEvents() const;
-    EnumEventType getEventTypeLevel();             // 4 without a queue
+    EnumEventType getEventTypeLevel();            // 4 without a queue
     bool setEventTypeLevel(EnumEventType level);  // 1 to 7; false for others
     void setDebugFlag(EnumDebugQEL level);
     void getCurrentEvents(QELEventCollection& events);  // one poll of type 0 into `events`
@@ -102,10 +105,13 @@ public:
     // Where monitors constructed from now on keep their files (settings, catalogue, snapshot,
     // logs) instead of beside the library; "" means beside the library again. Any thread.
     static void useFolder(const std::string& folder);
-    void setQELPath();                         // where the loaded library lies, "./" when unknown
+    void setQELPath();  // where the loaded library lies, "./" when unknown
     void setQELLogPath(std::string newLogPath);
-    int create_directory();                    // 0 when libPath + "qavelogs" is usable
-    void readConfig();                         // QELConfig.conf
+    // Takes texts from this catalogue from now on, for example another language's. A file that is
+    // not there gives empty texts until it is. Monitoring thread only.
+    void useCatalogue(const std::string& file) { nls.resetParser(file); }
+    int create_directory();  // 0 when libPath + "qavelogs" is usable
+    void readConfig();       // QELConfig.conf
     const std::string& getLibPath() const { return libPath; }
     int getOSLoggingLevel() const { return osLoggingLevel; }
     bool isAlarmEnabled() const { return alarmEnabled; }
@@ -162,8 +168,7 @@ public:
     void compareSafte(QELEventCollection& events, Adapter* newAdapterIN, Adapter* oldAdapterIN);
     void checkSafte(QELEventCollection& events, Adapter* adapterIN);
     void checkSafte(QELEventCollection& events, Adapter* adapterIN, Enclosure* enclosure);
-    void checkSafte(QELEventCollection& events, Adapter* adapterIN,
-                    SES2EnclosureDevice* enclosure);
+    void checkSafte(QELEventCollection& events, Adapter* adapterIN, SES2EnclosureDevice* enclosure);
 
     // --- the SAS drive map: BaseRaidMonitorDriveMap.cpp ---
     void logSASDriveMap(QELEventCollection& events, Adapter* adapter);

@@ -227,6 +227,7 @@ std::vector<typename Kind::Device*> enclosuresBelow(const Adapter& adapter) {
     std::vector<RaidObject*> objects;
     adapter.getChildren(objects, Kind::kType, true, true);
     std::vector<typename Kind::Device*> enclosures;
+    enclosures.reserve(objects.size());
     for (RaidObject* object : objects) enclosures.push_back(asDevice<Kind>(object));
     return enclosures;
 }

@@ -18,7 +18,8 @@ using Arguments = std::vector<std::string>;
 using EventMaker = std::function<QELEvent(const EventRow&, const Arguments&)>;
 
 // By RAID level. The low half names the kind of redundancy: none, mirrored, parity, double parity;
-// the top digit marks an array of arrays. Level 12 has a family although it has no text.
+// the top digit marks an array of arrays. Levels 3 and 4 stand among those without redundancy, and
+// level 12 has a family although it has no text: hosts know the masks so.
 constexpr std::uint32_t kRaidFamilies[] = {
     0x0000000F, 0x000000F0, 0x000000F0, 0x0000000F, 0x0000000F, 0x00000F00,
     0x00000F00, 0x00000F00, 0xF000000F, 0xF00000F0, 0xF00000F0, 0xF0000F00,

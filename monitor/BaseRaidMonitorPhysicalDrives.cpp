@@ -2,6 +2,7 @@
 // supported.
 #include "monitor/BaseRaidMonitor.h"
 
+#include <cstring>
 #include <functional>
 
 #include "events/QELEventCollection.h"
@@ -16,6 +17,13 @@ using Arguments = std::vector<std::string>;
 using EventMaker = std::function<QELEvent(const EventRow&, const Arguments&)>;
 
 constexpr char const* kSupportedVendors[] = {"KOVA-LMN", "KOVA-PQ", "KOVA-RST"};
+
+bool isSupportedName(char const* vendor) {
+    for (char const* supported : kSupportedVendors) {
+        if (std::strcmp(vendor, supported) == 0) return true;
+    }
+    return false;
+}
 
 // Controllers hand out device numbers that end in this byte for places without a drive.
 constexpr unsigned int kSpuriousLowByte = 0xff;
@@ -226,13 +234,11 @@ std::string BaseRaidMonitor::trim(std::string& text) {
 
 bool BaseRaidMonitor::isVendorSupported(RaidObject* object) {
     if (object == nullptr || !object->isInstanceOf("PhysicalDevice")) return false;
-    std::string vendor = static_cast<PhysicalDevice*>(object)->vendor;
-    if (vendor.empty()) return false;
-    const std::string name = trim(vendor);
-    for (char const* supported : kSupportedVendors) {
-        if (name == supported) return true;
-    }
-    return false;
+    char const* given = static_cast<PhysicalDevice*>(object)->vendor;
+    if (isSupportedName(given)) return true;  // nothing to trim: asked for each drive of each poll
+    if (*given == 0) return false;
+    std::string vendor = given;
+    return isSupportedName(trim(vendor).c_str());
 }
 
 void BaseRaidMonitor::comparePhysicalDrives(QELEventCollection& ecIN, Adapter* newAdapterIN,

@@ -1,4 +1,6 @@
 // Paths, settings and the debug log.
+#include "monitor/BaseRaidMonitor.h"
+
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -6,7 +8,6 @@
 #include <mutex>
 #include <new>
 
-#include "monitor/BaseRaidMonitor.h"
 #include "monitor/LibraryFolder.h"
 #include "util/Clock.h"
 #include "util/Number.h"
@@ -69,14 +70,21 @@ void BaseRaidMonitor::readConfig() {
         (void)std::unique_ptr<std::FILE, CloseFile>(std::fopen(path.c_str(), "a"));
         return;
     }
-    const std::unique_ptr<NLSParser> settings(new (std::nothrow) NLSParser(path));
-    if (!settings) {
+    std::unique_ptr<NLSParser> settings;
+    try {
+        settings = std::make_unique<NLSParser>(path);
+    } catch (const std::bad_alloc&) {
         logError("ERROR: BaseRaidMonitor::readConfig() Cannot create NLSParser.\n");
         return;
     }
+    // Each falls back first: a line that is nothing but a key ends the reading with an exception.
+    eventQueueSize = 0;
     eventQueueSize = decimal(settings->get("qel.eventQueueSize"));
+    debugLevel = 0;
     debugLevel = decimal(settings->get("qel.debugMask"));
+    osLoggingLevel = 3;  // only seen after such an exception: no value reads as 0
     osLoggingLevel = decimal(settings->get("agent.OSLoggingLevel"));
+    alarmEnabled = false;
     alarmEnabled = isOn(settings->get("agent.alarm"));
 }
 
@@ -106,9 +114,11 @@ void BaseRaidMonitor::logTrace(const char* format, ...) {
 void BaseRaidMonitor::writeDebugLine(const char* format, std::va_list arguments) {
     if (!debugLog) return;
     // stop() logs from the host's threads: the line is made on the stack and written in one piece.
+    // Also when there is no memory, which is worth a line.
     char line[kDebugLineSize];
-    const std::string time = Clock::text(static_cast<std::time_t>(Clock::current().now()));
-    int length = std::snprintf(line, sizeof line, "[%s]  ", time.c_str());
+    Clock::Text time;
+    Clock::write(static_cast<std::time_t>(Clock::current().now()), time);
+    int length = std::snprintf(line, sizeof line, "[%s]  ", time);
     const std::size_t prefix = static_cast<std::size_t>(length);
     length = std::vsnprintf(line + prefix, sizeof line - prefix, format, arguments);
     if (length < 0) return;

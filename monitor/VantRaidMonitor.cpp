@@ -12,7 +12,6 @@
 #include "snapshot/QELLogicalDrive.h"
 #include "snapshot/QELProgressCollection.h"
 #include "snapshot/QELSystem.h"
-#include "storlib/LDPathUtils.h"
 #include "storlib/System.h"
 #include "storlib/VantAdapter.h"
 #include "storlib/VantLib.h"
@@ -20,20 +19,37 @@
 
 namespace {
 
-constexpr int kPathSize = 48;
-
 using Identity = std::tuple<int, int, int>;
 
 Identity identityOf(const Adapter& adapter) {
     return {adapter.pciBus, adapter.pciDevice, adapter.pciFunction};
 }
 
-// Finds the snapshot object of kind `kind` that stands for `object`.
-template <class Snapshot>
-Snapshot* snapshotOf(const QELSystem& snapshot, const RaidObject& object, char const* kind) {
+// Stores `path` in the copy that the snapshot holds of `object`; false when there is none.
+template <class Copy>
+bool storeInCopy(const QELSystem& snapshot, const RaidObject& object, char const* copyKind,
+                 const std::string& path) {
     RaidObject* found = snapshot.getObject(object.addr);
-    return found != nullptr && found->isInstanceOf(kind) ? static_cast<Snapshot*>(found) : nullptr;
+    if (found == nullptr || !found->isInstanceOf(copyKind)) return false;
+    static_cast<Copy*>(found)->LDPath = path;
+    return true;
 }
+
+// The kinds of objects whose paths the snapshot holds, in the order in which they get them.
+struct PathKind {
+    char const* kind;
+    char const* copyKind;
+    bool (*store)(const QELSystem&, const RaidObject&, char const*, const std::string&);
+    char const* missing;  // log line when there is no copy; null: passed over in silence
+};
+
+constexpr PathKind kPathKinds[] = {
+    {"Adapter", "QELAdapter", storeInCopy<QELAdapter>, nullptr},
+    {"HardDrive", "QELHardDrive", storeInCopy<QELHardDrive>,
+     "VantRaidMonitor:: poll:: CHECK_CONFIG ::QELHardDrive is NULL\n"},
+    {"LogicalDrive", "QELLogicalDrive", storeInCopy<QELLogicalDrive>,
+     "VantRaidMonitor:: poll:: CHECK_CONFIG ::QELLogicalDrive is NULL\n"},
+};
 
 std::vector<RaidObject*> objectsOf(const RefSystem& system, char const* kind) {
     std::vector<RaidObject*> found;
@@ -65,11 +81,11 @@ void VantRaidMonitor::construct() {
         (void)refreshConfig(true);  // a failure is logged; the host sees it by the controller count
         systemOld.Set(nullptr);
         discardLoggedEvents();
+        oldAdapters = newAdapters;
     } catch (...) {
         delete progressCollection;  // the base leaves it to the family
         throw;
     }
-    oldAdapters = newAdapters;
     oldTree = systemNew;
     // Starts the timers at a time other than 0, which would count as never reported.
     Clock::current().sleepSeconds(1);
@@ -168,55 +184,26 @@ void VantRaidMonitor::writeFreshSnapshot() {
     configBuilder->writeXML();
 }
 
-// The path of an object as text; "" after a line in the log when the library does not know it.
-std::string VantRaidMonitor::pathOf(const RaidObject& object) {
-    _LDTree path;
-    if (vantLib->getPath(object.addr, path).status != Ret::kOk) {
-        logError("ERROR: getPath(logicalDrive) unsuccessfull\n");
-        return std::string();
-    }
-    char text[kPathSize];
-    LDPathUtils::sPrintPath(path, text, kPathSize);
-    return text;
-}
-
 void VantRaidMonitor::storePaths() {
     const QELSystem* snapshot = configBuilder->getSystem();
     if (snapshot == nullptr) return;
-    for (const RaidObject* object : objectsOf(systemNew, "Adapter")) {
-        if (object == nullptr) continue;
-        const std::string path = pathOf(*object);
-        if (path.empty()) continue;
-        auto* copy = snapshotOf<QELAdapter>(*snapshot, *object, "QELAdapter");
-        if (copy != nullptr) copy->LDPath = path;
-    }
-    for (const RaidObject* object : objectsOf(systemNew, "HardDrive")) {
-        if (object == nullptr) continue;
-        const std::string path = pathOf(*object);
-        if (path.empty()) continue;
-        auto* copy = snapshotOf<QELHardDrive>(*snapshot, *object, "QELHardDrive");
-        if (copy != nullptr) {
-            copy->LDPath = path;
-        } else {
-            logError("VantRaidMonitor:: poll:: CHECK_CONFIG ::QELHardDrive is NULL\n");
-        }
-    }
-    for (const RaidObject* object : objectsOf(systemNew, "LogicalDrive")) {
-        if (object == nullptr) continue;
-        const std::string path = pathOf(*object);
-        if (path.empty()) continue;
-        auto* copy = snapshotOf<QELLogicalDrive>(*snapshot, *object, "QELLogicalDrive");
-        if (copy != nullptr) {
-            copy->LDPath = path;
-        } else {
-            logError("VantRaidMonitor:: poll:: CHECK_CONFIG ::QELLogicalDrive is NULL\n");
+    for (const PathKind& kind : kPathKinds) {
+        for (const RaidObject* object : objectsOf(systemNew, kind.kind)) {
+            if (object == nullptr) continue;
+            std::string path;
+            if (!printPath(object->addr, path)) {
+                logError("ERROR: getPath(logicalDrive) unsuccessfull\n");
+                continue;
+            }
+            const bool stored = kind.store(*snapshot, *object, kind.copyKind, path);
+            if (!stored && kind.missing != nullptr) logError("%s", kind.missing);
         }
     }
 }
 
 void VantRaidMonitor::start() {
     logTrace("Entering VantRaidMonitor::start()\n");
-    if (running || active.exchange(true)) {
+    if (running || !claimLoop()) {
         logError("ERROR: VantRaidMonitor already running!!!!\n");
         return;
     }
@@ -246,6 +233,15 @@ void VantRaidMonitor::start() {
     }
     guard.monitor = nullptr;  // run() leaves by itself; after it the host may destroy the monitor
     run();
+}
+
+// False while another start() is in, or on its way out: a caller that does not wait for
+// isStopped() may find the place free an instant before the former loop says that it has ended.
+bool VantRaidMonitor::claimLoop() {
+    if (active.exchange(true)) return false;
+    if (stopped) return true;
+    active = false;
+    return false;
 }
 
 // Order matters: once `stopped` reads true the host may start again or destroy the monitor, so

@@ -60,7 +60,7 @@ public:
     static constexpr int kCheckConfig = 0;    // poll type: compare with the stored snapshot
     static constexpr int kCompareConfig = 1;  // poll type: compare with the previous poll
 
-    explicit VantRaidMonitor(VantLib* lib);                 // borrowed, may be null
+    explicit VantRaidMonitor(VantLib* lib);                // borrowed, may be null
     VantRaidMonitor(VantLib* lib, std::string logPathIN);  // the logs in that folder
     ~VantRaidMonitor();
 
@@ -123,9 +123,9 @@ private:
     void construct();
     void discardLoggedEvents();
     bool readControllerEvents(const Data_Adapter& entry, std::vector<VantEvent>& found);
+    bool claimLoop();
     void leaveLoop();
     void storePaths();
-    std::string pathOf(const RaidObject& object);
 
     void checkConfig(QELEventCollection& events);
     void collectStoredAdapters();

@@ -1,10 +1,11 @@
 // The poll cycle: read event logs, refresh, pair adapters, compare, raise, write the snapshot.
+#include "monitor/VantRaidMonitor.h"
+
 #include <algorithm>
 
 #include "events/QELEventCollection.h"
 #include "events/VantEventCollection.h"
 #include "monitor/EventRows.h"
-#include "monitor/VantRaidMonitor.h"
 #include "snapshot/QELConfigBuilder.h"
 #include "snapshot/QELSystem.h"
 #include "storlib/Channel.h"
@@ -170,8 +171,9 @@ void VantRaidMonitor::readEventLogs(QELEventCollection& events) {
 void VantRaidMonitor::compareNewAdapter(QELEventCollection& events, Data_Adapter& entry,
                                         int index) {
     if (entry.adapter == nullptr) {
-        logError("ERROR: VantRaidMonitor::poll()::COMPARE_CONFIG::AdapterListNew[%d].pVantAdapter\n",
-                 index);
+        logError(
+            "ERROR: VantRaidMonitor::poll()::COMPARE_CONFIG::AdapterListNew[%d].pVantAdapter\n",
+            index);
         return;
     }
     int sequence = 0;
@@ -187,8 +189,8 @@ void VantRaidMonitor::compareNewAdapter(QELEventCollection& events, Data_Adapter
         logTrace("\tnewAdapter status is REPLACED_ADAPTER or  NEW_ADAPTER\n");
         examineNewAdapter(events, entry.adapter);
     } else if (result == kControllerStatusFailed) {
-        // compareAdapter() never answers so today: a controller that has just failed has its parts
-        // compared like any other. Kept for families that override the comparison.
+        // Not an answer that compareAdapter() gives: a controller that has just failed has its
+        // parts compared like any other. The branch stays, so that the answer keeps its meaning.
         logTrace("\tnewAdapter status is CONTROLLER_STATUS_FAILED\n");
     } else if (old == nullptr) {
         logError("ERROR: VantRaidMonitor::poll()::COMPARE_CONFIG::oldAdapter is NULL\n");
@@ -280,10 +282,16 @@ bool VantRaidMonitor::refreshConfig(bool readStored) {
         logError("ERROR: ERROR--loading library\n");
         return false;
     }
-    const bool read = initialize(readStored);
-    forceRefresh = false;
-    lastRefresh = elapsedSeconds();
-    return read;
+    // Also for a reading that fails or throws: the absolute time that a due check has left in
+    // lastRefresh would keep every later refresh away.
+    struct Stamp {
+        VantRaidMonitor& monitor;
+        ~Stamp() {
+            monitor.forceRefresh = false;
+            monitor.lastRefresh = monitor.elapsedSeconds();
+        }
+    } const stamp{*this};
+    return initialize(readStored);
 }
 
 // --- the family's share in the comparisons: it looks, and finds nothing to add ---

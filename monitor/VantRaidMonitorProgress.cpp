@@ -3,7 +3,6 @@
 #include "monitor/VantRaidMonitor.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <iterator>
 
 #include "events/QELEventCollection.h"
@@ -215,6 +214,7 @@ std::vector<LogicalDrive*> logicalDrivesOf(const VantAdapter& adapter) {
     std::vector<RaidObject*> objects;
     adapter.getChildren(objects, "LogicalDrive", true, true);
     std::vector<LogicalDrive*> drives;
+    drives.reserve(objects.size());
     for (RaidObject* object : objects) drives.push_back(static_cast<LogicalDrive*>(object));
     return drives;
 }
@@ -337,10 +337,7 @@ void VantRaidMonitor::setProgress() {
     progressCollection->deleteAllChildren();
     for (const logicalDrive_progress& entry : ldProgressNew) {
         auto* stored = new QELProgress;
-        static_cast<Addr&>(stored->addr) = entry.progress.getDeviceAddr();
-        stored->percentageComplete = static_cast<std::uint32_t>(entry.progress.getPercent());
-        stored->taskType = static_cast<std::uint32_t>(entry.progress.getType());
-        stored->taskState = static_cast<std::uint32_t>(entry.progress.getStatus());
+        stored->build(&entry.progress);
         progressCollection->addChild(stored);
     }
 }
