@@ -1,0 +1,215 @@
+#include "agent/ConfigText.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <map>
+#include <vector>
+
+#include "agent/SafeText.h"
+#include "storlib/Adapter.h"
+#include "storlib/Channel.h"
+#include "storlib/Enclosure.h"
+#include "storlib/HardDrive.h"
+#include "storlib/LogicalDrive.h"
+#include "storlib/SASPhy.h"
+#include "storlib/SES2EnclosureDevice.h"
+#include "storlib/SESElement.h"
+#include "storlib/System.h"
+
+namespace {
+
+struct Word {
+    int number;
+    const char* word;
+};
+
+// clang-format off
+constexpr Word kDriveStates[] = {
+    {kDriveReady,      "ready"},
+    {kDriveMember,     "member"},
+    {kDriveFailed,     "FAILED"},
+    {kDriveHotSpare,   "hot spare"},
+    {kDriveRebuilding, "rebuilding"},
+    {kDriveNotPresent, "absent"},
+};
+constexpr Word kArrayStates[] = {
+    {kLogicalFree,           "free"},
+    {kLogicalOffline,        "OFFLINE"},
+    {kLogicalOptimal,        "optimal"},
+    {kLogicalDegraded,       "DEGRADED"},
+    {kLogicalResyncing,      "resyncing"},
+    {kLogicalHidden,         "hidden"},
+    {kLogicalRebuilding,     "REBUILDING"},
+    {kLogicalCriticalHidden, "hidden"},
+};
+constexpr Word kRaidLevels[] = {
+    {kRaid0, "RAID 0"}, {kRaid1, "RAID 1"}, {kRaid1E, "RAID 1E"}, {kRaid3, "RAID 3"},
+    {kRaid4, "RAID 4"}, {kRaid5, "RAID 5"}, {kRaid5E, "RAID 5E"}, {kRaid5EE, "RAID 5EE"},
+    {kRaid00, "RAID 00"}, {kRaid10, "RAID 10"}, {kRaid1E0, "RAID 1E0"}, {kRaid50, "RAID 50"},
+    {kSpannedVolume, "spanned"}, {kRaidVolume, "volume"},
+    {kSimpleVolume, "simple"}, {kRaid6, "RAID 6"}, {kRaid60, "RAID 60"},
+};
+constexpr Word kAdapterStates[] = {{kAdapterNormal, "normal"}, {kAdapterFailed, "FAILED"}};
+
+// clang-format on
+
+template <class Table>
+std::string wordOf(const Table& table, int number, const char* otherwise) {
+    for (const Word& row : table) {
+        if (row.number == number) return row.word;
+    }
+    return otherwise + std::to_string(number);
+}
+
+// One cell of a table: exactly `width` columns; "-" when there is nothing to show, cut with "~"
+// when there is too much.
+std::string cell(const std::string& raw, std::size_t width) {
+    std::string text = raw.empty() ? "-" : safeText(raw);
+    if (textWidth(text) > width) text = cutText(text, width - 1) + "~";
+    return text + std::string(width - textWidth(text), ' ');
+}
+
+std::string rightCell(const std::string& text, std::size_t width) {
+    return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
+}
+
+constexpr std::size_t kPlaceWidth = 13;
+constexpr std::size_t kKindWidth = 8;  // slot of a drive, level of an array
+constexpr std::size_t kNameWidth = 20;
+constexpr std::size_t kSerialWidth = 14;
+constexpr std::size_t kSizeWidth = 8;
+
+std::string row(const std::string& place, const std::string& kind, const std::string& name,
+                const std::string& serial, const std::string& size, const std::string& state) {
+    return "  " + cell(place, kPlaceWidth) + " " + cell(kind, kKindWidth) + " " +
+           cell(name, kNameWidth) + " " + cell(serial, kSerialWidth) + rightCell(size, kSizeWidth) +
+           "  " + state + "\n";
+}
+
+std::string joined(const std::string& left, const std::string& right) {
+    if (left.empty() || right.empty()) return left + right;
+    return left + " " + right;
+}
+
+std::string place(const char* kind, const Addr& at) {
+    return std::string(kind) + " " + std::to_string(at.controllerID) + ":" +
+           std::to_string(at.channelID) + ":" + std::to_string(at.deviceID);
+}
+
+template <class Kind>
+std::vector<const Kind*> below(const RaidObject& object, const char* type) {
+    std::vector<RaidObject*> list;
+    object.getChildren(list, type, true, true);
+    std::vector<const Kind*> found;
+    for (RaidObject* each : list) {
+        if (const auto* kind = dynamic_cast<const Kind*>(each)) found.push_back(kind);
+    }
+    return found;
+}
+
+// Slot of a drive by the SAS address that the enclosure's slot element and the drive share.
+class Slots {
+public:
+    explicit Slots(const System& system) {
+        for (const SESElement* element : below<SESElement>(system, "SESElement")) {
+            for (const SASPhy* phy : below<SASPhy>(*element, "SASPhy")) {
+                if (phy->SASaddress[0] != 0) names[phy->SASaddress] = element->getDescriptor();
+            }
+        }
+    }
+
+    std::string of(const HardDrive& drive) const {
+        for (const SASPhy* phy : below<SASPhy>(drive, "SASPhy")) {
+            const auto slot = names.find(phy->SASaddress);
+            if (slot != names.end()) return slot->second;
+        }
+        const Channel* channel = drive.getChannel();
+        const bool isPort = channel != nullptr && channel->getChannelType() == kChannelSata;
+        return isPort ? "port " + std::to_string(channel->addr.channelID) : "";
+    }
+
+private:
+    std::map<std::string, std::string> names;
+};
+
+std::string adapterLine(const Adapter& adapter) {
+    const std::string name = joined(adapter.deviceVendor, adapter.deviceName);
+    std::string line = "adapter " + std::to_string(adapter.addr.controllerID) + "  ";
+    line += cell(name, 40);
+    line += "  PCI " + std::to_string(adapter.pciBus) + "-" + std::to_string(adapter.pciDevice) +
+            "-" + std::to_string(adapter.pciFunction);
+    line += "  " + wordOf(kAdapterStates, adapter.getAdapterStatus(), "status ");
+    return line + "\n";
+}
+
+std::string driveLine(const HardDrive& drive, const Slots& slots) {
+    std::string state = driveStateWord(drive.state);
+    if (drive.getPfaError()) state += ", FAILING";
+    const auto size = static_cast<unsigned long long>(drive.size < 0 ? 0 : drive.size);
+    return row(place("drive", drive.addr), slots.of(drive), joined(drive.vendor, drive.model),
+               drive.serialNumber, sizeText(size), state);
+}
+
+std::string arrayLine(const LogicalDrive& array, bool inBlocks) {
+    const unsigned long long size = array.getDataSpace64();
+    std::string state = arrayStateWord(array.getState());
+    if (array.getBlockedAccess()) state += ", BLOCKED";
+    if (array.badBlockCount > 0) state += ", bad stripes";
+    return row("array " + std::to_string(array.addr.logicalDriveID),
+               raidLevelWord(array.getRaidLevel()), array.logicalName, "",
+               sizeText(inBlocks ? size / 2048 : size), state);
+}
+
+template <class Kind>
+std::string unitsOf(const Kind& enclosure, bool valid) {
+    if (!valid) return "state not known";
+    return std::to_string(enclosure.getFanCount()) + " fans, " +
+           std::to_string(enclosure.getPowerSupplyCount()) + " supplies, temp. " +
+           (enclosure.isTempOutOfRange() ? "ALARM" : "normal");
+}
+
+std::string enclosureLine(const PhysicalDevice& device, const std::string& units) {
+    return "  " + cell(place("encl.", device.addr), kPlaceWidth) + " " + cell("", kKindWidth) +
+           " " + cell(joined(device.vendor, device.model), kNameWidth) + " " + units + "\n";
+}
+
+}  // namespace
+
+std::string driveStateWord(int state) { return wordOf(kDriveStates, state, "state "); }
+std::string arrayStateWord(int state) { return wordOf(kArrayStates, state, "state "); }
+std::string raidLevelWord(int level) { return wordOf(kRaidLevels, level, "level "); }
+
+std::string sizeText(unsigned long long megabytes) {
+    if (megabytes == 0) return "-";
+    char text[32];
+    if (megabytes < 1024) {
+        std::snprintf(text, sizeof text, "%llu MB", megabytes);
+    } else if (megabytes < 1024ull * 1024) {
+        std::snprintf(text, sizeof text, "%.1f GB", static_cast<double>(megabytes) / 1024);
+    } else {
+        std::snprintf(text, sizeof text, "%.1f TB", static_cast<double>(megabytes) / 1024 / 1024);
+    }
+    return text;
+}
+
+std::string configText(const System& system) {
+    const Slots slots(system);
+    std::string text;
+    for (const Adapter* adapter : below<Adapter>(system, "Adapter")) {
+        text += adapterLine(*adapter);
+        for (const HardDrive* drive : below<HardDrive>(*adapter, "HardDrive")) {
+            text += driveLine(*drive, slots);
+        }
+        const bool inBlocks = adapter->isInstanceOf("ZorAdapter");
+        for (const LogicalDrive* array : below<LogicalDrive>(*adapter, "LogicalDrive")) {
+            text += arrayLine(*array, inBlocks);
+        }
+        for (const Enclosure* each : below<Enclosure>(*adapter, "Enclosure")) {
+            text += enclosureLine(*each, unitsOf(*each, each->isSafteDataValid()));
+        }
+        for (const auto* each : below<SES2EnclosureDevice>(*adapter, "SES2EnclosureDevice")) {
+            text += enclosureLine(*each, unitsOf(*each, each->isSESDataValid()));
+        }
+    }
+    return text.empty() ? "no storage controllers\n" : text;
+}

@@ -1,0 +1,101 @@
+#include "agent/EngineFolder.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <ctime>
+#include <filesystem>
+
+#include "agent/Failure.h"
+#include "monitor/BaseRaidMonitor.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char kCatalogue[] = "RaidNLS.properties";
+// From lib/, from lib/<architecture>/ and from lib/<architecture>/qel/.
+constexpr const char* kShareFolders[] = {"../share/qel/", "../../share/qel/",
+                                         "../../../share/qel/"};
+
+std::string withSlash(const std::string& folder) {
+    return !folder.empty() && folder.back() == '/' ? folder : folder + "/";
+}
+
+// A link rather than a copy, so that an update of the package is an update here. A link that leads
+// nowhere is from a package that has moved; a real file is the administrator's own.
+void linkCatalogue(const std::string& folder) {
+    const std::string shipped = EngineFolder::shippedCatalogue();
+    const fs::path place = folder + kCatalogue;
+    std::error_code ignored;  // isWritable() and hasCatalogue() tell what is missing
+    if (shipped.empty() || fs::exists(place, ignored)) return;
+    fs::remove(place, ignored);
+    fs::create_symlink(shipped, place, ignored);
+}
+
+}  // namespace
+
+EngineFolder::EngineFolder() : folder(libraryFolder()) { BaseRaidMonitor::useFolder(""); }
+
+EngineFolder::EngineFolder(const std::string& folderIN) {
+    std::error_code error;
+    const fs::path absolute = fs::absolute(folderIN, error);
+    if (!error) fs::create_directories(absolute, error);
+    if (!error && !fs::is_directory(absolute, error) && !error) {
+        error = std::make_error_code(std::errc::not_a_directory);
+    }
+    if (error) {
+        throw Failure(Failure::kBadUse, "cannot use the folder " + folderIN + " (" +
+                                            error.message() + "); name one that can be written to");
+    }
+    folder = withSlash(absolute.string());
+    linkCatalogue(folder);
+    BaseRaidMonitor::useFolder(folder);
+}
+
+EngineFolder::~EngineFolder() { BaseRaidMonitor::useFolder(""); }
+
+bool EngineFolder::isWritable() const { return access(folder.c_str(), W_OK) == 0; }
+
+bool EngineFolder::hasCatalogue() const { return access((folder + kCatalogue).c_str(), R_OK) == 0; }
+
+std::string EngineFolder::setSnapshotAside() const {
+    const std::time_t now = std::time(nullptr);
+    std::tm parts{};
+    char when[40] = "";
+    if (localtime_r(&now, &parts) != nullptr) {
+        (void)std::strftime(when, sizeof when, "%Y%m%d-%H%M%S", &parts);
+    }
+    // A link to the real place stays, so that the next snapshot is written there again.
+    std::error_code error;
+    const fs::path real = fs::canonical(snapshot(), error);
+    if (error) return "";
+    std::string aside = real.string() + ".damaged-" + when;
+    for (int again = 2; fs::exists(aside, error) && again < 100; ++again) {
+        aside = real.string() + ".damaged-" + when + "-" + std::to_string(again);
+    }
+    fs::rename(real, aside, error);
+    return error ? "" : aside;
+}
+
+std::string EngineFolder::libraryFolder() {
+    Dl_info info{};
+    void* const inside = dlsym(RTLD_DEFAULT, "dllSafeDeleteRAIDMON");
+    if (inside == nullptr || dladdr(inside, &info) == 0 || info.dli_fname == nullptr) return "./";
+    std::error_code error;
+    const fs::path library = fs::absolute(info.dli_fname, error);
+    return error ? "./" : withSlash(fs::path(library).parent_path().string());
+}
+
+std::string EngineFolder::shippedCatalogue() {
+    const std::string beside = libraryFolder();
+    if (access((beside + kCatalogue).c_str(), R_OK) == 0) return beside + kCatalogue;
+    for (const char* share : kShareFolders) {
+        const std::string candidate = beside + share + kCatalogue;
+        if (access(candidate.c_str(), R_OK) == 0) {
+            return fs::path(candidate).lexically_normal().string();
+        }
+    }
+    return "";
+}

@@ -1,0 +1,170 @@
+#include "agent/MonitorThread.h"
+
+#include <algorithm>
+#include <exception>
+#include <iterator>
+#include <utility>
+
+#include "agent/EngineFolder.h"
+#include "monitor/VantRaidMonitor.h"
+#include "storlib/VantLib.h"
+#include "xml/SimpleXmlException.h"
+
+namespace {
+
+std::unique_ptr<VantRaidMonitor> makeMonitor(VantLib& lib,
+                                             const MonitorThread::Settings& settings) {
+    auto monitor = settings.logFolder.empty()
+                       ? std::make_unique<VantRaidMonitor>(&lib)
+                       : std::make_unique<VantRaidMonitor>(&lib, settings.logFolder);
+    if (!settings.catalogue.empty()) monitor->useCatalogue(settings.catalogue);
+    return monitor;
+}
+
+std::string seconds(std::chrono::milliseconds time) {
+    return std::to_string((time.count() + 999) / 1000) + " s";
+}
+
+}  // namespace
+
+MonitorThread::MonitorThread(VantLib& libIN, const EngineFolder& folderIN,
+                             const Settings& settingsIN)
+    : lib(libIN), folder(folderIN), settings(settingsIN), nextWait(settingsIN.firstWait) {
+    thread = std::thread([this] { work(); });
+}
+
+MonitorThread::~MonitorThread() { stop(); }
+
+MonitorThread::Batch MonitorThread::take() {
+    const std::lock_guard<std::mutex> guard(mutex);
+    Batch taken = std::exchange(waiting, Batch{});
+    if (published != nullptr) {
+        std::vector<QELEvent> events = published->getEvents(0);
+        std::move(events.begin(), events.end(), std::back_inserter(taken.events));
+    }
+    return taken;
+}
+
+void MonitorThread::stop() {
+    {
+        std::unique_lock<std::mutex> guard(mutex);
+        stopping = true;
+        changed.notify_all();
+        while (!finished) {
+            if (published != nullptr) published->stop();
+            changed.wait_for(guard, settings.joinStep, [this] { return finished; });
+        }
+    }
+    if (thread.joinable()) thread.join();
+}
+
+bool MonitorThread::ended() const {
+    const std::lock_guard<std::mutex> guard(mutex);
+    return finished;
+}
+
+void MonitorThread::work() {
+    bool again = true;
+    while (again && !stopRequested()) {
+        try {
+            again = runOnce();
+        } catch (const SimpleXmlException& e) {
+            setSnapshotAside(e);
+        } catch (const std::exception& e) {
+            note(std::string("the monitor could not be set up: ") + e.what());
+            (void)waitBeforeRetry();
+        } catch (...) {
+            note("the monitor could not be set up: unknown error");
+            (void)waitBeforeRetry();
+        }
+    }
+    const std::lock_guard<std::mutex> guard(mutex);
+    finished = true;
+    changed.notify_all();
+}
+
+// One monitor, from construction to destruction. False when it is over for good. Throws
+// SimpleXmlException for a stored snapshot that cannot be read.
+bool MonitorThread::runOnce() {
+    const std::unique_ptr<VantRaidMonitor> monitor = makeMonitor(lib, settings);
+    struct Published {
+        MonitorThread& owner;
+        ~Published() { owner.publish(nullptr); }
+    } const guard{*this};
+    publish(monitor.get());
+    if (waitForFirstReading(*monitor)) keepRunning(*monitor);
+    return false;
+}
+
+bool MonitorThread::waitForFirstReading(VantRaidMonitor& monitor) {
+    bool told = false;
+    while (monitor.getControllerCount() == 0 && !monitor.initialize(true)) {
+        if (!std::exchange(told, true)) {
+            note("the storage cannot be read (" + lib.lastError() +
+                 "); trying again until it can, the stored snapshot is kept");
+        }
+        if (!waitBeforeRetry()) return false;
+    }
+    if (told) note("the storage can be read now");
+    nextWait = settings.firstWait;
+    return !stopRequested();
+}
+
+void MonitorThread::keepRunning(VantRaidMonitor& monitor) {
+    while (!stopRequested()) {
+        try {
+            monitor.start();
+            return;  // stop() ended it
+        } catch (const std::exception& e) {
+            note(std::string("monitoring was interrupted: ") + e.what() + "; going on in " +
+                 seconds(nextWait));
+        } catch (...) {
+            note("monitoring was interrupted: unknown error; going on in " + seconds(nextWait));
+        }
+        // Then the new configuration is compared with the stored snapshot, so that nothing which
+        // the broken poll had not yet written there is lost.
+        do {
+            if (!waitBeforeRetry()) return;
+        } while (!monitor.initialize(true));
+    }
+}
+
+void MonitorThread::note(const std::string& line) {
+    const std::lock_guard<std::mutex> guard(mutex);
+    waiting.notes.push_back(line);
+}
+
+bool MonitorThread::stopRequested() const {
+    const std::lock_guard<std::mutex> guard(mutex);
+    return stopping;
+}
+
+bool MonitorThread::waitBeforeRetry() {
+    std::unique_lock<std::mutex> guard(mutex);
+    (void)changed.wait_for(guard, nextWait, [this] { return stopping; });
+    nextWait = std::min(nextWait * 2, settings.longestWait);
+    return !stopping;
+}
+
+void MonitorThread::setSnapshotAside(const std::exception& damage) {
+    const std::string aside = folder.setSnapshotAside();
+    if (!aside.empty()) {
+        note("the stored snapshot is damaged (" + std::string(damage.what()) + "); it is now " +
+             aside + ", and what changed while nothing was watched cannot be told");
+        return;
+    }
+    note("the stored snapshot " + folder.snapshot() + " is damaged and cannot be renamed; " +
+         "remove it");
+    (void)waitBeforeRetry();
+}
+
+// Between these two calls take() and stop() reach the monitor. What it still holds at the end goes
+// to the host as well.
+void MonitorThread::publish(VantRaidMonitor* running) {
+    const std::lock_guard<std::mutex> guard(mutex);
+    if (running == nullptr && published != nullptr) {
+        std::vector<QELEvent> rest = published->getEvents(0);
+        std::move(rest.begin(), rest.end(), std::back_inserter(waiting.events));
+    }
+    published = running;
+}

@@ -1,0 +1,32 @@
+// SafeText: text that came from hardware or from a file, made fit to be shown on a terminal.
+//
+// A drive may call itself anything. Bytes that would move the cursor, change colours, reorder the
+// line or are no UTF-8 at all are written out as escapes, so that a line stays one line and shows
+// what is really there:
+//
+//   safeText("disk\x1b[2J")   gives   disk\x1b[2J      (four visible characters for the escape)
+//   safeText("\xff")          gives   \xff
+//
+// Pure functions; any thread.
+#ifndef AGENT_SAFETEXT_H
+#define AGENT_SAFETEXT_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+// Control characters (C0, DEL, C1), line and paragraph separators, bidirectional controls and
+// invalid UTF-8 become \xNN, \n, \r, \t or \u{NNNN}. A backslash stays: texts are for reading.
+std::string safeText(const std::string& raw);
+
+// Characters of valid UTF-8 text, as a terminal with one column per character shows them.
+std::size_t textWidth(const std::string& text);
+
+// The first `width` characters of valid UTF-8 text.
+std::string cutText(const std::string& text, std::size_t width);
+
+// Breaks `text` at blanks into lines of at most `width` characters; a word longer than that is cut.
+// Never empty: "" gives one empty line. A width of 0 means no limit.
+std::vector<std::string> wrapText(const std::string& text, std::size_t width);
+
+#endif  // AGENT_SAFETEXT_H

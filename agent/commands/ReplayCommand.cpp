@@ -1,0 +1,22 @@
+#include "agent/commands/ReplayCommand.h"
+
+#include "agent/Failure.h"
+#include "agent/Recording.h"
+#include "agent/Replayer.h"
+#include "agent/StopSignal.h"
+
+int ReplayCommand::run(const Context& context) const {
+    const Recording recording(options.path, [&context] { return context.stop.requested(); });
+    EventPrinter printer(context.out, options.form, context.style);
+    Replayer replayer(recording.path(), options.language);
+    while (!context.stop.requested() && replayer.next()) {
+        printer.printStep(replayer.step(), replayer.events());
+        if (!replayer.problem().empty()) {
+            context.note("step " + replayer.step() + " cannot be read: " + replayer.problem());
+        }
+    }
+    if (context.stop.requested()) throw Failure(Failure::kFailed, "interrupted");
+    const std::string summary = printer.mutedSummary();
+    if (!summary.empty()) context.note(summary);
+    return Failure::kDone;
+}

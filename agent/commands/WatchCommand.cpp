@@ -1,0 +1,129 @@
+#include "agent/commands/WatchCommand.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+
+#include "agent/EngineFolder.h"
+#include "agent/Failure.h"
+#include "agent/Languages.h"
+#include "agent/MonitorThread.h"
+#include "agent/Output.h"
+#include "agent/StopSignal.h"
+#include "events/QELEventCollection.h"
+#include "monitor/VantRaidMonitor.h"
+#include "storlib/VantLib.h"
+#include "xml/SimpleXmlException.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds kDrainInterval{500};
+constexpr int kQueueSize = 1000000;  // nobody drains during a single poll
+
+std::unique_ptr<EngineFolder> engineFolder(const std::string& stateFolder) {
+    if (stateFolder.empty()) return std::make_unique<EngineFolder>();
+    return std::make_unique<EngineFolder>(stateFolder);
+}
+
+// Makes the folder and returns its name in the form that the engine takes.
+std::string readyLogFolder(const std::string& name) {
+    if (name.empty()) return "";
+    std::error_code error;
+    std::filesystem::create_directories(name, error);
+    if (error || access(name.c_str(), W_OK) != 0) {
+        throw Failure(Failure::kBadUse,
+                      "cannot write logs to " + name + "; name a folder that can be written to");
+    }
+    return name;
+}
+
+void tellWhatIsMissing(const EngineFolder& folder, const Context& context) {
+    if (!folder.isWritable()) {
+        context.note("cannot write to " + folder.path() +
+                     ": no snapshot and no logs are kept, events are not lost; --state DIR names "
+                     "another folder");
+    }
+    if (!folder.hasCatalogue()) {
+        context.note("no message catalogue RaidNLS.properties in " + folder.path() +
+                     ": events come without text");
+    }
+}
+
+std::unique_ptr<VantRaidMonitor> makeMonitor(VantLib& lib, const std::string& logFolder,
+                                             const std::string& catalogue) {
+    auto monitor = logFolder.empty() ? std::make_unique<VantRaidMonitor>(&lib)
+                                     : std::make_unique<VantRaidMonitor>(&lib, logFolder);
+    if (!catalogue.empty()) monitor->useCatalogue(catalogue);
+    return monitor;
+}
+
+// Before anything runs: a language that is not installed is bad use.
+std::string catalogueOf(const std::string& language) {
+    return language.empty() ? std::string() : Languages::catalogue(language);
+}
+
+}  // namespace
+
+int WatchCommand::run(const Context& context) const {
+    std::string error;
+    const std::unique_ptr<VantLib> lib = VantLib::open(options.source, error);
+    if (!lib) throw Failure(Failure::kBadUse, error);
+    const std::unique_ptr<EngineFolder> folder = engineFolder(options.stateFolder);
+    tellWhatIsMissing(*folder, context);
+
+    EventPrinter printer(context.out, options.form, context.style);
+    if (options.once) {
+        checkOnce(*lib, *folder, context, printer);
+    } else {
+        watch(*lib, *folder, context, printer);
+    }
+    const std::string summary = printer.mutedSummary();
+    if (!summary.empty()) context.note(summary);
+    return Failure::kDone;
+}
+
+void WatchCommand::watch(VantLib& lib, const EngineFolder& folder, const Context& context,
+                         EventPrinter& printer) const {
+    MonitorThread::Settings settings;
+    settings.logFolder = readyLogFolder(options.logFolder);
+    settings.catalogue = catalogueOf(options.language);
+    MonitorThread monitor(lib, folder, settings);
+    const auto show = [&] {
+        const MonitorThread::Batch batch = monitor.take();
+        for (const std::string& line : batch.notes) context.note(line);
+        printer.print(batch.events);
+    };
+    while (!context.stop.waitFor(kDrainInterval) && !monitor.ended()) {
+        show();
+        context.out.check();
+    }
+    monitor.stop();
+    show();
+}
+
+void WatchCommand::checkOnce(VantLib& lib, const EngineFolder& folder, const Context& context,
+                             EventPrinter& printer) const {
+    const std::string logFolder = readyLogFolder(options.logFolder);
+    const std::string catalogue = catalogueOf(options.language);
+    std::unique_ptr<VantRaidMonitor> monitor;
+    try {
+        monitor = makeMonitor(lib, logFolder, catalogue);
+    } catch (const SimpleXmlException& e) {
+        const std::string aside = folder.setSnapshotAside();
+        if (aside.empty()) {
+            throw Failure(Failure::kFailed, "the stored snapshot " + folder.snapshot() +
+                                                " is damaged (" + e.what() + "); remove it");
+        }
+        context.note("the stored snapshot is damaged (" + std::string(e.what()) + "); it is now " +
+                     aside);
+        monitor = makeMonitor(lib, logFolder, catalogue);
+    }
+    if (monitor->getControllerCount() == 0 && !monitor->initialize(true)) {
+        throw Failure(Failure::kFailed, "the storage cannot be read: " + lib.lastError());
+    }
+    QELEventCollection queue("", kQueueSize, kEventAll);
+    monitor->getCurrentEvents(queue);
+    printer.print(queue.getAllEvents());
+}
