@@ -1,0 +1,35 @@
+# raidwatch, the host agent. It sees of the libraries what any other host would see: the staged
+# public headers and the exported names.
+
+file(GLOB_RECURSE AGENT_SOURCES CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/agent/*.cpp")
+set(AGENT_MAIN "${PROJECT_SOURCE_DIR}/agent/main.cpp")
+list(REMOVE_ITEM AGENT_SOURCES "${AGENT_MAIN}")
+if(NOT EXISTS "${AGENT_MAIN}" OR NOT AGENT_SOURCES)
+    message(FATAL_ERROR "agent/ holds no main.cpp or nothing else; -DQEL_BUILD_AGENT=OFF skips it")
+endif()
+
+find_package(CLI11 REQUIRED)
+find_package(nlohmann_json REQUIRED)
+find_package(LibArchive REQUIRED)
+
+# What `raidwatch explain` says is built into the program.
+set(meanings "${PROJECT_SOURCE_DIR}/catalogue/meanings.json")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${meanings}")
+file(READ "${meanings}" QEL_MEANINGS)
+configure_file("${PROJECT_SOURCE_DIR}/cmake/Meanings.cpp.in"
+               "${PROJECT_BINARY_DIR}/generated/Meanings.cpp" @ONLY)
+
+# Everything but main, so that tests can link it.
+add_library(raidwatch_core STATIC ${AGENT_SOURCES} "${PROJECT_BINARY_DIR}/generated/Meanings.cpp")
+target_include_directories(raidwatch_core PUBLIC "${QEL_OWN_INCLUDE}")
+target_compile_definitions(raidwatch_core PRIVATE QEL_VERSION="${PROJECT_VERSION}")
+target_link_libraries(raidwatch_core PRIVATE qel_flags
+    PUBLIC qel storvant CLI11::CLI11 nlohmann_json::nlohmann_json LibArchive::LibArchive
+           Threads::Threads)
+
+add_executable(raidwatch "${AGENT_MAIN}")
+target_compile_definitions(raidwatch PRIVATE QEL_VERSION="${PROJECT_VERSION}")
+target_link_libraries(raidwatch PRIVATE qel_flags raidwatch_core)
+set_target_properties(raidwatch PROPERTIES
+    INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+add_dependencies(raidwatch catalogue)

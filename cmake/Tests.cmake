@@ -1,0 +1,95 @@
+# The test programs and the checks that ctest runs.
+#
+#   unit_tests    tests/*Test.cpp        static libraries, private headers
+#   host_tests    tests/host/*Test.cpp   shared libraries, installed headers: what a host sees
+#   agent_tests   tests/agent/*Test.cpp  raidwatch without its main
+#
+# Every test case is a ctest test of its own, started by scripts/in-test-room (fixed time zone and
+# locale, a private set of System V semaphores) in an empty folder of the build tree.
+
+set(gtest_source "/usr/src/googletest" CACHE PATH "GoogleTest's sources (package googletest)")
+add_subdirectory("${gtest_source}" "${PROJECT_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
+include(GoogleTest)
+
+set(room "${PROJECT_SOURCE_DIR}/scripts/in-test-room")
+set(QEL_TEST_CWD "${PROJECT_BINARY_DIR}/cwd")
+file(MAKE_DIRECTORY "${QEL_TEST_CWD}")
+
+# The engine's queue is locked by one semaphore for the whole machine. Where a test may not have a
+# set of its own, tests that might touch it run one after the other.
+set(semaphore_lock "")
+execute_process(COMMAND "${room}" --probe RESULT_VARIABLE no_private_semaphores)
+if(no_private_semaphores)
+    message(WARNING "No private IPC namespace here (unshare -i fails): tests share this machine's "
+                    "semaphore with every running monitor, and therefore run one at a time.")
+    set(semaphore_lock RESOURCE_LOCK machine-semaphore)
+endif()
+
+# qel_add_tests(<target> <sources...>): a GoogleTest program whose cases ctest runs one by one.
+function(qel_add_tests target)
+    add_executable(${target} ${ARGN})
+    target_compile_definitions(${target} PRIVATE
+        QEL_SOURCE_DIR="${PROJECT_SOURCE_DIR}" QEL_BINARY_DIR="${PROJECT_BINARY_DIR}")
+    target_link_libraries(${target} PRIVATE qel_flags GTest::gmock GTest::gtest_main)
+    set_target_properties(${target} PROPERTIES CROSSCOMPILING_EMULATOR "${room}")
+    add_dependencies(${target} catalogue)
+    gtest_discover_tests(${target}
+        TEST_PREFIX "${QEL_TEST_PREFIX}" WORKING_DIRECTORY "${QEL_TEST_CWD}"
+        DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120 ${semaphore_lock})
+endfunction()
+
+file(GLOB support CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/support/*.cpp")
+
+file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/*Test.cpp")
+if(sources)
+    qel_add_tests(unit_tests ${sources} ${support})
+    target_link_libraries(unit_tests PRIVATE qel_static storvant_static)
+endif()
+
+file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/host/*Test.cpp")
+if(sources)
+    qel_add_tests(host_tests ${sources})
+    target_include_directories(host_tests PRIVATE "${QEL_OWN_INCLUDE}")
+    target_link_libraries(host_tests PRIVATE qel storvant)
+endif()
+
+file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/agent/*Test.cpp")
+if(sources AND QEL_BUILD_AGENT)
+    qel_add_tests(agent_tests ${sources})
+    target_compile_definitions(agent_tests PRIVATE
+        QEL_RAIDWATCH="$<TARGET_FILE:raidwatch>")
+    target_link_libraries(agent_tests PRIVATE raidwatch_core)
+    add_dependencies(agent_tests raidwatch)
+endif()
+
+# qel_add_check(<name> <command...>): a plain command, run from the repository root.
+function(qel_add_check name)
+    add_test(NAME "${QEL_TEST_PREFIX}${name}" COMMAND ${ARGN}
+             WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}")
+    set_tests_properties("${QEL_TEST_PREFIX}${name}" PROPERTIES TIMEOUT 600)
+endfunction()
+
+set(scripts "${PROJECT_SOURCE_DIR}/scripts")
+if(NOT QEL_SANITIZE)
+    qel_add_check(ExportedSymbols "${scripts}/check-symbols" "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
+endif()
+if(QEL_REPO_CHECKS)
+    qel_add_check(Sources.Includes "${scripts}/check-includes")
+    qel_add_check(Sources.IncludesChecker "${PROJECT_SOURCE_DIR}/tests/scripts/check_includes_test")
+    qel_add_check(Sources.VoiceChecker "${PROJECT_SOURCE_DIR}/tests/scripts/check_voice_test")
+    qel_add_check(Sources.Format "${scripts}/check-format")
+    qel_add_check(Sources.Voice "${scripts}/check-voice")
+    qel_add_check(Sources.Tidy "${scripts}/check-tidy" "${PROJECT_BINARY_DIR}")
+    qel_add_check(InstalledTree "${PROJECT_SOURCE_DIR}/tests/scripts/consumer_test"
+                  "${PROJECT_BINARY_DIR}")
+    file(GLOB shell_tests CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/*_test.sh")
+    foreach(shell_test IN LISTS shell_tests)
+        get_filename_component(name "${shell_test}" NAME_WE)
+        qel_add_check("Sources.${name}" "${shell_test}")
+    endforeach()
+    qel_add_check(Readme "${PROJECT_SOURCE_DIR}/tests/scripts/readme_test")
+    if(QEL_BUILD_AGENT)
+        qel_add_check(RaidwatchCommandLine "${room}" "${PROJECT_SOURCE_DIR}/tests/agent/cli_test.sh"
+                      "$<TARGET_FILE:raidwatch>")
+    endif()
+endif()
