@@ -1,0 +1,154 @@
+#!/bin/bash
+# cli_test.sh RAIDWATCH: the built program from outside: every verb, wrong flags, exit codes,
+# signals, closed pipes, valid JSON.
+set -u
+raidwatch=$1
+recordings=$(cd "$(dirname "$0")/../recordings" && pwd)
+work=$(mktemp -d) || exit 1
+trap 'rm -rf "$work"' EXIT
+export TMPDIR=$work/tmp
+mkdir "$TMPDIR"
+failures=0
+
+fail() {
+    printf 'FAILED: %s\n' "$*" >&2
+    failures=$((failures + 1))
+}
+
+# expect CODE WORDS...: runs raidwatch; output in $work/out, errors in $work/err.
+expect() {
+    local code=$1
+    shift
+    "$raidwatch" "$@" >"$work/out" 2>"$work/err"
+    local got=$?
+    [ "$got" -eq "$code" ] || fail "raidwatch $*: exit code $got, not $code: $(cat "$work/err")"
+}
+
+one_error_line() {
+    [ "$(wc -l <"$work/err")" -eq 1 ] || fail "not one line: $(cat "$work/err")"
+    [ -s "$work/out" ] && fail "something on standard output: $(head -1 "$work/out")"
+}
+
+# --- help, version, bad use -----------------------------------------------------------------------
+expect 0 --version
+grep -q '^raidwatch [0-9]' "$work/out" || fail "version: $(cat "$work/out")"
+for verb in "" watch replay capture list; do
+    expect 0 $verb --help
+    grep -q 'Exit codes' "$work/out" || fail "no exit codes in the help of '$verb'"
+done
+expect 2; one_error_line
+expect 2 wotch; one_error_line
+expect 2 watch --wrong; one_error_line
+expect 2 watch --source tape; one_error_line
+expect 2 list --source linux:/no/such/root; one_error_line
+expect 2 list --source replay:/no/such/path; one_error_line
+expect 2 replay; one_error_line
+expect 2 replay "$work/none"; one_error_line
+expect 2 replay "$work"; one_error_line
+expect 2 capture "$work/rec" --root "$work/none"; one_error_line
+: >"$work/file"
+expect 2 watch --state "$work/file" --once; one_error_line
+expect 2 capture "$work/file"; one_error_line
+
+# --- replay ---------------------------------------------------------------------------------------
+for recording in raid1-spare raid5-pull sas-raid10; do
+    expect 0 replay "$recordings/$recording" --json
+    python3 - "$work/out" <<'PYTHON' || fail "replay --json of $recording"
+import json, sys
+members = ["time", "code", "severity", "eventId", "text", "objectType", "location", "detail",
+           "value1", "value2", "value3", "adapterSerial", "extra1", "extra2", "flags", "step"]
+lines = open(sys.argv[1], encoding="utf-8").read().splitlines()
+assert len(lines) > 15, len(lines)
+steps = []
+for line in lines:
+    event = json.loads(line)
+    assert list(event) == members, line
+    assert all(0 <= value < 0x7fffffff for value in event["location"].values()), line
+    if event["step"] not in steps:
+        steps.append(event["step"])
+assert steps == sorted(steps) and len(steps) > 4, steps
+PYTHON
+    expect 0 replay "$recordings/$recording"
+    [ "$(grep -c '^== ' "$work/out")" -eq "$(ls "$recordings/$recording"/*.tar.xz | wc -l)" ] ||
+        fail "step headers of $recording"
+    grep -q $'\x1b' "$work/out" && fail "colours although it is no terminal"
+done
+expect 0 replay "$recordings/raid1-spare"
+grep -q ' 406 ' "$work/out" && fail "406 is shown"
+grep -q '4 events 406' "$work/err" || fail "the events left out are not counted: $(cat "$work/err")"
+expect 0 replay "$recordings/raid1-spare" --all
+[ "$(grep -c ' 406 ' "$work/out")" -eq 4 ] || fail "--all does not show 406"
+[ -z "$(ls "$TMPDIR")" ] || fail "replay leaves files behind: $(ls "$TMPDIR")"
+
+mkdir "$work/bad"
+echo "no archive" >"$work/bad/01-a.tar.xz"
+expect 1 replay "$work/bad"; one_error_line
+[ -z "$(ls "$TMPDIR")" ] || fail "a failed replay leaves files behind"
+
+# --- list, capture, watch --once over an unpacked step --------------------------------------------
+mkdir "$work/step"
+tar xJf "$recordings/raid1-spare/02-member-failed.tar.xz" -C "$work/step"
+expect 0 list --source "linux:$work/step"
+grep -q 'KL7A201 .* FAILED' "$work/out" || fail "list: $(cat "$work/out")"
+[ "$(wc -L <"$work/out")" -le 80 ] || fail "list is wider than 80 columns"
+expect 0 list --json --source "linux:$work/step"
+python3 -c 'import json,sys; assert len(json.load(open(sys.argv[1]))["adapters"]) == 2' "$work/out" ||
+    fail "list --json"
+expect 0 capture "$work/rec" --root "$work/step"
+[ -d "$work/rec/01-step" ] || fail "capture wrote no step"
+"$raidwatch" list --source "linux:$work/step" >"$work/a"
+"$raidwatch" list --source "linux:$work/rec/01-step" >"$work/b"
+cmp -s "$work/a" "$work/b" || fail "a captured step differs from what was captured"
+
+expect 0 watch --once --source "linux:$work/step" --state "$work/state"
+grep -q ' 207 ' "$work/out" || fail "watch --once: $(cat "$work/out")"
+[ -s "$work/state/QELVANTConfig.xml" ] || fail "no snapshot in the state folder"
+expect 0 watch --once --source "linux:$work/step" --state "$work/state" --json
+[ -s "$work/out" ] && fail "something changed since a moment ago: $(cat "$work/out")"
+printf '<System x=1>' >"$work/state/QELVANTConfig.xml"
+expect 0 watch --once --source "linux:$work/step" --state "$work/state"
+grep -q 'damaged' "$work/err" || fail "a damaged snapshot is not reported"
+ls "$work/state" | grep -q 'damaged-' || fail "a damaged snapshot is not set aside"
+
+# --- watch: events as they come, signals ----------------------------------------------------------
+for signal in TERM INT HUP; do
+    : >"$work/out"
+    rm -rf "$work/state"
+    "$raidwatch" watch --json --source "linux:$work/step" --state "$work/state" \
+        >"$work/out" 2>"$work/err" &
+    pid=$!
+    for _ in $(seq 100); do
+        [ -s "$work/out" ] && break
+        sleep 0.1
+    done
+    [ -s "$work/out" ] || fail "watch shows nothing"
+    begin=$(date +%s%N)
+    # A shell without job control starts background programs with SIGINT ignored; it is blocked and
+    # taken by a thread all the same.
+    kill -s "$signal" "$pid"
+    wait "$pid"
+    code=$?
+    took=$((($(date +%s%N) - begin) / 1000000))
+    [ "$code" -eq 0 ] || fail "exit code $code after SIG$signal"
+    [ "$took" -lt 2500 ] || fail "SIG$signal took $took ms"
+done
+
+# --- a reader that goes -----------------------------------------------------------------------------
+rm -rf "$work/state"
+{ timeout 20 "$raidwatch" watch --source "linux:$work/step" --state "$work/state" 2>"$work/err"
+  echo $? >"$work/code"; } | head -1 >"$work/out"
+[ "$(cat "$work/code")" = 0 ] || fail "exit code $(cat "$work/code") when the reader goes"
+[ -s "$work/err" ] && fail "a reader that goes is reported: $(cat "$work/err")"
+"$raidwatch" list --source "linux:$work/step" >/dev/full 2>"$work/err"
+[ $? -eq 1 ] || fail "a full device is no failure"
+
+# --- an unwritable place ----------------------------------------------------------------------------
+if [ "$(id -u)" -ne 0 ]; then
+    mkdir -m 0500 "$work/readonly"
+    expect 0 watch --once --source "linux:$work/step" --state "$work/readonly"
+    grep -q 'cannot write to' "$work/err" || fail "an unwritable folder is not reported"
+    expect 2 watch --once --source "linux:$work/step" --state "$work/readonly/below"
+fi
+
+[ "$failures" -eq 0 ] && echo "all as expected"
+exit "$((failures != 0))"
