@@ -19,6 +19,7 @@
 namespace {
 
 constexpr char kAbout[] = "raidwatch - watches RAID storage and tells what changed";
+constexpr double kLongestPace = 3600;  // seconds
 constexpr char kExitCodes[] =
     "Exit codes: 0 done, 1 failed, 2 bad use (wrong flags, a path or a source that cannot be "
     "used).";
@@ -64,9 +65,26 @@ CLI::App* addVerb(CLI::App& app, const char* name, const char* purpose) {
 }
 
 std::string helpHint(const CLI::App& app) {
+    std::string words = "; see raidwatch";
+    for (auto verbs = app.get_subcommands(); !verbs.empty();) {
+        words += " " + verbs.front()->get_name();
+        verbs = verbs.front()->get_subcommands();
+    }
+    return words + " --help";
+}
+
+// Of a verb that has verbs of its own and got none of them.
+bool lacksVerb(const CLI::App& app) {
     const auto verbs = app.get_subcommands();
-    const std::string verb = verbs.empty() ? "" : " " + verbs.front()->get_name();
-    return "; see raidwatch" + verb + " --help";
+    return !verbs.empty() && verbs.front()->get_require_subcommand_min() > 0 &&
+           verbs.front()->get_subcommands().empty();
+}
+
+std::string checkPace(const std::string& text) {
+    char* end = nullptr;
+    const double seconds = std::strtod(text.c_str(), &end);
+    const bool fits = !text.empty() && *end == 0 && seconds >= 0 && seconds <= kLongestPace;
+    return fits ? "" : "\"" + text + "\" is no pace; give seconds from 0 to 3600";
 }
 
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
@@ -81,6 +99,7 @@ std::string explain(const CLI::App& app, const CLI::ParseError& error, int argc,
             argv[1][0] == '-' ? "unknown flag or no command: " : "unknown command ";
         return what + std::string(argv[1]) + helpHint(app);
     }
+    if (lacksVerb(app)) return "scenario needs one of its commands, check or play" + helpHint(app);
     return firstLine(error.what()) + helpHint(app);
 }
 
@@ -138,7 +157,7 @@ int CommandLine::run(int argc, const char* const* argv) {
     playVerb->add_option("FILE", scenario.file, "scenario file")->required();
     playVerb
         ->add_option("--pace", scenario.pace, "seconds to wait between two steps (default: none)")
-        ->check(CLI::Range(0.0, 3600.0));
+        ->check(checkPace);
     addFormFlags(playVerb, scenarioForm);
 
     ExplainCommand::Options explained;

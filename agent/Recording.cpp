@@ -36,6 +36,7 @@ std::string stepName(const fs::path& archive) {
 }
 
 std::vector<fs::path> entriesOf(const std::string& path) {
+    if (path.empty()) refuse("PATH", "is empty");
     std::error_code error;
     if (!fs::exists(path, error)) refuse(path, error ? "cannot be read" : "does not exist");
     if (!fs::is_directory(path, error)) refuse(path, "is not a folder");

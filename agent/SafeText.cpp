@@ -59,12 +59,27 @@ std::string escapeByte(unsigned char byte) {
     return form;
 }
 
-// Bytes of the first `count` characters.
-std::size_t bytesOf(const std::string& text, std::size_t count) {
+// Chinese, Japanese and Korean characters take two columns of a terminal.
+bool isWide(std::uint32_t c) {
+    return (c >= 0x1100 && c <= 0x115f) || (c >= 0x2e80 && c <= 0x303e) ||
+           (c >= 0x3041 && c <= 0xa4cf) || (c >= 0xac00 && c <= 0xd7a3) ||
+           (c >= 0xf900 && c <= 0xfaff) || (c >= 0xfe30 && c <= 0xfe6f) ||
+           (c >= 0xff01 && c <= 0xff60) || (c >= 0xffe0 && c <= 0xffe6) ||
+           (c >= 0x20000 && c <= 0x3fffd);
+}
+
+std::size_t lengthOf(const Decoded& next) { return std::max<std::size_t>(next.length, 1); }
+
+std::size_t columnsOf(const Decoded& next) { return isWide(next.character) ? 2 : 1; }
+
+// Bytes of the first characters, as many as fit into `width` columns.
+std::size_t bytesOf(const std::string& text, std::size_t width) {
     std::size_t at = 0;
-    for (; count > 0 && at < text.size(); --count) {
-        ++at;
-        while (at < text.size() && isContinuation(static_cast<unsigned char>(text[at]))) ++at;
+    while (at < text.size()) {
+        const Decoded next = decode(text, at);
+        if (columnsOf(next) > width) break;
+        width -= columnsOf(next);
+        at += lengthOf(next);
     }
     return at;
 }
@@ -83,15 +98,19 @@ std::string safeText(const std::string& raw) {
         } else {
             safe.append(raw, at, next.length);
         }
-        at += std::max<std::size_t>(next.length, 1);
+        at += lengthOf(next);
     }
     return safe;
 }
 
 std::size_t textWidth(const std::string& text) {
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-        return !isContinuation(static_cast<unsigned char>(c));
-    }));
+    std::size_t width = 0;
+    for (std::size_t at = 0; at < text.size();) {
+        const Decoded next = decode(text, at);
+        width += columnsOf(next);
+        at += lengthOf(next);
+    }
+    return width;
 }
 
 std::string cutText(const std::string& text, std::size_t width) {
@@ -105,10 +124,10 @@ std::vector<std::string> wrapText(const std::string& text, std::size_t width) {
         const std::size_t limit = bytesOf(rest, width);
         std::size_t cut = rest.rfind(' ', limit);
         const bool atBlank = cut != std::string::npos && cut != 0;
-        if (!atBlank) cut = limit;
+        if (!atBlank) cut = limit != 0 ? limit : lengthOf(decode(rest, 0));
         lines.push_back(rest.substr(0, cut));
         rest.erase(0, atBlank ? cut + 1 : cut);
     }
-    lines.push_back(rest);
+    if (!rest.empty() || lines.empty()) lines.push_back(rest);
     return lines;
 }

@@ -19,13 +19,14 @@
 // invalid UTF-8 become \xNN, \n, \r, \t or \u{NNNN}. A backslash stays: texts are for reading.
 std::string safeText(const std::string& raw);
 
-// Characters of valid UTF-8 text, as a terminal with one column per character shows them.
+// Columns that valid UTF-8 text takes on a terminal: two for each Chinese, Japanese or Korean
+// character, one for every other.
 std::size_t textWidth(const std::string& text);
 
-// The first `width` characters of valid UTF-8 text.
+// The first characters of valid UTF-8 text, as many as fit into `width` columns.
 std::string cutText(const std::string& text, std::size_t width);
 
-// Breaks `text` at blanks into lines of at most `width` characters; a word longer than that is cut.
+// Breaks `text` at blanks into lines of at most `width` columns; a word longer than that is cut.
 // Never empty: "" gives one empty line. A width of 0 means no limit.
 std::vector<std::string> wrapText(const std::string& text, std::size_t width);
 

@@ -2,14 +2,11 @@
 #include "monitor/BaseRaidMonitor.h"
 
 #include <fcntl.h>
-#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <functional>
 #include <new>
 #include <sstream>
 #include <stdexcept>
@@ -17,34 +14,9 @@
 
 #include "tests/support/FailingNew.h"
 #include "tests/support/MonitorRoom.h"
+#include "tests/support/OrdinaryUser.h"
 
 namespace {
-
-// Runs `body` as an ordinary user, in a process of its own where this one is root's.
-void asOrdinaryUser(const std::function<void()>& body) {
-    if (geteuid() != 0) {
-        body();
-        return;
-    }
-    constexpr unsigned kNobody = 65534;
-    constexpr int kRefused = 77;
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        if (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0) {
-            _exit(kRefused);
-        }
-        body();
-        std::fflush(nullptr);
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, waitpid(child, &status, 0));
-    ASSERT_TRUE(WIFEXITED(status));
-    if (WEXITSTATUS(status) == kRefused) GTEST_SKIP() << "NOT TESTED: there is no ordinary user";
-    EXPECT_EQ(0, WEXITSTATUS(status)) << "failed as an ordinary user, see above";
-}
 
 struct SettingCase {
     const char* file;

@@ -24,6 +24,9 @@ bool isStepName(const std::string& name) {
 
 void checkOptions(const CaptureCommand::Options& options) {
     std::error_code error;
+    if (options.folder.empty()) {
+        throw Failure(Failure::kBadUse, "DIR is empty; name a folder for the recording");
+    }
     if (!isStepName(options.name)) {
         throw Failure(Failure::kBadUse, "--name " + options.name +
                                             " cannot be the name of a step; use letters, digits, "

@@ -28,8 +28,9 @@ std::string paragraph(const std::string& label, const std::string& text, std::si
 std::string asText(const EventReference::Entry& entry, std::size_t columns) {
     const std::string severity =
         std::to_string(entry.severity) + " (" + severityWord(entry.severity) + ")";
-    std::string text =
-        paragraph("Event", std::to_string(entry.code) + "  " + entry.eventId, columns);
+    std::string text = paragraph(
+        "Event", std::to_string(entry.code) + (entry.eventId.empty() ? "" : "  " + entry.eventId),
+        columns);
     text += paragraph("Severity", severity, columns);
     if (!entry.key.empty()) text += paragraph("Key", entry.key, columns);
     text += paragraph("Text", entry.text, columns);

@@ -7,6 +7,7 @@
 #include "agent/Failure.h"
 #include "agent/Output.h"
 #include "agent/Replayer.h"
+#include "agent/SafeText.h"
 #include "agent/StopSignal.h"
 #include "storlib/sources/Scenario.h"
 #include "storlib/sources/ScenarioSource.h"
@@ -28,8 +29,9 @@ int ScenarioCommand::run(const Context& context) const {
 
 int ScenarioCommand::check(const Context& context) const {
     const std::unique_ptr<ScenarioSource> source = opened(options.file);
-    context.out.line(options.file + ": in order; \"" + source->getScenario().title() + "\", " +
-                     std::to_string(source->stepCount()) + " steps");
+    const std::size_t steps = source->stepCount();
+    context.out.line(safeText(options.file + ": in order; \"" + source->getScenario().title() +
+                              "\", " + std::to_string(steps) + (steps == 1 ? " step" : " steps")));
     return Failure::kDone;
 }
 
@@ -37,11 +39,11 @@ int ScenarioCommand::play(const Context& context) const {
     std::unique_ptr<ScenarioSource> source = opened(options.file);
     const std::string title = source->getScenario().title();
     const std::string story = source->getScenario().story();
+    EventPrinter printer(context.out, options.form, context.style);
+    Replayer replayer(std::move(source), options.language);
     if (options.form != EventPrinter::Form::kJson) {
         context.note(title + (story.empty() ? "" : ". " + story));
     }
-    EventPrinter printer(context.out, options.form, context.style);
-    Replayer replayer(std::move(source), options.language);
     const auto pause = std::chrono::milliseconds(static_cast<long>(options.pace * 1000));
     while (!context.stop.requested() && replayer.next()) {
         printer.printStep(replayer.step(), replayer.events());

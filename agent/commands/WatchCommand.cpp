@@ -70,25 +70,26 @@ int WatchCommand::run(const Context& context) const {
     std::string error;
     const std::unique_ptr<VantLib> lib = VantLib::open(options.source, error);
     if (!lib) throw Failure(Failure::kBadUse, error);
+    const std::string catalogue = catalogueOf(options.language);
     const std::unique_ptr<EngineFolder> folder = engineFolder(options.stateFolder);
     tellWhatIsMissing(*folder, context);
 
     EventPrinter printer(context.out, options.form, context.style);
     if (options.once) {
-        checkOnce(*lib, *folder, context, printer);
+        checkOnce(*lib, *folder, catalogue, context, printer);
     } else {
-        watch(*lib, *folder, context, printer);
+        watch(*lib, *folder, catalogue, context, printer);
     }
     const std::string summary = printer.mutedSummary();
     if (!summary.empty()) context.note(summary);
     return Failure::kDone;
 }
 
-void WatchCommand::watch(VantLib& lib, const EngineFolder& folder, const Context& context,
-                         EventPrinter& printer) const {
+void WatchCommand::watch(VantLib& lib, const EngineFolder& folder, const std::string& catalogue,
+                         const Context& context, EventPrinter& printer) const {
     MonitorThread::Settings settings;
     settings.logFolder = readyLogFolder(options.logFolder);
-    settings.catalogue = catalogueOf(options.language);
+    settings.catalogue = catalogue;
     MonitorThread monitor(lib, folder, settings);
     const auto show = [&] {
         const MonitorThread::Batch batch = monitor.take();
@@ -103,10 +104,9 @@ void WatchCommand::watch(VantLib& lib, const EngineFolder& folder, const Context
     show();
 }
 
-void WatchCommand::checkOnce(VantLib& lib, const EngineFolder& folder, const Context& context,
-                             EventPrinter& printer) const {
+void WatchCommand::checkOnce(VantLib& lib, const EngineFolder& folder, const std::string& catalogue,
+                             const Context& context, EventPrinter& printer) const {
     const std::string logFolder = readyLogFolder(options.logFolder);
-    const std::string catalogue = catalogueOf(options.language);
     std::unique_ptr<VantRaidMonitor> monitor;
     try {
         monitor = makeMonitor(lib, logFolder, catalogue);

@@ -30,10 +30,10 @@ public:
     int run(const Context& context) const;
 
 private:
-    void watch(VantLib& lib, const EngineFolder& folder, const Context& context,
-               EventPrinter& printer) const;
-    void checkOnce(VantLib& lib, const EngineFolder& folder, const Context& context,
-                   EventPrinter& printer) const;
+    void watch(VantLib& lib, const EngineFolder& folder, const std::string& catalogue,
+               const Context& context, EventPrinter& printer) const;
+    void checkOnce(VantLib& lib, const EngineFolder& folder, const std::string& catalogue,
+                   const Context& context, EventPrinter& printer) const;
 
     Options options;
 };

@@ -8,6 +8,9 @@
 
 namespace {
 
+constexpr char kStory[] = QEL_SOURCE_DIR "/storlib/sources/scenarios/whole-story.json";
+constexpr char kFans[] = QEL_SOURCE_DIR "/storlib/sources/scenarios/fan-fails-and-is-replaced.json";
+
 struct Result {
     int exitCode;
     std::string out;
@@ -32,7 +35,7 @@ Result run(std::vector<const char*> words) {
 TEST(CommandLine, PrintsTheVersion) { EXPECT_EQ("raidwatch 9.8.7\n", run({"--version"}).out); }
 
 TEST(CommandLine, EveryVerbHasHelpWithTheExitCodes) {
-    for (const char* verb : {"watch", "replay", "capture", "list"}) {
+    for (const char* verb : {"watch", "replay", "capture", "list", "scenario", "explain"}) {
         const Result result = run({verb, "--help"});
         EXPECT_EQ(0, result.exitCode) << verb;
         EXPECT_NE(std::string::npos, result.out.find(std::string("raidwatch ") + verb)) << verb;
@@ -62,6 +65,30 @@ TEST(CommandLine, GivenBadUseThenOneLineThatNamesTheCure) {
         {{"capture", "x", "--root", "/no/such/root"}, "--root /no/such/root is no folder"},
         {{"capture", "x", "--name", "a/b"}, "--name a/b cannot be the name of a step"},
         {{"capture", "x", "--name", ""}, "--name"},
+        {{"capture", ""}, "DIR is empty; name a folder"},
+        {{"replay", ""}, "PATH is empty; give the folder"},
+        {{"replay", "/no/such/path", "--lang", "xx"}, "/no/such/path"},
+        {{"scenario"}, "scenario needs one of its commands, check or play; see raidwatch scenario"},
+        {{"scenario", "wotch"}, "check or play; see raidwatch scenario --help"},
+        {{"scenario", "check"}, "FILE is required; see raidwatch scenario check --help"},
+        {{"scenario", "play"}, "FILE is required; see raidwatch scenario play --help"},
+        {{"scenario", "check", "/no/such/file"}, "/no/such/file: cannot be read; check the name"},
+        {{"scenario", "check", "/"}, "/: cannot be read"},
+        {{"scenario", "check", "/dev/null"}, "/dev/null:1: $: is empty"},
+        {{"scenario", "play", "x", "--pace", "-1"},
+         "\"-1\" is no pace; give seconds from 0 to 3600"},
+        {{"scenario", "play", "x", "--pace", "1h"}, "\"1h\" is no pace"},
+        {{"scenario", "play", "x", "--pace", "nan"}, "\"nan\" is no pace"},
+        {{"scenario", "play", "x", "--pace", "3601"}, "\"3601\" is no pace"},
+        {{"scenario", "play", kStory, "--lang", "xx"}, "no catalogue for the language xx; use one"},
+        {{"list", "--source", "scenario:"}, "a scenario needs a file: scenario:FILE"},
+        {{"list", "--source", "scenario:/no/such/file"}, "/no/such/file: cannot be read"},
+        {{"explain"}, "name one event (a code, an identifier or a catalogue key), or use --all"},
+        {{"explain", ""}, "name one event"},
+        {{"explain", "401", "--all"}, "name one event"},
+        {{"explain", "9999"}, "no event is called 9999; raidwatch explain --all lists every event"},
+        {{"explain", "401", "--lang", "xx"}, "no catalogue for the language xx; use one of"},
+        {{"explain", "401", "--lang", "../en"}, "no catalogue for the language ../en"},
     };
     for (const Case& c : cases) {
         const Result result = run(c.words);
@@ -106,6 +133,72 @@ TEST(CommandLine, WatchOnceComparesWithTheSnapshotOfTheStateFolder) {
 
     dir.write("state/QELVANTConfig.xml", "<System x=1>");
     EXPECT_NE(std::string::npos, run(words).out.find("\"code\":207"));
+}
+
+TEST(CommandLine, ScenarioCheckNamesTheTitleAndTheSteps) {
+    const Result result = run({"scenario", "check", kStory});
+    EXPECT_EQ(0, result.exitCode) << result.error;
+    EXPECT_EQ(std::string(kStory) + ": in order; \"The whole story\", 20 steps\n", result.out);
+}
+
+TEST(CommandLine, ScenarioCheckNamesTheFaultyPlace) {
+    const TempDir dir;
+    dir.write("a.json", "{\n    \"scenario\": 1,\n    \"titel\": \"x\"\n}\n");
+    const std::string file = dir.file("a.json");
+    const Result result = run({"scenario", "check", file.c_str()});
+    EXPECT_EQ(Failure::kBadUse, result.exitCode);
+    EXPECT_EQ(0u, result.error.find(file + ":3: ")) << result.error;
+    EXPECT_NE(std::string::npos, result.error.find("titel")) << result.error;
+}
+
+TEST(CommandLine, ScenarioPlayPrintsEachStepWithItsEvents) {
+    const Result text = run({"scenario", "play", kFans});
+    EXPECT_EQ(0, text.exitCode) << text.error;
+    EXPECT_EQ(0u, text.out.find("== "));
+    EXPECT_NE(std::string::npos, text.out.find(" ERROR "));
+    const Result lines = run({"scenario", "play", kFans, "--json"});
+    EXPECT_EQ(0u, lines.out.find("{\"time\":"));
+    EXPECT_NE(std::string::npos, lines.out.find("\"objectType\":\"fan\""));
+}
+
+TEST(CommandLine, GivenALanguageThenTheTextsAreInIt) {
+    EXPECT_NE(std::string::npos, run({"scenario", "play", kFans}).out.find("Controller added: "));
+    EXPECT_NE(
+        std::string::npos,
+        run({"scenario", "play", kFans, "--lang", "de"}).out.find("Controller hinzugefügt: "));
+    const std::string text = "\nText        ";
+    const std::string english = run({"explain", "207"}).out;
+    EXPECT_EQ(english, run({"explain", "207", "--lang", "en"}).out);
+    EXPECT_NE(std::string::npos, english.find(text + "Controller added: "));
+    EXPECT_NE(std::string::npos,
+              run({"explain", "207", "--lang", "de"}).out.find(text + "Controller hinzugefügt: "));
+}
+
+TEST(CommandLine, GivenAnUnknownLanguageThenWatchMakesNoStateFolder) {
+    const TempDir dir;
+    const std::string source = std::string("scenario:") + kStory;
+    const std::string state = dir.file("state");
+    const Result result = run(
+        {"watch", "--once", "--source", source.c_str(), "--state", state.c_str(), "--lang", "xx"});
+    EXPECT_EQ(Failure::kBadUse, result.exitCode);
+    EXPECT_FALSE(dir.exists("state"));
+}
+
+TEST(CommandLine, ExplainNamesAnEventWithItsCauseRiskAndAction) {
+    const Result result = run({"explain", "event_torvex_state_notfound"});
+    EXPECT_EQ(0u, result.out.find("Event       201  EVENT_TORVEX_STATE_NOTFOUND\n"
+                                  "Severity    3 (INFO)\n"
+                                  "Key         agentEventInfNoControllers\n"
+                                  "Text        "))
+        << result.out;
+    for (const char* label :
+         {"\nWhen  ", "\nMeaning  ", "\nCause  ", "\nRisk  ", "\nWhat to do  "}) {
+        EXPECT_NE(std::string::npos, result.out.find(label)) << label;
+    }
+    EXPECT_EQ(0u, run({"explain", "200"}).out.find("Event       200\nSeverity    2 (WARNING)\n"))
+        << "no key and no identifier";
+    EXPECT_EQ(
+        0u, run({"explain", "201", "--json"}).out.find("{\"key\":\"agentEventInfNoControllers\""));
 }
 
 }  // namespace

@@ -85,4 +85,15 @@ TEST(SafeText, GivenALeadingBlankWhenWrappedThenComesToAnEnd) {
     EXPECT_EQ((std::vector<std::string>{" ab", "cd"}), wrapText(" abcd", 3));
 }
 
+TEST(SafeText, GivenWideCharactersThenEachTakesTwoColumns) {
+    const std::string text = "磁盘12";
+    EXPECT_EQ(6u, textWidth(text));
+    EXPECT_EQ("磁", cutText(text, 3));
+    EXPECT_EQ("磁盘", cutText(text, 4));
+    EXPECT_EQ((std::vector<std::string>{"磁盘", "12"}), wrapText(text, 4));
+    EXPECT_EQ((std::vector<std::string>{"磁", "盘"}), wrapText("磁盘", 1))
+        << "goes on all the same";
+    EXPECT_EQ(9u, textWidth("hinzugefü"));
+}
+
 }  // namespace

@@ -4,6 +4,7 @@
 set -u
 raidwatch=$1
 recordings=$(cd "$(dirname "$0")/../recordings" && pwd)
+scenarios=$(cd "$(dirname "$0")/../../storlib/sources/scenarios" && pwd)
 work=$(mktemp -d) || exit 1
 trap 'rm -rf "$work"' EXIT
 export TMPDIR=$work/tmp
@@ -32,7 +33,7 @@ one_error_line() {
 # --- help, version, bad use -----------------------------------------------------------------------
 expect 0 --version
 grep -q '^raidwatch [0-9]' "$work/out" || fail "version: $(cat "$work/out")"
-for verb in "" watch replay capture list; do
+for verb in "" watch replay capture list scenario "scenario check" "scenario play" explain; do
     expect 0 $verb --help
     grep -q 'Exit codes' "$work/out" || fail "no exit codes in the help of '$verb'"
 done
@@ -49,6 +50,17 @@ expect 2 capture "$work/rec" --root "$work/none"; one_error_line
 : >"$work/file"
 expect 2 watch --state "$work/file" --once; one_error_line
 expect 2 capture "$work/file"; one_error_line
+expect 2 capture ""; one_error_line
+expect 2 replay ""; one_error_line
+expect 2 scenario; one_error_line
+expect 2 scenario wotch; one_error_line
+expect 2 scenario check "$work/none"; one_error_line
+expect 2 scenario check "$work"; one_error_line
+expect 2 scenario check "$work/file"; one_error_line
+expect 2 scenario play "$scenarios/whole-story.json" --lang xx; one_error_line
+expect 2 scenario play "$scenarios/whole-story.json" --pace soon; one_error_line
+expect 2 explain; one_error_line
+expect 2 explain 9999; one_error_line
 
 # --- replay ---------------------------------------------------------------------------------------
 for recording in raid1-spare raid5-pull sas-raid10; do
@@ -84,6 +96,31 @@ mkdir "$work/bad"
 echo "no archive" >"$work/bad/01-a.tar.xz"
 expect 1 replay "$work/bad"; one_error_line
 [ -z "$(ls "$TMPDIR")" ] || fail "a failed replay leaves files behind"
+
+# --- scenario, explain, --lang ----------------------------------------------------------------------
+for scenario in "$scenarios"/*.json; do
+    expect 0 scenario check "$scenario"
+    grep -q ': in order; ".*", [0-9]* steps*$' "$work/out" || fail "check: $(cat "$work/out")"
+done
+expect 0 scenario play "$scenarios/whole-story.json" --json
+python3 -c 'import json,sys; assert len([json.loads(x) for x in open(sys.argv[1])]) > 30' "$work/out" ||
+    fail "scenario play --json"
+expect 0 scenario play "$scenarios/fan-fails-and-is-replaced.json" --lang de
+grep -q 'Controller hinzugefügt: ' "$work/out" || fail "--lang de: $(head -3 "$work/out")"
+[ -z "$(ls "$TMPDIR")" ] || fail "scenario play leaves files behind: $(ls "$TMPDIR")"
+expect 0 explain 401
+grep -q '^What to do  ' "$work/out" || fail "explain: $(cat "$work/out")"
+expect 0 explain --all --json
+python3 - "$work/out" <<'PYTHON' || fail "explain --all --json"
+import json
+import sys
+
+lines = [json.loads(line) for line in open(sys.argv[1], encoding="utf-8")]
+assert len(lines) > 80, len(lines)
+for line in lines:
+    for member in ("key", "code", "severity", "eventId", "text", "cause", "action"):
+        assert member in line, line
+PYTHON
 
 # --- list, capture, watch --once over an unpacked step --------------------------------------------
 mkdir "$work/step"
