@@ -864,7 +864,10 @@ TEST(LinuxSource, GivenARootThatIsNoFolderThenOpeningFailsInOneLine) {
     SysTree tree("f /plain text");
     std::string error;
     EXPECT_EQ(nullptr, LinuxSource::open(tree.folder() + "missing", error));
-    EXPECT_EQ("cannot read " + tree.folder() + "missing: No such file or directory", error);
+    EXPECT_EQ("cannot read " + tree.folder() +
+                  "missing: No such file or directory; name a folder "
+                  "that you may read and that holds sys and proc",
+              error);
     EXPECT_EQ(nullptr, LinuxSource::open(tree.folder() + "plain", error));
     EXPECT_EQ(tree.folder() + "plain is no folder; name the folder that holds sys and proc", error);
 }

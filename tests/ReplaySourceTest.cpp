@@ -141,9 +141,11 @@ TEST(ReplaySource, GivenNothingToPlayThenOpeningSaysWhatToDo) {
     } cases[] = {
         {"", "name the folder of a recording: replay:PATH"},
         {root + "missing", "cannot read the recording " + root +
-                               "missing: No such file or "
-                               "directory"},
-        {root + "plain", "cannot read the recording " + root + "plain: Not a directory"},
+                               "missing: No such file or directory; name the folder that "
+                               "holds its steps"},
+        {root + "plain", "cannot read the recording " + root +
+                             "plain: Not a directory; name the folder that holds its "
+                             "steps"},
         {root + "empty", "no step in " + root + "empty; a recording has folders with sys and proc"},
         {root + "packed", "the steps of " + root +
                               "packed are packed; unpack each .tar.xz into a "

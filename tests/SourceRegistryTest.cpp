@@ -44,7 +44,10 @@ TEST(SourceRegistry, GivenAnArgumentThatCannotBeUsedThenTheErrorIsTheKindsOwn) {
     SysTree tree;
     std::string error;
     EXPECT_EQ(nullptr, SourceRegistry::make("linux:" + tree.folder() + "no", error));
-    EXPECT_EQ("cannot read " + tree.folder() + "no: No such file or directory", error);
+    EXPECT_EQ("cannot read " + tree.folder() +
+                  "no: No such file or directory; name a folder that "
+                  "you may read and that holds sys and proc",
+              error);
     EXPECT_EQ(nullptr, SourceRegistry::make("replay", error));
     EXPECT_EQ("name the folder of a recording: replay:PATH", error);
 }

@@ -19,7 +19,8 @@ LinuxSource::LinuxSource(const std::string& root, const std::string& smartctl)
 std::unique_ptr<ConfigSource> LinuxSource::open(const std::string& root, std::string& error) {
     struct stat folder = {};
     if (::stat(root.c_str(), &folder) != 0) {
-        error = "cannot read " + root + ": " + std::strerror(errno);
+        error = "cannot read " + root + ": " + std::strerror(errno) +
+                "; name a folder that you may read and that holds sys and proc";
         return nullptr;
     }
     if (!S_ISDIR(folder.st_mode)) {

@@ -35,7 +35,8 @@ std::unique_ptr<ReplaySource> ReplaySource::open(const std::string& path, std::s
     if (isStep(path)) return std::make_unique<ReplaySource>(std::vector<std::string>{path});
     fs::directory_iterator entry(path, failure);
     if (failure) {
-        error = "cannot read the recording " + path + ": " + failure.message();
+        error = "cannot read the recording " + path + ": " + failure.message() +
+                "; name the folder that holds its steps";
         return nullptr;
     }
     for (const fs::directory_iterator end; !failure && entry != end; entry.increment(failure)) {
