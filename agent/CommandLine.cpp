@@ -2,7 +2,9 @@
 
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -13,6 +15,7 @@
 #include "agent/commands/ListCommand.h"
 #include "agent/commands/ReplayCommand.h"
 #include "agent/commands/ScenarioCommand.h"
+#include "agent/commands/Verb.h"
 #include "agent/commands/WatchCommand.h"
 #include "storlib/sources/SourceRegistry.h"
 
@@ -80,6 +83,17 @@ bool lacksVerb(const CLI::App& app) {
            verbs.front()->get_subcommands().empty();
 }
 
+// "scenario needs one of its commands: check, play"
+std::string needsVerb(const CLI::App& app) {
+    const CLI::App* const verb = app.get_subcommands().front();
+    std::string words = verb->get_name() + " needs one of its commands:";
+    for (const CLI::App* own : verb->get_subcommands([](const CLI::App*) { return true; })) {
+        words += " " + own->get_name() + ",";
+    }
+    words.pop_back();
+    return words;
+}
+
 std::string checkPace(const std::string& text) {
     char* end = nullptr;
     const double seconds = std::strtod(text.c_str(), &end);
@@ -99,7 +113,7 @@ std::string explain(const CLI::App& app, const CLI::ParseError& error, int argc,
             argv[1][0] == '-' ? "unknown flag or no command: " : "unknown command ";
         return what + std::string(argv[1]) + helpHint(app);
     }
-    if (lacksVerb(app)) return "scenario needs one of its commands, check or play" + helpHint(app);
+    if (lacksVerb(app)) return needsVerb(app) + helpHint(app);
     return firstLine(error.what()) + helpHint(app);
 }
 
@@ -113,6 +127,8 @@ int CommandLine::run(int argc, const char* const* argv) {
     const char* const noColourWord = std::getenv("NO_COLOR");
     bool noColour = noColourWord != nullptr && *noColourWord != 0;
     addColourFlag(&app, noColour);
+    app.add_option("--config", context.configFile,
+                   "configuration file (default: /etc/raidwatch/raidwatch.toml)");
 
     WatchCommand::Options watch;
     FormFlags watchForm;
@@ -171,6 +187,15 @@ int CommandLine::run(int argc, const char* const* argv) {
     addLanguageOption(playVerb, scenario.language);
     addLanguageOption(explainVerb, explained.language);
 
+    const std::vector<std::unique_ptr<Verb>> verbs = allVerbs();
+    std::vector<CLI::App*> declared;
+    for (const auto& verb : verbs) {
+        declared.push_back(addVerb(app, verb->name(), verb->purpose()));
+        verb->declare(*declared.back());
+        addColourFlag(declared.back(), noColour);
+        declared.back()->add_option("--config", context.configFile, "configuration file");
+    }
+
     for (CLI::App* verb :
          {watchVerb, replayVerb, captureVerb, listVerb, checkVerb, playVerb, explainVerb}) {
         addColourFlag(verb, noColour);
@@ -189,6 +214,9 @@ int CommandLine::run(int argc, const char* const* argv) {
     if (noColour) context.style.colours = false;
     watch.form = watchForm.form();
     replay.form = replayForm.form();
+    for (std::size_t i = 0; i < verbs.size(); ++i) {
+        if (declared[i]->parsed()) return verbs[i]->run(context);
+    }
     if (watchVerb->parsed()) return WatchCommand(watch).run(context);
     if (replayVerb->parsed()) return ReplayCommand(replay).run(context);
     if (captureVerb->parsed()) return CaptureCommand(capture).run(context);

@@ -17,7 +17,8 @@ struct Context {
     // One line to the person at the terminal: what is missing, what goes on. Not for errors that
     // end a command; those are thrown as Failure.
     std::function<void(const std::string&)> note;
-    EventText::Style style;  // of text output
+    EventText::Style style;       // of text output
+    std::string configFile = {};  // named with --config; "" for the default one
 };
 
 #endif  // AGENT_CONTEXT_H

@@ -11,6 +11,11 @@ endif()
 find_package(CLI11 REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_package(LibArchive REQUIRED)
+find_package(SQLite3 REQUIRED)
+find_package(CURL REQUIRED)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(tomlplusplus REQUIRED IMPORTED_TARGET tomlplusplus)
+pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd)
 
 # What `raidwatch explain` says is built into the program.
 set(meanings "${PROJECT_SOURCE_DIR}/catalogue/meanings.json")
@@ -25,6 +30,7 @@ target_include_directories(raidwatch_core PUBLIC "${QEL_OWN_INCLUDE}")
 target_compile_definitions(raidwatch_core PRIVATE QEL_VERSION="${PROJECT_VERSION}")
 target_link_libraries(raidwatch_core PRIVATE qel_flags
     PUBLIC qel storvant CLI11::CLI11 nlohmann_json::nlohmann_json LibArchive::LibArchive
+           SQLite::SQLite3 CURL::libcurl PkgConfig::tomlplusplus PkgConfig::systemd
            Threads::Threads)
 
 add_executable(raidwatch "${AGENT_MAIN}")

@@ -6,7 +6,9 @@
 #define STORLIB_LOGICALDRIVE_H
 
 #include <string>
+#include <vector>
 
+#include "storlib/ArrayMember.h"
 #include "storlib/RaidObject.h"
 #include "storlib/StorEnums.h"
 
@@ -51,6 +53,12 @@ public:
     int createSecond = 0;
     int createMilliSec = 0;
     bool bTaskInProgress = false;
+
+    // What the source knows now and no snapshot keeps.
+    std::string osName;                // the system's present name for it, "md127"
+    int raidDevices = 0;               // drives that it should have; 0 when not known
+    int copies = 0;                    // of each block, for RAID 1E and 10; 0 when not known
+    std::vector<ArrayMember> members;  // in slot order, then spares and failed ones
 
 private:
     Adapter* adapter;

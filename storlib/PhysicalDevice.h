@@ -5,6 +5,8 @@
 #ifndef STORLIB_PHYSICALDEVICE_H
 #define STORLIB_PHYSICALDEVICE_H
 
+#include <string>
+
 #include "storlib/RaidObject.h"
 #include "storlib/StorEnums.h"
 
@@ -36,6 +38,7 @@ public:
     unsigned int wwn0 = 0;    // world-wide name in storage order, first four bytes, low byte first
     unsigned int wwn1 = 0;    // the last four bytes
     int sataPort = 0x7fffffff;
+    std::string osName;  // the system's present name for it, "sdb"; no snapshot keeps it
 
 private:
     Adapter* adapter;

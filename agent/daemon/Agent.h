@@ -1,0 +1,33 @@
+// Agent: how a verb speaks to the daemon, or, where none runs, to the files that it left.
+//
+//   Agent agent(settings);
+//   const nlohmann::ordered_json events = agent.ask({{"do", "events"}, {"limit", 50}});
+//
+// Reading: the read-only socket; without a daemon the spool, if we may read it. Changing
+// (`change`): the control socket; without a daemon acknowledgements and silences go to the spool
+// directly, the rest needs the daemon.
+//
+// Errors   Failure: no daemon ("raidwatch is not running; start it with ..."), not permitted (which
+//          group to join), or what the daemon answered. Threads: one at a time.
+#ifndef AGENT_DAEMON_AGENT_H
+#define AGENT_DAEMON_AGENT_H
+
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "agent/settings/AgentSettings.h"
+
+class Agent {
+public:
+    explicit Agent(const AgentSettings& settingsIN) : settings(settingsIN) {}
+
+    nlohmann::ordered_json ask(const nlohmann::ordered_json& request);
+    nlohmann::ordered_json change(const nlohmann::ordered_json& request);
+    bool isRunning() const;  // somebody answers on the read-only socket
+
+private:
+    AgentSettings settings;
+};
+
+#endif  // AGENT_DAEMON_AGENT_H

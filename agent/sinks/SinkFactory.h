@@ -1,0 +1,20 @@
+// SinkFactory: from the configuration of a sink to the sink. A new kind of sink is a class and one
+// row in SinkFactory.cpp.
+//
+// Errors: Failure (bad use) that names file and line and the cure. Any thread.
+#ifndef AGENT_SINKS_SINKFACTORY_H
+#define AGENT_SINKS_SINKFACTORY_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "agent/settings/AgentSettings.h"
+#include "agent/sinks/Sink.h"
+
+std::unique_ptr<Sink> makeSink(const SinkSettings& settings);
+
+// The kinds that this build knows, sorted.
+std::vector<std::string> sinkTypes();
+
+#endif  // AGENT_SINKS_SINKFACTORY_H

@@ -1,0 +1,109 @@
+// Spool: everything that must survive: events and notices in one numbered list, the position and
+// the receipts of each sink, incidents, silences, and when we were watching. One SQLite file in WAL
+// mode with full synchronisation: what commit() returned from survives a power cut.
+//
+//   Spool spool(folder + "/spool.db");
+//   spool.commit(batch);                                // all of it or nothing
+//   for (const Record& record : spool.read(cursor, 100)) ...
+//
+// A file that is damaged or no database is set aside as "spool.db.damaged-<date>-<time>" and a new
+// one begins; openingNote() tells. The machine id stays (it has a file of its own) and the sequence
+// goes on above what it was, as far as that can be known.
+//
+// Threads  One object per thread; any number of objects and processes on one file.
+// Errors   SpoolError with one line: what failed, on which file, what to do. Nothing was written.
+#ifndef AGENT_SPOOL_SPOOL_H
+#define AGENT_SPOOL_SPOOL_H
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "agent/incidents/Incident.h"
+#include "agent/incidents/Silence.h"
+#include "agent/spool/Receipt.h"
+#include "agent/spool/Record.h"
+#include "agent/spool/RecordFilter.h"
+#include "agent/spool/WatchSpan.h"
+
+class SpoolError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+class Spool {
+public:
+    enum class Access { kReadWrite, kReadOnly };
+
+    // kReadOnly never creates or repairs; it throws when there is no usable file.
+    explicit Spool(const std::string& file, Access access = Access::kReadWrite);
+    ~Spool();
+    Spool(const Spool&) = delete;
+    Spool& operator=(const Spool&) = delete;
+
+    // "" or one line for people: what was wrong with the file and where it is now.
+    const std::string& openingNote() const;
+    // A random UUID, made once per machine, kept beside the database in "machine-id".
+    const std::string& machineId() const;
+    std::string idOf(std::int64_t sequence) const;  // "<machine-id>:<sequence>"
+
+    // One step of the pipeline.
+    struct Batch {
+        std::vector<Record> records;      // without sequence; commit() fills it in
+        std::vector<Incident> incidents;  // new or changed, complete
+        std::int64_t polledAt = 0;        // the last completed poll, seconds; 0: none yet
+    };
+    // One transaction. Gives the records their sequence and time. Returns the last sequence.
+    std::int64_t commit(Batch& batch);
+
+    // --- records ---
+    std::int64_t lastSequence() const;   // 0 when there is none
+    std::int64_t firstSequence() const;  // of those that are kept; 0 when there is none
+    std::vector<Record> read(std::int64_t after, int limit) const;  // in order
+    std::vector<Record> query(const RecordFilter& filter) const;
+
+    // --- sinks ---
+    // A sink that was never seen starts behind the last record: it does not tell old news.
+    std::int64_t cursor(const std::string& sink);
+    // Moves the cursor, records the receipt, in one transaction.
+    void deliver(const std::string& sink, std::int64_t sequence, const Receipt& receipt);
+    // Moves the cursor over records that the sink does not want, without a receipt.
+    void skip(const std::string& sink, std::int64_t sequence);
+    // Records a failed try; the cursor stays.
+    void failed(const std::string& sink, std::int64_t sequence, const Receipt& receipt);
+    std::vector<Receipt> receipts(std::int64_t sequence) const;  // of one record, all sinks
+    std::vector<SinkStatus> sinkStatus() const;                  // by name
+    void forgetSink(const std::string& sink);  // no longer configured: cursor and tries go
+
+    // --- incidents ---
+    std::vector<Incident> openIncidents() const;                    // by id
+    std::vector<Incident> incidentsSince(std::int64_t time) const;  // open, or ended since; by id
+    std::int64_t lastIncident() const;                              // highest id ever used
+    void putIncident(const Incident& incident);
+
+    // --- silences ---
+    std::vector<Silence> silences() const;            // by id, also those that have ended
+    std::int64_t addSilence(const Silence& silence);  // returns its id
+    bool removeSilence(std::int64_t id);              // false when there is none
+
+    // --- when we were watching ---
+    void beginWatch(std::int64_t now);  // a new span; the last one ends at its last poll
+    void endWatch(std::int64_t now);
+    std::vector<WatchSpan> watchSpans(std::int64_t since) const;
+
+    // --- the snapshot that belongs to the spool; see SafeSnapshot ---
+    // The highest sequence whose cause the kept snapshot already shows.
+    std::int64_t snapshotMark() const;
+    void setSnapshotMark(std::int64_t sequence);
+
+    // Drops records older than `time` (milliseconds) that every sink has passed. Returns how many.
+    std::int64_t prune(std::int64_t time);
+
+private:
+    struct Database;
+    std::unique_ptr<Database> db;
+};
+
+#endif  // AGENT_SPOOL_SPOOL_H
