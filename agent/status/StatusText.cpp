@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "agent/ConfigText.h"
-#include "agent/DurationText.h"
+#include "agent/ElapsedText.h"
 #include "agent/SafeText.h"
 
 namespace {
@@ -48,7 +48,9 @@ public:
         }
     }
 
-    void line(const std::string& words) { text += words + "\n"; }
+    void line(const std::string& words) {
+        text += words.substr(0, words.find_last_not_of(' ') + 1) + "\n";
+    }
 
     std::string state(const std::string& word) const {
         if (!style.colours || (!isBad(word) && !isWarning(word))) return word;
@@ -99,7 +101,7 @@ std::string taskWords(const TaskState& task) {
     if (task.megabytesPerSecond >= 1) {
         words += ", " + std::to_string(static_cast<int>(task.megabytesPerSecond)) + " MB/s";
     }
-    if (task.secondsLeft >= 0) words += ", about " + durationText(task.secondsLeft) + " left";
+    if (task.secondsLeft >= 0) words += ", about " + elapsedText(task.secondsLeft) + " left";
     return words;
 }
 
@@ -115,12 +117,12 @@ std::string memberWords(const ArrayState& array) {
 }
 
 void addArray(Page& page, const ArrayState& array, std::int64_t now) {
-    page.line(
-        "  " + cell(array.name, 12) + " " + cell(array.level, 8) + " " +
-        cell(sizeText(static_cast<unsigned long long>(array.sizeMB)), 8) + "  " +
-        page.state(array.state) +
-        std::string(12 - std::min<std::size_t>(11, array.state.size()), ' ') + redundancy(array) +
-        (array.exposedSince > 0 ? ", exposed " + durationText(now - array.exposedSince) : ""));
+    page.line("  " + cell(array.name, 12) + " " + cell(array.level, 8) + " " +
+              cell(sizeText(static_cast<unsigned long long>(array.sizeMB)), 8) + "  " +
+              page.state(array.state) +
+              std::string(12 - std::min<std::size_t>(11, array.state.size()), ' ') +
+              redundancy(array) +
+              (array.exposedSince > 0 ? ", exposed " + elapsedText(now - array.exposedSince) : ""));
     if (!array.label.empty()) page.paragraph("\"" + safeText(array.label) + "\"", 15);
     if (!array.task.kind.empty()) page.paragraph(taskWords(array.task), 15);
     if (array.badStripes > 0) {
@@ -191,7 +193,7 @@ void addIncidents(Page& page, const Seen& seen, std::int64_t now) {
     page.heading("Open incidents");
     for (const Incident& incident : seen.incidents) {
         std::string words = safeText(incident.objectName) + " " + incident.value + ", since " +
-                            durationText(now - incident.openedAt);
+                            elapsedText(now - incident.openedAt);
         words += incident.acknowledged() ? ", acknowledged by " + safeText(incident.ackBy)
                                          : "; raidwatch ack " + std::to_string(incident.id);
         page.line("  " + cell("#" + std::to_string(incident.id), 12) + " " +
@@ -235,9 +237,10 @@ std::string statusText(const Seen& seen, const std::string& headline, std::int64
     const std::vector<std::string> first = wrapText(headline, page.columns());
     page.line(page.headline(first.front()));
     for (std::size_t i = 1; i < first.size(); ++i) page.line("  " + first[i]);
+    if (!seen.remark.empty()) page.paragraph(seen.remark, 0);
     if (state.polledAt == 0) return page.text;
     const std::string looked =
-        now - state.polledAt < 2 ? "just now" : durationText(now - state.polledAt) + " ago";
+        now - state.polledAt < 2 ? "just now" : elapsedText(now - state.polledAt) + " ago";
     page.paragraph(safeText(state.host) + ", looked at " + looked + ": " +
                        plural(state.arrays.size(), "array") + ", " +
                        plural(state.drives.size(), "drive") + ", " +
