@@ -111,12 +111,12 @@ TEST(StatusText, GivenAWellMachineThenOneShortScreen) {
               "storage1, looked at 4 s ago: 2 arrays, 0 drives, 0 enclosures, 0 controllers\n"
               "\n"
               "Arrays\n"
-              "  md1          RAID 6   21.8 TB   checking    survives 2\n"
-              "               check 12 %\n"
-              "  md0          RAID 6   21.8 TB   normal      survives 2\n"
+              "  md1        RAID 6   21.8 TB   checking    survives 2\n"
+              "             check 12 %\n"
+              "  md0        RAID 6   21.8 TB   normal      survives 2\n"
               "\n"
               "Who is told\n"
-              "  journal      ok\n");
+              "  journal    ok\n");
 }
 
 TEST(StatusText, GivenTroubleThenTheWorstComesFirstAndSaysWhatToPull) {
@@ -125,29 +125,29 @@ TEST(StatusText, GivenTroubleThenTheWorstComesFirstAndSaysWhatToPull) {
               "storage1, looked at 4 s ago: 3 arrays, 2 drives, 1 enclosure, 0 controllers\n"
               "\n"
               "Arrays\n"
-              "  md2          RAID 6   21.8 TB   rebuilding  survives 1 more, exposed 2 h 14 min\n"
-              "               \"projects\"\n"
-              "               rebuild 41 %, 182 MB/s, about 3 h 12 min left\n"
-              "               sda, sdh failed, a place missing, sdc rebuilding\n"
-              "  md1          RAID 6   21.8 TB   checking    survives 2\n"
-              "               check 12 %\n"
-              "  md0          RAID 6   21.8 TB   normal      survives 2\n"
+              "  md2        RAID 6   21.8 TB   rebuilding  survives 1 more, exposed 2 h 14 min\n"
+              "             \"projects\"\n"
+              "             rebuild 41 %, 182 MB/s, about 3 h 12 min left\n"
+              "             sda, sdh failed, a place missing, sdc rebuilding\n"
+              "  md1        RAID 6   21.8 TB   checking    survives 2\n"
+              "             check 12 %\n"
+              "  md0        RAID 6   21.8 TB   normal      survives 2\n"
               "\n"
               "Drives in trouble\n"
-              "  SLOT 07      failed      S7K2M9Q0             sdh      KOVA-PQ K500\n"
-              "               drive 1:0:7, WWN 5001122300000200, replace with part 00AB123\n"
-              "  drive 1:0:8  predicted   -                    -        -\n"
+              "  SLOT 07      failed      S7K2M9Q0           sdh      KOVA-PQ K500\n"
+              "             drive 1:0:7, WWN 5001122300000200, replace with part 00AB123\n"
+              "  drive 1:0:8  predicted   -                  -        -\n"
               "\n"
               "Enclosures in trouble\n"
-              "  fan 2        failed in enclosure 1:0:9, part 90P1234\n"
+              "  fan 2      failed in enclosure 1:0:9, part 90P1234\n"
               "\n"
               "Open incidents\n"
-              "  #3           md2 rebuilding, since 2 h 14 min; raidwatch ack 3\n"
-              "  #4           fan 2 failed, since 2 h 14 min, acknowledged by ina\n"
+              "  #3         md2 rebuilding, since 2 h 14 min; raidwatch ack 3\n"
+              "  #4         fan 2 failed, since 2 h 14 min, acknowledged by ina\n"
               "\n"
               "Who is told\n"
-              "  journal      ok\n"
-              "  mail         failing, 3 tries, 2 waiting: connect timeout\n");
+              "  journal    ok\n"
+              "  mail       failing, 3 tries, 2 waiting: connect timeout\n");
 }
 
 TEST(StatusText, GivenNoLookYetThenOnlyTheVerdictAndWhy) {
