@@ -1,0 +1,621 @@
+#include "agent/settings/SettingsReader.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+#include "agent/SafeText.h"
+#include "agent/settings/Quantity.h"
+#include "agent/settings/SectionKeys.h"
+#include "agent/settings/SettingsFiles.h"
+#include "agent/settings/SinkKeys.h"
+#include "agent/settings/Spelling.h"
+#include "storlib/sources/SourceRegistry.h"
+
+namespace {
+
+using Kind = SettingValue::Kind;
+
+constexpr std::size_t kMostSecret = 16384;  // bytes of a secret
+constexpr std::size_t kMostShown = 60;      // columns of a wrong value in a message
+
+std::string joined(const std::vector<std::string>& lines, const char* between) {
+    std::string all;
+    for (const std::string& line : lines) all += (all.empty() ? "" : between) + line;
+    return all;
+}
+
+std::vector<std::string> splitWords(const std::string& words) {
+    std::vector<std::string> list;
+    for (std::size_t from = 0; !words.empty() && from <= words.size();) {
+        const std::size_t to = std::min(words.find('|', from), words.size());
+        list.push_back(words.substr(from, to - from));
+        from = to + 1;
+    }
+    return list;
+}
+
+std::string shown(const std::string& text) {
+    const std::string safe = safeText(text);
+    const std::string cut = cutText(safe, kMostShown);
+    return "\"" + cut + (cut.size() < safe.size() ? "..." : "") + "\"";
+}
+
+const char* nameOf(const SettingValue& value) {
+    switch (value.kind) {
+        case Kind::kText:
+            return "a text";
+        case Kind::kNumber:
+            return "a number";
+        case Kind::kFlag:
+            return "true or false";
+        case Kind::kList:
+            return "a list";
+        case Kind::kTable:
+            return "a table";
+        case Kind::kOther:
+            break;
+    }
+    return value.text.c_str();
+}
+
+bool isSecondsKind(const SettingKey& row) {
+    return row.kind == SettingKey::kSeconds || row.kind == SettingKey::kSecondsList;
+}
+
+std::string limitText(const SettingKey& row, std::int64_t limit) {
+    if (isSecondsKind(row)) return durationText(limit);
+    return row.kind == SettingKey::kSize ? sizeText(limit) : std::to_string(limit);
+}
+
+// Checks values against their rows; what is wrong becomes a problem and false.
+class Checker {
+public:
+    explicit Checker(SettingsProblems& problemsIN) : problems(problemsIN) {}
+
+    bool text(const SettingKey& row, const SettingValue& value, std::string& result) {
+        if (!has(row, value, Kind::kText, "a text, in quotes")) return false;
+        if (!isOneOf(row, value)) return false;
+        const bool path = row.kind == SettingKey::kPath;
+        if (path && !value.text.empty() && value.text.front() != '/') {
+            return fail(
+                value, name(row) + " is " + shown(value.text) + "; give a path that begins with /");
+        }
+        if (row.kind == SettingKey::kUrl && !isUrl(row, value)) return false;
+        result = value.text;
+        return true;
+    }
+
+    bool list(const SettingKey& row, const SettingValue& value, std::vector<std::string>& result) {
+        if (!has(row, value, Kind::kList, "a list of texts, as [\"...\"]")) return false;
+        bool good = true;
+        std::vector<std::string> texts;
+        for (const SettingValue& item : value.items) {
+            if (item.kind != Kind::kText) {
+                good = fail(item, name(row) + " holds " + nameOf(item) +
+                                      "; write each element as a text, in quotes");
+            } else if (item.text.empty()) {
+                good = fail(item, name(row) + " holds an empty text; remove it or fill it in");
+            } else if (row.kind == SettingKey::kUrlList && !isUrl(row, item)) {
+                good = false;
+            }
+            texts.push_back(item.text);
+        }
+        if (good && row.required && texts.empty()) {
+            good = fail(value, name(row) + " is an empty list; give at least one");
+        }
+        if (good) result = std::move(texts);
+        return good;
+    }
+
+    bool table(const SettingKey& row, const SettingValue& value,
+               std::map<std::string, std::string>& result) {
+        if (!has(row, value, Kind::kTable, "a table of texts, as { name = \"...\" }")) return false;
+        bool good = true;
+        for (const auto& [key, member] : value.members) {
+            if (member.kind != Kind::kText) {
+                good = fail(member, name(row) + "." + safeText(key) + " is " + nameOf(member) +
+                                        "; write it as a text, in quotes");
+                continue;
+            }
+            result[key] = member.text;
+        }
+        return good;
+    }
+
+    // Times, sizes, numbers and truth values, and an element of a list of them.
+    bool number(const SettingKey& row, const SettingValue& value, std::int64_t& result) {
+        if (row.kind == SettingKey::kFlag) {
+            if (!has(row, value, Kind::kFlag, "true or false, without quotes")) return false;
+            result = value.number;
+            return true;
+        }
+        std::int64_t got = value.number;
+        if (!isNumber(row, value, got)) return false;
+        if (got < row.least || (row.most != 0 && got > row.most)) {
+            return fail(value, name(row) + " is " + limitText(row, got) + "; give " +
+                                   limitText(row, row.least) + " to " + limitText(row, row.most));
+        }
+        result = got;
+        return true;
+    }
+
+    bool numbers(const SettingKey& row, const SettingValue& value,
+                 std::vector<std::int64_t>& result) {
+        if (!has(row, value, Kind::kList,
+                 isSecondsKind(row) ? "a list of times, as [\"1d\", \"7d\"]"
+                                    : "a list of numbers, as [401, 402]")) {
+            return false;
+        }
+        bool good = true;
+        std::vector<std::int64_t> list;
+        for (const SettingValue& item : value.items) {
+            std::int64_t one = 0;
+            good = number(row, item, one) && good;
+            list.push_back(one);
+        }
+        if (good) result = std::move(list);
+        return good;
+    }
+
+    // The text of the file that `value` names.
+    bool secret(const SettingKey& row, const SettingValue& value, std::string& result) {
+        if (!has(row, value, Kind::kText, "the path of a file, in quotes")) return false;
+        std::string text;
+        const std::string error = readSecret(value.text, text);
+        if (!error.empty()) {
+            return fail(value, name(row) + " " + safeText(value.text) + " " + error);
+        }
+        result = std::move(text);
+        return true;
+    }
+
+    bool fail(const SettingValue& value, const std::string& text) {
+        problems.add(value, text);
+        return false;
+    }
+
+private:
+    static std::string name(const SettingKey& row) { return row.written(); }
+
+    bool has(const SettingKey& row, const SettingValue& value, Kind kind, const char* wanted) {
+        if (value.kind == kind) return true;
+        return fail(value, name(row) + " is " + nameOf(value) + "; it must be " + wanted);
+    }
+
+    bool isOneOf(const SettingKey& row, const SettingValue& value) {
+        if (*row.words == 0 || row.kind == SettingKey::kUrl) return true;
+        const std::vector<std::string> words = splitWords(row.words);
+        if (std::find(words.begin(), words.end(), value.text) != words.end()) return true;
+        return fail(value, name(row) + " is " + shown(value.text) + "; use " + joined(words, ", "));
+    }
+
+    bool isUrl(const SettingKey& row, const SettingValue& value) {
+        const std::vector<std::string> schemes = splitWords(row.words);
+        const std::size_t colon = value.text.find("://");
+        const std::string scheme = value.text.substr(0, std::min(colon, value.text.size()));
+        if (colon == std::string::npos || colon + 3 >= value.text.size() ||
+            std::find(schemes.begin(), schemes.end(), scheme) == schemes.end()) {
+            return fail(value, name(row) + " is " + shown(value.text) + "; begin it with " +
+                                   joined(schemes, ":// or ") + "://");
+        }
+        const std::size_t host = colon + 3;
+        const std::size_t end = value.text.find_first_of("/?#", host);
+        // The value itself is not repeated: it holds the secret.
+        if (value.text.substr(host, end == std::string::npos ? end : end - host).find('@') !=
+            std::string::npos) {
+            return fail(value, name(row) +
+                                   " holds a user or password; take it out and use user and "
+                                   "password_file, or token_file");
+        }
+        return true;
+    }
+
+    bool isNumber(const SettingKey& row, const SettingValue& value, std::int64_t& got) {
+        if (value.kind == Kind::kNumber) return true;
+        if (isSecondsKind(row)) {
+            if (value.kind == Kind::kText && parseDuration(value.text, got)) return true;
+            return fail(value, name(row) + " is " + described(value) +
+                                   "; give a time as \"30s\", \"5m\", \"2h\" or \"7d\"");
+        }
+        if (row.kind == SettingKey::kSize) {
+            if (value.kind == Kind::kText && parseSize(value.text, got)) return true;
+            return fail(value, name(row) + " is " + described(value) +
+                                   "; give a size as \"10M\", or a number of bytes");
+        }
+        return fail(value,
+                    name(row) + " is " + described(value) + "; give a number, without quotes");
+    }
+
+    static std::string described(const SettingValue& value) {
+        return value.kind == Kind::kText ? shown(value.text) : nameOf(value);
+    }
+
+    static std::string readSecret(const std::string& file, std::string& text) {
+        if (file.empty() || file.front() != '/') return "is no path that begins with /; give one";
+        const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        if (fd < 0) {
+            return std::string("cannot be read (") + std::strerror(errno) +
+                   "); make the file, with nothing but the secret in it";
+        }
+        struct stat info {};
+        const bool known = fstat(fd, &info) == 0;
+        char buffer[kMostSecret + 1];
+        const ssize_t got = known && S_ISREG(info.st_mode) ? read(fd, buffer, sizeof buffer) : -1;
+        close(fd);
+        if (got < 0) return "cannot be read; it must be a plain file";
+        if ((info.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+            return "can be read by others than its owner; chmod 600 it";
+        }
+        if (static_cast<std::size_t>(got) > kMostSecret) return "is longer than 16 KiB";
+        text.assign(buffer, static_cast<std::size_t>(got));
+        while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+        if (text.empty()) return "is empty; write the secret into it";
+        if (text.find_first_of(std::string("\n\r\0", 3)) != std::string::npos) {
+            return "has several lines; leave only the secret in it";
+        }
+        return "";
+    }
+
+    SettingsProblems& problems;
+};
+
+// Fills AgentSettings from the values of all files.
+class Filling {
+public:
+    Filling(SettingsFiles& filesIN, AgentSettings& settingsIN,
+            std::map<std::string, std::string>& originIN)
+        : files(filesIN),
+          problems(filesIN.problems()),
+          check(filesIN.problems()),
+          settings(settingsIN),
+          origin(originIN) {}
+
+    void fill() {
+        takeDefaults();
+        for (const auto& [name, value] : files.root().members) {
+            if (name == "sink") {
+                takeSinks(value);
+            } else {
+                takeSection(name, value);
+            }
+        }
+        if (settings.sinks.count("journal") == 0 && !journalConfigured) addJournal();
+    }
+
+private:
+    void takeDefaults() {
+        for (const SectionKey& key : sectionKeys()) {
+            origin[std::string(key.row.type) + "." + key.row.key] = "default";
+        }
+    }
+
+    // --- [monitor] and the others ---
+
+    void takeSection(const std::string& name, const SettingValue& value) {
+        std::vector<std::string> known;
+        for (const Section& section : sections()) known.push_back(section.name);
+        if (std::find(known.begin(), known.end(), name) == known.end()) {
+            known.push_back("sink");
+            check.fail(value,
+                       "there is no table [" + safeText(name) + "]" +
+                           suggestion(name, known, "; raidwatch config schema lists them all"));
+            return;
+        }
+        if (value.kind != Kind::kTable) {
+            check.fail(value,
+                       name + " is " + nameOf(value) + "; write it as a table, [" + name + "]");
+            return;
+        }
+        for (const auto& [key, member] : value.members) takeSectionKey(name, key, member);
+    }
+
+    void takeSectionKey(const std::string& section, const std::string& key,
+                        const SettingValue& value) {
+        std::vector<std::string> known;
+        for (const SectionKey& row : sectionKeys()) {
+            if (section != row.row.type) continue;
+            known.push_back(row.row.key);
+            if (key == row.row.key) {
+                if (takeMember(row, value)) {
+                    origin[section + "." + key] = problems.where(value);
+                }
+                return;
+            }
+        }
+        check.fail(value, "[" + section + "] has no key " + safeText(key) +
+                              suggestion(key, known, "; it has " + joined(known, ", ")));
+    }
+
+    bool takeMember(const SectionKey& key, const SettingValue& value) {
+        if (const auto* text = std::get_if<std::string AgentSettings::*>(&key.member)) {
+            return check.text(key.row, value, settings.**text) && isUsable(key.row, value);
+        }
+        if (const auto* seconds = std::get_if<std::int64_t AgentSettings::*>(&key.member)) {
+            return check.number(key.row, value, settings.**seconds);
+        }
+        if (const auto* whole = std::get_if<int AgentSettings::*>(&key.member)) {
+            std::int64_t number = 0;
+            if (!check.number(key.row, value, number)) return false;
+            settings.** whole = static_cast<int>(number);
+            return true;
+        }
+        return check.numbers(
+            key.row, value,
+            settings.*std::get<std::vector<std::int64_t> AgentSettings::*>(key.member));
+    }
+
+    // What the row alone cannot say.
+    bool isUsable(const SettingKey& row, const SettingValue& value) {
+        const std::string key = row.key;
+        if (key == "source") {
+            std::vector<std::string> kinds;
+            const std::string kind = value.text.substr(0, value.text.find(':'));
+            for (const SourceRegistry::Kind& one : SourceRegistry::kinds()) {
+                kinds.push_back(one.name);
+            }
+            if (std::find(kinds.begin(), kinds.end(), kind) != kinds.end()) return true;
+            return check.fail(
+                value, "source is " + shown(value.text) + "; begin it with " + joined(kinds, ", "));
+        }
+        const bool mayBeEmpty = key == "language" || key == "engine";
+        if (value.text.empty() && !mayBeEmpty) {
+            return check.fail(value, key + " is empty; remove the line to get the default");
+        }
+        return true;
+    }
+
+    // --- [sink.NAME] ---
+
+    void takeSinks(const SettingValue& value) {
+        if (value.kind != Kind::kTable) {
+            check.fail(value, "sink is " + std::string(nameOf(value)) +
+                                  "; write each sink as a table, [sink.NAME]");
+            return;
+        }
+        for (const auto& [name, table] : value.members) {
+            if (table.kind != Kind::kTable) {
+                check.fail(table, "sink." + safeText(name) + " is " + nameOf(table) +
+                                      "; write each sink as a table, [sink.NAME]");
+            } else if (!isSinkName(name)) {
+                check.fail(table, "a sink cannot be called " + shown(name) +
+                                      "; use up to 40 letters, digits, - and _");
+            } else {
+                takeSink(name, table);
+            }
+        }
+    }
+
+    static bool isSinkName(const std::string& name) {
+        return !name.empty() && name.size() <= 40 &&
+               std::all_of(name.begin(), name.end(), [](char c) {
+                   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                          (c >= '0' && c <= '9') || c == '-' || c == '_';
+               });
+    }
+
+    void takeSink(const std::string& name, const SettingValue& table) {
+        if (name == "journal") journalConfigured = true;
+        SinkSettings sink;
+        sink.name = name;
+        sink.where = problems.where(table);
+        const bool enabled = isEnabled(table);
+        if (!takeType(table, sink)) return;
+        const std::string path = "sink." + name + ".";
+        bool good = true;
+        for (const auto& [key, value] : table.members) {
+            const SinkKey* const row = rowOf(sink, key, value);
+            if (row == nullptr) {
+                good = false;
+                continue;
+            }
+            // A sink that is switched off needs no secret yet.
+            if (!enabled && row->kind == SettingKey::kSecretFile) continue;
+            good = takeSinkKey(*row, value, sink) && good;
+            origin[path + key] = problems.where(value);
+        }
+        if (!enabled) return;
+        good = hasWhatItNeeds(table, sink) && good;
+        if (good) addSink(sink);
+    }
+
+    bool isEnabled(const SettingValue& table) const {
+        const auto found = table.members.find("enabled");
+        return found == table.members.end() || found->second.kind != Kind::kFlag ||
+               found->second.number != 0;
+    }
+
+    bool takeType(const SettingValue& table, SinkSettings& sink) {
+        const auto found = table.members.find("type");
+        if (found == table.members.end()) {
+            sink.type = sink.name == "journal" ? "journal" : "";
+            if (!sink.type.empty()) return true;
+            if (!files.complete()) return false;
+            return check.fail(table, "[sink." + sink.name + "] has no type; add type = \"" +
+                                         guessedType(sink.name) + "\" or another of " +
+                                         joined(typeNames(), ", "));
+        }
+        const SettingValue& value = found->second;
+        if (value.kind == Kind::kText && findSinkType(value.text) != nullptr) {
+            sink.type = value.text;
+            return true;
+        }
+        if (value.kind != Kind::kText) {
+            return check.fail(
+                value, "type is " + std::string(nameOf(value)) + "; it must be a text, in quotes");
+        }
+        return check.fail(
+            value, "there is no sink of type " + shown(value.text) +
+                       suggestion(value.text, typeNames(), "; use " + joined(typeNames(), ", ")));
+    }
+
+    static std::vector<std::string> typeNames() {
+        std::vector<std::string> names;
+        for (const SinkType& type : sinkTypeList()) names.push_back(type.type);
+        return names;
+    }
+
+    static std::string guessedType(const std::string& name) {
+        return findSinkType(name) != nullptr ? name : "mail";
+    }
+
+    const SinkKey* rowOf(const SinkSettings& sink, const std::string& key,
+                         const SettingValue& value) {
+        std::vector<std::string> known;
+        for (const SinkKey* row : sinkKeysOf(sink.type)) {
+            if (key == row->written()) return row;
+            if (key == row->key) {
+                check.fail(value,
+                           "a secret does not belong into this file; write it into a file "
+                           "of its own, chmod 600 it, and set " +
+                               row->written());
+                return nullptr;
+            }
+            known.push_back(row->written());
+        }
+        check.fail(value, "a sink of type " + sink.type + " has no key " + safeText(key) +
+                              suggestion(key, known, "; it has " + joined(known, ", ")));
+        return nullptr;
+    }
+
+    bool takeSinkKey(const SinkKey& row, const SettingValue& value, SinkSettings& sink) {
+        if (*row.type == 0) return takeCommonKey(row, value, sink);
+        switch (row.kind) {
+            case SettingKey::kText:
+            case SettingKey::kPath:
+            case SettingKey::kUrl: {
+                if (!check.text(row, value, sink.texts[row.key])) return false;
+                return isFilled(row, value);
+            }
+            case SettingKey::kSecretFile:
+                return check.secret(row, value, sink.texts[row.key]);
+            case SettingKey::kList:
+            case SettingKey::kUrlList:
+                return check.list(row, value, sink.lists[row.key]);
+            case SettingKey::kTable:
+                return check.table(row, value, sink.tables[row.key]) && hasNoSecret(row, value);
+            default:
+                return check.number(row, value, sink.numbers[row.key]);
+        }
+    }
+
+    bool isFilled(const SinkKey& row, const SettingValue& value) {
+        if (!row.required || !value.text.empty()) return true;
+        return check.fail(value, row.written() + " is empty; fill it in");
+    }
+
+    // Headers that carry secrets have a key of their own.
+    bool hasNoSecret(const SinkKey& row, const SettingValue& value) {
+        if (std::strcmp(row.key, "headers") != 0) return true;
+        for (const auto& [name, member] : value.members) {
+            std::string lower = name;
+            for (char& c : lower) {
+                c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+            }
+            if (lower != "authorization" && lower != "cookie") continue;
+            return check.fail(member, "headers." + safeText(name) +
+                                          " would hold a secret; write the token into a file, "
+                                          "chmod 600 it, and set token_file");
+        }
+        return true;
+    }
+
+    bool takeCommonKey(const SinkKey& row, const SettingValue& value, SinkSettings& sink) {
+        const std::string key = row.key;
+        std::string word;
+        std::int64_t flag = 0;
+        if (key == "type") return true;
+        if (key == "enabled") return check.number(row, value, flag);
+        if (key == "objects") return check.list(row, value, sink.filter.objects);
+        if (key == "timeout") return check.number(row, value, sink.timeout);
+        if (key == "first_retry") return check.number(row, value, sink.firstRetry);
+        if (key == "longest_retry") return check.number(row, value, sink.longestRetry);
+        if (key == "give_up_after") return check.number(row, value, sink.giveUpAfter);
+        if (key == "min_severity") {
+            if (!check.text(row, value, word)) return false;
+            sink.filter.leastSeverity = word == "error" ? 1 : word == "warning" ? 2 : 3;
+            return true;
+        }
+        std::vector<std::int64_t> codes;
+        if (!check.numbers(row, value, codes)) return false;
+        for (const std::int64_t code : codes) sink.filter.codes.push_back(static_cast<int>(code));
+        return true;
+    }
+
+    bool hasWhatItNeeds(const SettingValue& table, const SinkSettings& sink) {
+        bool good = true;
+        const auto has = [&](const char* key) { return table.members.count(key) != 0; };
+        for (const SinkKey* row : sinkKeysOf(sink.type)) {
+            if (*row->type == 0 || !row->required || has(row->key) || !files.complete()) continue;
+            good = check.fail(table, "[sink." + sink.name + "] has no " + row->written() +
+                                         "; add it: " + row->help);
+        }
+        const char* const* const oneOf = findSinkType(sink.type)->oneOf;
+        if (oneOf[0] != nullptr && files.complete()) {
+            if (!has(oneOf[0]) && !has(oneOf[1])) {
+                good = check.fail(table, "[sink." + sink.name + "] has neither " + oneOf[0] +
+                                             " nor " + oneOf[1] + "; add one of them");
+            } else if (has(oneOf[0]) && has(oneOf[1])) {
+                good = check.fail(table, "[sink." + sink.name + "] has both " + oneOf[0] + " and " +
+                                             oneOf[1] + "; remove one of them");
+            }
+        }
+        if (sink.firstRetry > sink.longestRetry) {
+            good = check.fail(table, "[sink." + sink.name + "] has a first_retry of " +
+                                         durationText(sink.firstRetry) +
+                                         ", which is longer than its longest_retry of " +
+                                         durationText(sink.longestRetry) + "; shorten it");
+        }
+        return good;
+    }
+
+    void addJournal() {
+        SinkSettings journal;
+        journal.name = "journal";
+        journal.type = "journal";
+        journal.where = "default";
+        addSink(journal);
+    }
+
+    void addSink(const SinkSettings& sink) {
+        const std::string path = "sink." + sink.name + ".";
+        for (const SinkKey* row : sinkKeysOf(sink.type)) {
+            if (*row->otherwise != 0) origin.emplace(path + row->written(), "default");
+        }
+        origin.emplace(path + "type", "default");
+        settings.sinks[sink.name] = sink;
+    }
+
+    SettingsFiles& files;
+    SettingsProblems& problems;
+    Checker check;
+    AgentSettings& settings;
+    std::map<std::string, std::string>& origin;
+    bool journalConfigured = false;
+};
+
+}  // namespace
+
+SettingsError::SettingsError(const std::vector<std::string>& problemsIN)
+    : std::runtime_error(joined(problemsIN, "\n")), problems(problemsIN) {}
+
+SettingsReader::SettingsReader(std::string fileIN, bool mustExistIN)
+    : file(std::move(fileIN)), mustExist(mustExistIN) {}
+
+AgentSettings SettingsReader::read() {
+    origin.clear();
+    SettingsFiles files(file, mustExist);
+    readFiles = files.names();
+    if (!files.hasMainFile()) readFiles.erase(readFiles.begin());
+    AgentSettings settings;
+    Filling(files, settings, origin).fill();
+    if (!files.problems().empty()) throw SettingsError(files.problems().sorted());
+    return settings;
+}
