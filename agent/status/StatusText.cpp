@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "agent/ConfigText.h"
-#include "agent/DurationText.h"
+#include "agent/ElapsedText.h"
 #include "agent/SafeText.h"
 
 namespace {
@@ -48,7 +48,9 @@ public:
         }
     }
 
-    void line(const std::string& words) { text += words + "\n"; }
+    void line(const std::string& words) {
+        text += words.substr(0, words.find_last_not_of(' ') + 1) + "\n";
+    }
 
     std::string state(const std::string& word) const {
         if (!style.colours || (!isBad(word) && !isWarning(word))) return word;
@@ -99,7 +101,7 @@ std::string taskWords(const TaskState& task) {
     if (task.megabytesPerSecond >= 1) {
         words += ", " + std::to_string(static_cast<int>(task.megabytesPerSecond)) + " MB/s";
     }
-    if (task.secondsLeft >= 0) words += ", about " + durationText(task.secondsLeft) + " left";
+    if (task.secondsLeft >= 0) words += ", about " + elapsedText(task.secondsLeft) + " left";
     return words;
 }
 
@@ -115,20 +117,20 @@ std::string memberWords(const ArrayState& array) {
 }
 
 void addArray(Page& page, const ArrayState& array, std::int64_t now) {
-    page.line(
-        "  " + cell(array.name, 12) + " " + cell(array.level, 8) + " " +
-        cell(sizeText(static_cast<unsigned long long>(array.sizeMB)), 8) + "  " +
-        page.state(array.state) +
-        std::string(12 - std::min<std::size_t>(11, array.state.size()), ' ') + redundancy(array) +
-        (array.exposedSince > 0 ? ", exposed " + durationText(now - array.exposedSince) : ""));
-    if (!array.label.empty()) page.paragraph("\"" + safeText(array.label) + "\"", 15);
-    if (!array.task.kind.empty()) page.paragraph(taskWords(array.task), 15);
+    page.line("  " + cell(array.name, 10) + " " + cell(array.level, 8) + " " +
+              cell(sizeText(static_cast<unsigned long long>(array.sizeMB)), 8) + "  " +
+              page.state(array.state) +
+              std::string(12 - std::min<std::size_t>(11, array.state.size()), ' ') +
+              redundancy(array) +
+              (array.exposedSince > 0 ? ", exposed " + elapsedText(now - array.exposedSince) : ""));
+    if (!array.label.empty()) page.paragraph("\"" + safeText(array.label) + "\"", 13);
+    if (!array.task.kind.empty()) page.paragraph(taskWords(array.task), 13);
     if (array.badStripes > 0) {
         page.paragraph(
             plural(static_cast<std::size_t>(array.badStripes), "mismatch") + "es at the last check",
-            15);
+            13);
     }
-    if (rank(array.state) < rank("checking")) page.paragraph(memberWords(array), 15);
+    if (rank(array.state) < rank("checking")) page.paragraph(memberWords(array), 13);
 }
 
 void addArrays(Page& page, const MachineState& state, std::int64_t now) {
@@ -149,14 +151,14 @@ void addDrive(Page& page, const DriveState& drive, const std::string& trouble) {
     const std::string slot = drive.slotName.empty() ? drive.name : drive.slotName;
     page.line("  " + cell(slot, 12) + " " + page.state(trouble) +
               std::string(11 - std::min<std::size_t>(10, trouble.size()), ' ') + " " +
-              cell(drive.serial, 20) + " " + cell(drive.osName, 8) + " " +
+              cell(drive.serial, 18) + " " + cell(drive.osName, 8) + " " +
               cell(drive.vendor + (drive.vendor.empty() ? "" : " ") + drive.model, 22));
     std::string more = drive.slotName.empty() ? "" : drive.name;
     if (!drive.wwn.empty()) more += (more.empty() ? "" : ", ") + ("WWN " + drive.wwn);
     if (!drive.partNumber.empty()) {
         more += (more.empty() ? "" : ", ") + ("replace with part " + drive.partNumber);
     }
-    if (!more.empty()) page.paragraph(safeText(more), 15);
+    if (!more.empty()) page.paragraph(safeText(more), 13);
 }
 
 void addDrives(Page& page, const MachineState& state) {
@@ -179,7 +181,7 @@ void addEnclosures(Page& page, const MachineState& state) {
             if (!headed) page.heading("Enclosures in trouble");
             headed = true;
             page.line(
-                "  " + cell(element.name, 12) + " " + page.state(element.state) + " in " +
+                "  " + cell(element.name, 10) + " " + page.state(element.state) + " in " +
                 safeText(enclosure.name) +
                 (enclosure.partNumber.empty() ? "" : ", part " + safeText(enclosure.partNumber)));
         }
@@ -191,13 +193,13 @@ void addIncidents(Page& page, const Seen& seen, std::int64_t now) {
     page.heading("Open incidents");
     for (const Incident& incident : seen.incidents) {
         std::string words = safeText(incident.objectName) + " " + incident.value + ", since " +
-                            durationText(now - incident.openedAt);
+                            elapsedText(now - incident.openedAt);
         words += incident.acknowledged() ? ", acknowledged by " + safeText(incident.ackBy)
                                          : "; raidwatch ack " + std::to_string(incident.id);
-        page.line("  " + cell("#" + std::to_string(incident.id), 12) + " " +
-                  wrapText(words, page.columns() - 15).front());
-        const std::vector<std::string> rest = wrapText(words, page.columns() - 15);
-        for (std::size_t i = 1; i < rest.size(); ++i) page.line(std::string(15, ' ') + rest[i]);
+        page.line("  " + cell("#" + std::to_string(incident.id), 10) + " " +
+                  wrapText(words, page.columns() - 13).front());
+        const std::vector<std::string> rest = wrapText(words, page.columns() - 13);
+        for (std::size_t i = 1; i < rest.size(); ++i) page.line(std::string(13, ' ') + rest[i]);
     }
 }
 
@@ -214,9 +216,9 @@ void addSinks(Page& page, const Seen& seen) {
     if (seen.sinks.empty()) return;
     page.heading("Who is told");
     for (const SinkStatus& sink : seen.sinks) {
-        const std::vector<std::string> words = wrapText(sinkWords(sink), page.columns() - 15);
-        page.line("  " + cell(sink.sink, 12) + " " + words.front());
-        for (std::size_t i = 1; i < words.size(); ++i) page.line(std::string(15, ' ') + words[i]);
+        const std::vector<std::string> words = wrapText(sinkWords(sink), page.columns() - 13);
+        page.line("  " + cell(sink.sink, 10) + " " + words.front());
+        for (std::size_t i = 1; i < words.size(); ++i) page.line(std::string(13, ' ') + words[i]);
     }
 }
 
@@ -235,9 +237,10 @@ std::string statusText(const Seen& seen, const std::string& headline, std::int64
     const std::vector<std::string> first = wrapText(headline, page.columns());
     page.line(page.headline(first.front()));
     for (std::size_t i = 1; i < first.size(); ++i) page.line("  " + first[i]);
+    if (!seen.remark.empty()) page.paragraph(seen.remark, 0);
     if (state.polledAt == 0) return page.text;
     const std::string looked =
-        now - state.polledAt < 2 ? "just now" : durationText(now - state.polledAt) + " ago";
+        now - state.polledAt < 2 ? "just now" : elapsedText(now - state.polledAt) + " ago";
     page.paragraph(safeText(state.host) + ", looked at " + looked + ": " +
                        plural(state.arrays.size(), "array") + ", " +
                        plural(state.drives.size(), "drive") + ", " +

@@ -22,6 +22,7 @@ struct Seen {
     std::vector<Incident> incidents;  // open ones
     std::vector<SinkStatus> sinks;
     bool watched = false;  // a daemon runs; false: read once, or what was left behind
+    std::string remark;    // what a reader must know about it; one sentence, or ""
 };
 
 // `headline` is the verdict, one or more words with a colon and a sentence.

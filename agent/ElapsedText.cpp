@@ -1,4 +1,4 @@
-#include "agent/DurationText.h"
+#include "agent/ElapsedText.h"
 
 #include <cstddef>
 #include <iterator>
@@ -14,7 +14,7 @@ constexpr Unit kUnits[] = {{86400, " d"}, {3600, " h"}, {60, " min"}, {1, " s"}}
 
 }  // namespace
 
-std::string durationText(std::int64_t seconds) {
+std::string elapsedText(std::int64_t seconds) {
     if (seconds <= 0) return "0 s";
     std::size_t i = 0;
     while (seconds < kUnits[i].seconds) ++i;
