@@ -161,11 +161,12 @@ void MonitorThread::publish(VantRaidMonitor* running) {
 
 // Shared, because a monitor is destroyed as what it was made.
 std::shared_ptr<VantRaidMonitor> MonitorThread::makeMonitor() {
+    WatchedMonitor::Watcher& watcher = *this;
     std::shared_ptr<VantRaidMonitor> monitor;
     if (settings.look && settings.logFolder.empty()) {
-        monitor = std::make_shared<WatchedMonitor>(&lib, *this);
+        monitor = std::make_shared<WatchedMonitor>(&lib, watcher);
     } else if (settings.look) {
-        monitor = std::make_shared<WatchedMonitor>(&lib, settings.logFolder, *this);
+        monitor = std::make_shared<WatchedMonitor>(&lib, settings.logFolder, watcher);
     } else if (settings.logFolder.empty()) {
         monitor = std::make_shared<VantRaidMonitor>(&lib);
     } else {

@@ -1,6 +1,8 @@
+#include "agent/commands/RunVerb.h"
 #include "agent/commands/Verb.h"
 
 std::vector<std::unique_ptr<Verb>> allVerbs() {
     std::vector<std::unique_ptr<Verb>> verbs;
+    verbs.push_back(std::make_unique<RunVerb>());
     return verbs;
 }

@@ -7,7 +7,6 @@
 #include <thread>
 #include <utility>
 
-#include "agent/DurationText.h"
 #include "agent/Failure.h"
 #include "agent/Languages.h"
 #include "agent/StopSignal.h"
@@ -72,7 +71,7 @@ DaemonRun::DaemonRun(const Daemon::Options& optionsIN, const Context& contextIN)
              "stays unseen; name another folder, engine in [paths]");
     }
     // Before anything of the engine is constructed: it would wait for ever.
-    for (const std::string& line : MachineLock().repair()) note(line);
+    freeMachineLock();
     openStore();
     startSinks();
     startMonitor();
@@ -102,6 +101,15 @@ void DaemonRun::prepareFolders() const {
                           "cannot write to " + name + "; run as root, or name another folder in "
                           "[paths]");
         }
+    }
+}
+
+void DaemonRun::freeMachineLock() const {
+    try {
+        const std::string line = MachineLock::repair(lock->descriptor());
+        if (!line.empty()) note(line);
+    } catch (const Failure& e) {
+        note(e.what());  // the watchdog will tell when the monitor really waits
     }
 }
 

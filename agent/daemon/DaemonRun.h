@@ -47,6 +47,7 @@ private:
     void prepareFolders() const;
     void note(const std::string& line) const;
 
+    void freeMachineLock() const;
     void openStore();
     void startSinks();
     void startMonitor();

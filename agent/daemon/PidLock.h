@@ -16,6 +16,8 @@ public:
     PidLock(const PidLock&) = delete;
     PidLock& operator=(const PidLock&) = delete;
 
+    int descriptor() const { return fd; }  // on which the lock is held
+
 private:
     int fd = -1;
 };

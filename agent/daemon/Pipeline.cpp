@@ -11,7 +11,6 @@
 #include "agent/Failure.h"
 #include "agent/daemon/PollReport.h"
 #include "agent/daemon/StateFile.h"
-#include "agent/incidents/NoticeText.h"
 #include "agent/spool/SafeSnapshot.h"
 #include "agent/state/StateJson.h"
 #include "util/Clock.h"
@@ -186,6 +185,14 @@ void Pipeline::addNotice(const Notice& notice, Origin origin) {
     (void)addRecord(std::move(record));
 }
 
+Notice Pipeline::written(Notice::Kind kind, const Incident& incident) const {
+    Notice notice;
+    notice.kind = kind;
+    notice.incident = incident;
+    text.write(notice, state, {}, seconds());
+    return notice;
+}
+
 std::int64_t Pipeline::nextSequence() const {
     return committed + static_cast<std::int64_t>(pending.records.size()) + 1;
 }
@@ -322,7 +329,15 @@ Pipeline::Span Pipeline::test(const std::vector<std::string>& sinks) {
         event.objectType = QELEvent::kSystem;
         const Record record = recordOf(event, Origin::kTest, {object, "raidwatch"});
         (void)addRecord(record);
-        addNotice(testNotice(record, state.host, seconds()), Origin::kTest);
+        Incident tested;
+        tested.object = object;
+        tested.objectName = record.objectName;
+        tested.origin = Origin::kTest;
+        tested.severity = kEventInformation;
+        tested.openedAt = tested.updatedAt = seconds();
+        tested.firstSequence = tested.lastSequence = record.sequence;
+        tested.text = kTestText;
+        addNotice(written(Notice::Kind::kTest, tested), Origin::kTest);
     }
     span.last = nextSequence() - 1;
     commitChange();
@@ -351,11 +366,11 @@ Pipeline::Span Pipeline::drill(const std::string& name, const std::vector<QELEve
         over.text = "The drill " + name + " is over.";
         IncidentBook::Effect effect;
         effect.changed.push_back(over);
-        effect.notices.push_back(makeNotice(Notice::Kind::kResolved, over, state, seconds()));
+        effect.notices.push_back(written(Notice::Kind::kResolved, over));
         addEffect(effect, Origin::kDrill);
     }
     for (const Incident& one : pending.incidents) highest = std::max(highest, one.id);
-    book = IncidentBook(settings, book.open(), highest);
+    book.skipNumbers(highest);
     span.last = nextSequence() - 1;
     commitChange();
     return span;

@@ -51,6 +51,7 @@
 #include "agent/MonitorThread.h"
 #include "agent/daemon/Repeats.h"
 #include "agent/incidents/IncidentBook.h"
+#include "agent/incidents/NoticeText.h"
 #include "agent/settings/AgentSettings.h"
 #include "agent/spool/Spool.h"
 #include "agent/state/MachineState.h"
@@ -123,6 +124,7 @@ private:
     std::int64_t addRecord(Record record);
     void addEffect(const IncidentBook::Effect& effect, Origin origin);
     void addNotice(const Notice& notice, Origin origin);
+    Notice written(Notice::Kind kind, const Incident& incident) const;
     std::int64_t nextSequence() const;
     void readSilences();
     bool commit();
@@ -136,6 +138,7 @@ private:
     const Places places;
     const std::function<void()> wakeSinks;
     IncidentBook book;
+    const NoticeText text;
 
     MachineState state;
     MachineState before;  // the poll before: what has gone is known there
