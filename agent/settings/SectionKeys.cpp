@@ -52,7 +52,7 @@ SettingValue memberValue(const SectionKey& key, const AgentSettings& settings) {
         return textValue(settings.**text);
     }
     if (const auto* seconds = std::get_if<std::int64_t AgentSettings::*>(&key.member)) {
-        return textValue(durationText(settings.**seconds));
+        return textValue(writtenDuration(settings.**seconds));
     }
     SettingValue value;
     if (const auto* number = std::get_if<int AgentSettings::*>(&key.member)) {
@@ -63,7 +63,7 @@ SettingValue memberValue(const SectionKey& key, const AgentSettings& settings) {
     value.kind = SettingValue::Kind::kList;
     for (const std::int64_t seconds :
          settings.*std::get<std::vector<std::int64_t> AgentSettings::*>(key.member)) {
-        value.items.push_back(textValue(durationText(seconds)));
+        value.items.push_back(textValue(writtenDuration(seconds)));
     }
     return value;
 }

@@ -330,9 +330,9 @@ private:
         }
         if (sink.firstRetry > sink.longestRetry) {
             good = check.fail(table, "[sink." + sink.name + "] has a first_retry of " +
-                                         durationText(sink.firstRetry) +
+                                         writtenDuration(sink.firstRetry) +
                                          ", which is longer than its longest_retry of " +
-                                         durationText(sink.longestRetry) + "; shorten it");
+                                         writtenDuration(sink.longestRetry) + "; shorten it");
         }
         return good;
     }

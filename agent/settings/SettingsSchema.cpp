@@ -118,8 +118,8 @@ bool isTime(const SettingKey& row) {
 }
 
 std::string limitText(const SettingKey& row, std::int64_t limit) {
-    if (isTime(row)) return durationText(limit);
-    return row.kind == SettingKey::kSize ? sizeText(limit) : std::to_string(limit);
+    if (isTime(row)) return writtenDuration(limit);
+    return row.kind == SettingKey::kSize ? writtenSize(limit) : std::to_string(limit);
 }
 
 bool isUrl(const SettingKey& row) {
@@ -251,7 +251,7 @@ Json sinkTables() {
 constexpr char kBefore[] = R"(# raidwatch.toml
 
 The configuration of `raidwatch`. This page is made from the program: `raidwatch config schema` prints
-the same. A file in order is not needed: without one the defaults hold and the journal is told.
+the same. No file is needed: without one the defaults hold, and the journal is told.
 
 The file is [TOML](https://toml.io). It is `/etc/raidwatch/raidwatch.toml`, or what `--config` names; the
 files `conf.d/*.toml` beside it are read after it, in name order. A later file wins key by key, so a

@@ -35,8 +35,8 @@ bool isSecondsKind(const SettingKey& row) {
 }
 
 std::string limitText(const SettingKey& row, std::int64_t limit) {
-    if (isSecondsKind(row)) return durationText(limit);
-    return row.kind == SettingKey::kSize ? sizeText(limit) : std::to_string(limit);
+    if (isSecondsKind(row)) return writtenDuration(limit);
+    return row.kind == SettingKey::kSize ? writtenSize(limit) : std::to_string(limit);
 }
 
 std::string name(const SettingKey& row) { return row.written(); }
