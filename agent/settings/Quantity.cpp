@@ -58,7 +58,7 @@ bool parseDuration(const std::string& text, std::int64_t& seconds) {
     return true;
 }
 
-std::string durationText(std::int64_t seconds) {
+std::string writtenDuration(std::int64_t seconds) {
     Unit best = kTimes[0];
     for (const Unit& unit : kTimes) {
         // Weeks are understood, but days are what people write.
@@ -77,7 +77,7 @@ bool parseSize(const std::string& text, std::int64_t& bytes) {
     return true;
 }
 
-std::string sizeText(std::int64_t bytes) {
+std::string writtenSize(std::int64_t bytes) {
     std::string text = std::to_string(bytes);
     for (const Unit& unit : kSizes) {
         if (bytes != 0 && bytes % unit.size == 0) {

@@ -8,7 +8,12 @@ constexpr std::int64_t kMinute = 60;
 constexpr std::int64_t kDay = 86400;
 constexpr std::int64_t kYear = 366 * kDay;
 
-std::string secondsText(std::int64_t seconds) { return quotedText(durationText(seconds)); }
+SettingValue textValue(const std::string& text) {
+    SettingValue value;
+    value.kind = SettingValue::Kind::kText;
+    value.text = text;
+    return value;
+}
 
 }  // namespace
 
@@ -42,20 +47,23 @@ const std::vector<Section>& sections() {
     return names;
 }
 
-std::string writtenValue(const SectionKey& key, const AgentSettings& settings) {
+SettingValue memberValue(const SectionKey& key, const AgentSettings& settings) {
     if (const auto* text = std::get_if<std::string AgentSettings::*>(&key.member)) {
-        return quotedText(settings.**text);
+        return textValue(settings.**text);
     }
     if (const auto* seconds = std::get_if<std::int64_t AgentSettings::*>(&key.member)) {
-        return secondsText(settings.**seconds);
+        return textValue(writtenDuration(settings.**seconds));
     }
+    SettingValue value;
     if (const auto* number = std::get_if<int AgentSettings::*>(&key.member)) {
-        return std::to_string(settings.**number);
+        value.kind = SettingValue::Kind::kNumber;
+        value.number = settings.**number;
+        return value;
     }
-    std::string list;
+    value.kind = SettingValue::Kind::kList;
     for (const std::int64_t seconds :
          settings.*std::get<std::vector<std::int64_t> AgentSettings::*>(key.member)) {
-        list += (list.empty() ? "" : ", ") + secondsText(seconds);
+        value.items.push_back(textValue(writtenDuration(seconds)));
     }
-    return "[" + list + "]";
+    return value;
 }

@@ -12,6 +12,7 @@
 
 #include "agent/settings/AgentSettings.h"
 #include "agent/settings/SettingKey.h"
+#include "agent/settings/SettingValue.h"
 
 struct SectionKey {
     SettingKey row;  // row.type is the name of the table
@@ -29,7 +30,7 @@ struct Section {
 };
 const std::vector<Section>& sections();
 
-// The value that `settings` has for the key, as it would be written in the file.
-std::string writtenValue(const SectionKey& key, const AgentSettings& settings);
+// What `settings` hold for the key.
+SettingValue memberValue(const SectionKey& key, const AgentSettings& settings);
 
 #endif  // AGENT_SETTINGS_SECTIONKEYS_H

@@ -19,4 +19,7 @@ struct SettingValue {
     int line = 0;
 };
 
+// As TOML writes it, on one line.
+std::string writtenText(const SettingValue& value);
+
 #endif  // AGENT_SETTINGS_SETTINGVALUE_H

@@ -1,12 +1,7 @@
 #include "agent/settings/SettingsReader.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -17,266 +12,33 @@
 #include "agent/settings/SettingsFiles.h"
 #include "agent/settings/SinkKeys.h"
 #include "agent/settings/Spelling.h"
+#include "agent/settings/ValueChecker.h"
 #include "storlib/sources/SourceRegistry.h"
 
 namespace {
 
 using Kind = SettingValue::Kind;
 
-constexpr std::size_t kMostSecret = 16384;  // bytes of a secret
-constexpr std::size_t kMostShown = 60;      // columns of a wrong value in a message
-
-std::string joined(const std::vector<std::string>& lines, const char* between) {
-    std::string all;
-    for (const std::string& line : lines) all += (all.empty() ? "" : between) + line;
-    return all;
+std::string joined(const std::vector<std::string>& words, const char* between) {
+    return ValueChecker::joined(words, between);
 }
 
-std::vector<std::string> splitWords(const std::string& words) {
-    std::vector<std::string> list;
-    for (std::size_t from = 0; !words.empty() && from <= words.size();) {
-        const std::size_t to = std::min(words.find('|', from), words.size());
-        list.push_back(words.substr(from, to - from));
-        from = to + 1;
-    }
-    return list;
-}
+std::string shown(const std::string& text) { return ValueChecker::shown(text); }
 
-std::string shown(const std::string& text) {
-    const std::string safe = safeText(text);
-    const std::string cut = cutText(safe, kMostShown);
-    return "\"" + cut + (cut.size() < safe.size() ? "..." : "") + "\"";
-}
-
-const char* nameOf(const SettingValue& value) {
-    switch (value.kind) {
-        case Kind::kText:
-            return "a text";
-        case Kind::kNumber:
-            return "a number";
-        case Kind::kFlag:
-            return "true or false";
-        case Kind::kList:
-            return "a list";
-        case Kind::kTable:
-            return "a table";
-        case Kind::kOther:
-            break;
-    }
-    return value.text.c_str();
-}
-
-bool isSecondsKind(const SettingKey& row) {
-    return row.kind == SettingKey::kSeconds || row.kind == SettingKey::kSecondsList;
-}
-
-std::string limitText(const SettingKey& row, std::int64_t limit) {
-    if (isSecondsKind(row)) return durationText(limit);
-    return row.kind == SettingKey::kSize ? sizeText(limit) : std::to_string(limit);
-}
-
-// Checks values against their rows; what is wrong becomes a problem and false.
-class Checker {
-public:
-    explicit Checker(SettingsProblems& problemsIN) : problems(problemsIN) {}
-
-    bool text(const SettingKey& row, const SettingValue& value, std::string& result) {
-        if (!has(row, value, Kind::kText, "a text, in quotes")) return false;
-        if (!isOneOf(row, value)) return false;
-        const bool path = row.kind == SettingKey::kPath;
-        if (path && !value.text.empty() && value.text.front() != '/') {
-            return fail(
-                value, name(row) + " is " + shown(value.text) + "; give a path that begins with /");
-        }
-        if (row.kind == SettingKey::kUrl && !isUrl(row, value)) return false;
-        result = value.text;
-        return true;
-    }
-
-    bool list(const SettingKey& row, const SettingValue& value, std::vector<std::string>& result) {
-        if (!has(row, value, Kind::kList, "a list of texts, as [\"...\"]")) return false;
-        bool good = true;
-        std::vector<std::string> texts;
-        for (const SettingValue& item : value.items) {
-            if (item.kind != Kind::kText) {
-                good = fail(item, name(row) + " holds " + nameOf(item) +
-                                      "; write each element as a text, in quotes");
-            } else if (item.text.empty()) {
-                good = fail(item, name(row) + " holds an empty text; remove it or fill it in");
-            } else if (row.kind == SettingKey::kUrlList && !isUrl(row, item)) {
-                good = false;
-            }
-            texts.push_back(item.text);
-        }
-        if (good && row.required && texts.empty()) {
-            good = fail(value, name(row) + " is an empty list; give at least one");
-        }
-        if (good) result = std::move(texts);
-        return good;
-    }
-
-    bool table(const SettingKey& row, const SettingValue& value,
-               std::map<std::string, std::string>& result) {
-        if (!has(row, value, Kind::kTable, "a table of texts, as { name = \"...\" }")) return false;
-        bool good = true;
-        for (const auto& [key, member] : value.members) {
-            if (member.kind != Kind::kText) {
-                good = fail(member, name(row) + "." + safeText(key) + " is " + nameOf(member) +
-                                        "; write it as a text, in quotes");
-                continue;
-            }
-            result[key] = member.text;
-        }
-        return good;
-    }
-
-    // Times, sizes, numbers and truth values, and an element of a list of them.
-    bool number(const SettingKey& row, const SettingValue& value, std::int64_t& result) {
-        if (row.kind == SettingKey::kFlag) {
-            if (!has(row, value, Kind::kFlag, "true or false, without quotes")) return false;
-            result = value.number;
-            return true;
-        }
-        std::int64_t got = value.number;
-        if (!isNumber(row, value, got)) return false;
-        if (got < row.least || (row.most != 0 && got > row.most)) {
-            return fail(value, name(row) + " is " + limitText(row, got) + "; give " +
-                                   limitText(row, row.least) + " to " + limitText(row, row.most));
-        }
-        result = got;
-        return true;
-    }
-
-    bool numbers(const SettingKey& row, const SettingValue& value,
-                 std::vector<std::int64_t>& result) {
-        if (!has(row, value, Kind::kList,
-                 isSecondsKind(row) ? "a list of times, as [\"1d\", \"7d\"]"
-                                    : "a list of numbers, as [401, 402]")) {
-            return false;
-        }
-        bool good = true;
-        std::vector<std::int64_t> list;
-        for (const SettingValue& item : value.items) {
-            std::int64_t one = 0;
-            good = number(row, item, one) && good;
-            list.push_back(one);
-        }
-        if (good) result = std::move(list);
-        return good;
-    }
-
-    // The text of the file that `value` names.
-    bool secret(const SettingKey& row, const SettingValue& value, std::string& result) {
-        if (!has(row, value, Kind::kText, "the path of a file, in quotes")) return false;
-        std::string text;
-        const std::string error = readSecret(value.text, text);
-        if (!error.empty()) {
-            return fail(value, name(row) + " " + safeText(value.text) + " " + error);
-        }
-        result = std::move(text);
-        return true;
-    }
-
-    bool fail(const SettingValue& value, const std::string& text) {
-        problems.add(value, text);
-        return false;
-    }
-
-private:
-    static std::string name(const SettingKey& row) { return row.written(); }
-
-    bool has(const SettingKey& row, const SettingValue& value, Kind kind, const char* wanted) {
-        if (value.kind == kind) return true;
-        return fail(value, name(row) + " is " + nameOf(value) + "; it must be " + wanted);
-    }
-
-    bool isOneOf(const SettingKey& row, const SettingValue& value) {
-        if (*row.words == 0 || row.kind == SettingKey::kUrl) return true;
-        const std::vector<std::string> words = splitWords(row.words);
-        if (std::find(words.begin(), words.end(), value.text) != words.end()) return true;
-        return fail(value, name(row) + " is " + shown(value.text) + "; use " + joined(words, ", "));
-    }
-
-    bool isUrl(const SettingKey& row, const SettingValue& value) {
-        const std::vector<std::string> schemes = splitWords(row.words);
-        const std::size_t colon = value.text.find("://");
-        const std::string scheme = value.text.substr(0, std::min(colon, value.text.size()));
-        if (colon == std::string::npos || colon + 3 >= value.text.size() ||
-            std::find(schemes.begin(), schemes.end(), scheme) == schemes.end()) {
-            return fail(value, name(row) + " is " + shown(value.text) + "; begin it with " +
-                                   joined(schemes, ":// or ") + "://");
-        }
-        const std::size_t host = colon + 3;
-        const std::size_t end = value.text.find_first_of("/?#", host);
-        // The value itself is not repeated: it holds the secret.
-        if (value.text.substr(host, end == std::string::npos ? end : end - host).find('@') !=
-            std::string::npos) {
-            return fail(value, name(row) +
-                                   " holds a user or password; take it out and use user and "
-                                   "password_file, or token_file");
-        }
-        return true;
-    }
-
-    bool isNumber(const SettingKey& row, const SettingValue& value, std::int64_t& got) {
-        if (value.kind == Kind::kNumber) return true;
-        if (isSecondsKind(row)) {
-            if (value.kind == Kind::kText && parseDuration(value.text, got)) return true;
-            return fail(value, name(row) + " is " + described(value) +
-                                   "; give a time as \"30s\", \"5m\", \"2h\" or \"7d\"");
-        }
-        if (row.kind == SettingKey::kSize) {
-            if (value.kind == Kind::kText && parseSize(value.text, got)) return true;
-            return fail(value, name(row) + " is " + described(value) +
-                                   "; give a size as \"10M\", or a number of bytes");
-        }
-        return fail(value,
-                    name(row) + " is " + described(value) + "; give a number, without quotes");
-    }
-
-    static std::string described(const SettingValue& value) {
-        return value.kind == Kind::kText ? shown(value.text) : nameOf(value);
-    }
-
-    static std::string readSecret(const std::string& file, std::string& text) {
-        if (file.empty() || file.front() != '/') return "is no path that begins with /; give one";
-        const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-        if (fd < 0) {
-            return std::string("cannot be read (") + std::strerror(errno) +
-                   "); make the file, with nothing but the secret in it";
-        }
-        struct stat info {};
-        const bool known = fstat(fd, &info) == 0;
-        char buffer[kMostSecret + 1];
-        const ssize_t got = known && S_ISREG(info.st_mode) ? read(fd, buffer, sizeof buffer) : -1;
-        close(fd);
-        if (got < 0) return "cannot be read; it must be a plain file";
-        if ((info.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-            return "can be read by others than its owner; chmod 600 it";
-        }
-        if (static_cast<std::size_t>(got) > kMostSecret) return "is longer than 16 KiB";
-        text.assign(buffer, static_cast<std::size_t>(got));
-        while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-        if (text.empty()) return "is empty; write the secret into it";
-        if (text.find_first_of(std::string("\n\r\0", 3)) != std::string::npos) {
-            return "has several lines; leave only the secret in it";
-        }
-        return "";
-    }
-
-    SettingsProblems& problems;
-};
+std::string nameOf(const SettingValue& value) { return ValueChecker::nameOf(value); }
 
 // Fills AgentSettings from the values of all files.
 class Filling {
 public:
     Filling(SettingsFiles& filesIN, AgentSettings& settingsIN,
-            std::map<std::string, std::string>& originIN)
+            std::map<std::string, std::string>& originIN,
+            std::map<std::string, SettingValue>& valuesIN)
         : files(filesIN),
           problems(filesIN.problems()),
           check(filesIN.problems()),
           settings(settingsIN),
-          origin(originIN) {}
+          origin(originIN),
+          values(valuesIN) {}
 
     void fill() {
         takeDefaults();
@@ -293,7 +55,9 @@ public:
 private:
     void takeDefaults() {
         for (const SectionKey& key : sectionKeys()) {
-            origin[std::string(key.row.type) + "." + key.row.key] = "default";
+            const std::string path = std::string(key.row.type) + "." + key.row.key;
+            origin[path] = "default";
+            values[path] = memberValue(key, settings);
         }
     }
 
@@ -324,9 +88,7 @@ private:
             if (section != row.row.type) continue;
             known.push_back(row.row.key);
             if (key == row.row.key) {
-                if (takeMember(row, value)) {
-                    origin[section + "." + key] = problems.where(value);
-                }
+                if (takeMember(row, value)) remember(section + "." + key, value);
                 return;
             }
         }
@@ -376,8 +138,8 @@ private:
 
     void takeSinks(const SettingValue& value) {
         if (value.kind != Kind::kTable) {
-            check.fail(value, "sink is " + std::string(nameOf(value)) +
-                                  "; write each sink as a table, [sink.NAME]");
+            check.fail(value,
+                       "sink is " + nameOf(value) + "; write each sink as a table, [sink.NAME]");
             return;
         }
         for (const auto& [name, table] : value.members) {
@@ -419,7 +181,7 @@ private:
             // A sink that is switched off needs no secret yet.
             if (!enabled && row->kind == SettingKey::kSecretFile) continue;
             good = takeSinkKey(*row, value, sink) && good;
-            origin[path + key] = problems.where(value);
+            remember(path + key, value);
         }
         if (!enabled) return;
         good = hasWhatItNeeds(table, sink) && good;
@@ -448,8 +210,7 @@ private:
             return true;
         }
         if (value.kind != Kind::kText) {
-            return check.fail(
-                value, "type is " + std::string(nameOf(value)) + "; it must be a text, in quotes");
+            return check.fail(value, "type is " + nameOf(value) + "; it must be a text, in quotes");
         }
         return check.fail(
             value, "there is no sink of type " + shown(value.text) +
@@ -569,9 +330,9 @@ private:
         }
         if (sink.firstRetry > sink.longestRetry) {
             good = check.fail(table, "[sink." + sink.name + "] has a first_retry of " +
-                                         durationText(sink.firstRetry) +
+                                         writtenDuration(sink.firstRetry) +
                                          ", which is longer than its longest_retry of " +
-                                         durationText(sink.longestRetry) + "; shorten it");
+                                         writtenDuration(sink.longestRetry) + "; shorten it");
         }
         return good;
     }
@@ -587,17 +348,29 @@ private:
     void addSink(const SinkSettings& sink) {
         const std::string path = "sink." + sink.name + ".";
         for (const SinkKey* row : sinkKeysOf(sink.type)) {
-            if (*row->otherwise != 0) origin.emplace(path + row->written(), "default");
+            if (*row->otherwise == 0) continue;
+            origin.emplace(path + row->written(), "default");
+            values.emplace(path + row->written(), defaultValue(*row));
         }
         origin.emplace(path + "type", "default");
+        SettingValue type;
+        type.kind = Kind::kText;
+        type.text = sink.type;
+        values.emplace(path + "type", type);
         settings.sinks[sink.name] = sink;
+    }
+
+    void remember(const std::string& path, const SettingValue& value) {
+        origin[path] = problems.where(value);
+        values[path] = value;
     }
 
     SettingsFiles& files;
     SettingsProblems& problems;
-    Checker check;
+    ValueChecker check;
     AgentSettings& settings;
     std::map<std::string, std::string>& origin;
+    std::map<std::string, SettingValue>& values;
     bool journalConfigured = false;
 };
 
@@ -611,11 +384,12 @@ SettingsReader::SettingsReader(std::string fileIN, bool mustExistIN)
 
 AgentSettings SettingsReader::read() {
     origin.clear();
+    value.clear();
     SettingsFiles files(file, mustExist);
     readFiles = files.names();
     if (!files.hasMainFile()) readFiles.erase(readFiles.begin());
     AgentSettings settings;
-    Filling(files, settings, origin).fill();
+    Filling(files, settings, origin, value).fill();
     if (!files.problems().empty()) throw SettingsError(files.problems().sorted());
     return settings;
 }

@@ -81,6 +81,30 @@ std::vector<const SinkKey*> sinkKeysOf(const std::string& type) {
     return found;
 }
 
+SettingValue defaultValue(const SinkKey& key) {
+    SettingValue value;
+    const std::string written = key.otherwise;
+    if (written.empty()) return value;
+    value.kind = SettingValue::Kind::kText;
+    switch (key.kind) {
+        case SinkKey::kFlag:
+            value.kind = SettingValue::Kind::kFlag;
+            value.number = written == "true" ? 1 : 0;
+            break;
+        case SinkKey::kNumber:
+            value.kind = SettingValue::Kind::kNumber;
+            value.number = std::stoll(written);
+            break;
+        case SinkKey::kList:
+        case SinkKey::kNumberList:
+            value.kind = SettingValue::Kind::kList;
+            break;
+        default:
+            value.text = written;
+    }
+    return value;
+}
+
 const std::vector<SinkType>& sinkTypeList() {
     static const std::vector<SinkType> types = {
         {"journal", "the system's journal", false, {nullptr, nullptr}},

@@ -10,12 +10,16 @@
 #include <vector>
 
 #include "agent/settings/SettingKey.h"
+#include "agent/settings/SettingValue.h"
 
 using SinkKey = SettingKey;
 
 // Rows of one type stand together; those of every sink come first.
 const std::vector<SinkKey>& sinkKeys();
 std::vector<const SinkKey*> sinkKeysOf(const std::string& type);
+
+// The default of a key that has one; kOther for one that has none.
+SettingValue defaultValue(const SinkKey& key);
 
 // The types that a sink can have, in the order of the reference, and what each does.
 struct SinkType {

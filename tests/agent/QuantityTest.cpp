@@ -33,7 +33,7 @@ TEST(Quantity, WritesDurationsInTheLargestUnitThatFits) {
     const std::vector<std::pair<std::int64_t, const char*>> texts = {
         {0, "0s"},     {59, "59s"},   {60, "1m"},    {90, "90s"},
         {5400, "90m"}, {86400, "1d"}, {604800, "7d"}};
-    for (const auto& [seconds, text] : texts) EXPECT_EQ(text, durationText(seconds));
+    for (const auto& [seconds, text] : texts) EXPECT_EQ(text, writtenDuration(seconds));
 }
 
 TEST(Quantity, ReadsAndWritesSizes) {
@@ -43,7 +43,7 @@ TEST(Quantity, ReadsAndWritesSizes) {
         std::int64_t result = -1;
         EXPECT_TRUE(parseSize(text, result)) << text;
         EXPECT_EQ(bytes, result) << text;
-        EXPECT_EQ(text, sizeText(bytes));
+        EXPECT_EQ(text, writtenSize(bytes));
     }
     for (const char* text : {"", "M", "-1", "10MB", "10m", "1 K", "9223372036854775807K"}) {
         std::int64_t result = -1;

@@ -1,0 +1,92 @@
+#include "agent/JsonFields.h"
+
+#include <time.h>
+
+#include <cstdio>
+#include <limits>
+
+#include <nlohmann/json.hpp>
+
+#include "agent/EventJson.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+const Json* memberOf(const Json& json, const char* name) {
+    if (!json.is_object()) return nullptr;
+    const auto found = json.find(name);
+    return found == json.end() ? nullptr : &*found;
+}
+
+}  // namespace
+
+std::string textOf(const Json& json, const char* name, const std::string& otherwise) {
+    const Json* const member = memberOf(json, name);
+    return member != nullptr && member->is_string() ? member->get<std::string>() : otherwise;
+}
+
+std::int64_t numberOf(const Json& json, const char* name, std::int64_t otherwise) {
+    const Json* const member = memberOf(json, name);
+    return member != nullptr && member->is_number_integer() ? member->get<std::int64_t>()
+                                                            : otherwise;
+}
+
+int intOf(const Json& json, const char* name, int otherwise) {
+    const std::int64_t number = numberOf(json, name, otherwise);
+    const bool fits =
+        number >= std::numeric_limits<int>::min() && number <= std::numeric_limits<int>::max();
+    return fits ? static_cast<int>(number) : otherwise;
+}
+
+bool truthOf(const Json& json, const char* name, bool otherwise) {
+    const Json* const member = memberOf(json, name);
+    return member != nullptr && member->is_boolean() ? member->get<bool>() : otherwise;
+}
+
+std::int64_t timeOf(const Json& json, const char* name) {
+    const Json* const member = memberOf(json, name);
+    if (member == nullptr) return 0;
+    if (member->is_number_integer()) return member->get<std::int64_t>();
+    return member->is_string() ? millisecondsOf(member->get<std::string>()) / 1000 : 0;
+}
+
+Json timeOrNull(std::int64_t seconds) {
+    return seconds == 0 ? Json(nullptr) : Json(rfc3339(seconds));
+}
+
+std::string rfc3339Milliseconds(std::int64_t at) {
+    std::int64_t seconds = at / 1000;
+    std::int64_t rest = at % 1000;
+    if (rest < 0) {
+        rest += 1000;
+        --seconds;
+    }
+    std::string text = rfc3339(seconds);
+    char fraction[8];
+    std::snprintf(fraction, sizeof fraction, ".%03dZ", static_cast<int>(rest));
+    text.pop_back();
+    return text + fraction;
+}
+
+std::int64_t millisecondsOf(const std::string& rfc3339Text) {
+    std::tm parts{};
+    const char* rest = strptime(rfc3339Text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
+    if (rest == nullptr) return 0;
+    std::int64_t milliseconds = 0;
+    if (*rest == '.') {
+        std::int64_t worth = 100;
+        for (++rest; *rest >= '0' && *rest <= '9'; ++rest, worth /= 10) {
+            milliseconds += (*rest - '0') * worth;
+        }
+    }
+    if (std::string(rest) != "Z") return 0;
+    return static_cast<std::int64_t>(timegm(&parts)) * 1000 + milliseconds;
+}
+
+Origin originOf(const std::string& word) {
+    for (const Origin origin : {Origin::kAtStart, Origin::kTest, Origin::kDrill}) {
+        if (word == originWord(origin)) return origin;
+    }
+    return Origin::kLive;
+}

@@ -1,0 +1,41 @@
+#include "agent/sinks/SinkFactory.h"
+
+#include "agent/sinks/ExecSink.h"
+#include "agent/sinks/FileSink.h"
+#include "agent/sinks/JournalSink.h"
+#include "agent/sinks/SinkValues.h"
+#include "agent/sinks/SyslogSink.h"
+
+namespace {
+
+struct Kind {
+    const char* type;
+    std::unique_ptr<Sink> (*make)(const SinkSettings& settings);
+};
+
+// Sorted by type.
+constexpr Kind kKinds[] = {
+    {"exec", makeExecSink},
+    {"file", makeFileSink},
+    {"journal", makeJournalSink},
+    {"syslog", makeSyslogSink},
+};
+
+}  // namespace
+
+std::unique_ptr<Sink> makeSink(const SinkSettings& settings) {
+    std::string known;
+    for (const Kind& kind : kKinds) {
+        if (settings.type == kind.type) return kind.make(settings);
+        known += (known.empty() ? "" : ", ") + std::string(kind.type);
+    }
+    throw SinkValues(settings).wrong("type", settings.type.empty()
+                                                 ? "is missing; it is one of " + known
+                                                 : "\"" + settings.type + "\" is none of " + known);
+}
+
+std::vector<std::string> sinkTypes() {
+    std::vector<std::string> types;
+    for (const Kind& kind : kKinds) types.push_back(kind.type);
+    return types;
+}

@@ -1,0 +1,714 @@
+#include "agent/spool/Spool.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <map>
+#include <random>
+#include <set>
+
+#include "tests/support/TempDir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+Record eventRecord(int code, const std::string& object, std::int64_t at = 0) {
+    Record record;
+    record.at = at;
+    record.object = object;
+    record.objectName = "name of " + object;
+    record.event = QELEvent(code, kEventError, "text " + std::to_string(code), "EVENT_ID");
+    return record;
+}
+
+Record noticeRecord(std::int64_t incident, std::int64_t at = 0) {
+    Record record;
+    record.kind = Record::Kind::kNotice;
+    record.at = at;
+    record.object = "array:0:0";
+    record.incident = incident;
+    record.notice.kind = Notice::Kind::kWorse;
+    record.notice.subject = "subject";
+    record.notice.body = "line\n";
+    record.notice.incident.id = incident;
+    record.notice.incident.severity = kEventWarning;
+    record.notice.incident.code = 305;
+    return record;
+}
+
+std::int64_t commitOne(Spool& spool, const Record& record) {
+    Spool::Batch batch;
+    batch.records.push_back(record);
+    return spool.commit(batch);
+}
+
+// Records 1 to `count`, code = sequence.
+void fill(Spool& spool, int count) {
+    Spool::Batch batch;
+    for (int i = 1; i <= count; ++i) batch.records.push_back(eventRecord(i, "drive:A"));
+    spool.commit(batch);
+}
+
+std::vector<std::int64_t> sequencesOf(const std::vector<Record>& records) {
+    std::vector<std::int64_t> sequences;
+    for (const Record& record : records) sequences.push_back(record.sequence);
+    return sequences;
+}
+
+using Sequences = std::vector<std::int64_t>;
+
+TEST(Spool, GivenAFreshFolderThenItIsEmptyAndSaysNothing) {
+    const TempDir dir;
+    Spool spool(dir.file("spool.db"));
+
+    EXPECT_EQ("", spool.openingNote());
+    EXPECT_EQ(0, spool.lastSequence());
+    EXPECT_EQ(0, spool.firstSequence());
+    EXPECT_EQ(0, spool.lastIncident());
+    EXPECT_TRUE(spool.read(0, 10).empty());
+    EXPECT_EQ(36u, spool.machineId().size());
+    EXPECT_EQ(spool.machineId() + ":17", spool.idOf(17));
+}
+
+TEST(Spool, GivesSequencesFromOneWithoutGaps) {
+    const TempDir dir;
+    Spool spool(dir.file("spool.db"));
+    Spool::Batch batch;
+    batch.records = {eventRecord(401, "drive:A"), noticeRecord(1)};
+
+    EXPECT_EQ(2, spool.commit(batch));
+
+    EXPECT_EQ(1, batch.records[0].sequence);
+    EXPECT_EQ(2, batch.records[1].sequence);
+    EXPECT_NE(0, batch.records[0].at);
+    EXPECT_EQ(3, commitOne(spool, eventRecord(402, "drive:B")));
+    EXPECT_EQ((Sequences{1, 2, 3}), sequencesOf(spool.read(0, 10)));
+    EXPECT_EQ((Sequences{2}), sequencesOf(spool.read(1, 1)));
+    EXPECT_EQ(1, spool.firstSequence());
+    EXPECT_EQ(3, spool.lastSequence());
+}
+
+QELEvent everyField() {
+    QELEvent event(404, 77, std::string("bytes \xff\xfe\x00 \x1b[2J \xc3\xa4", 17),
+                   Addr(1, 2, 3, 4, 5, -1, 7, 8), 9, QELEvent::kNotSet, -11, "ser\"ial", "id", "x");
+    event.timeStamp = 1763700000;
+    event.objectType = 42;
+    event.detail = "\xe2\x82";
+    event.flags = 3;
+    event.extra1 = "{\"bytes\":\"00\"}";
+    event.extra2 = std::string(100000, '\x80');
+    return event;
+}
+
+void expectSame(const QELEvent& wanted, const QELEvent& found) {
+    EXPECT_EQ(wanted.timeStamp, found.timeStamp);
+    EXPECT_EQ(wanted.eventCode, found.eventCode);
+    EXPECT_EQ(wanted.severity, found.severity);
+    EXPECT_EQ(wanted.text, found.text);
+    EXPECT_EQ(wanted.objectType, found.objectType);
+    EXPECT_TRUE(wanted.location.IsEqual(found.location));
+    EXPECT_EQ(wanted.detail, found.detail);
+    EXPECT_EQ(wanted.value1, found.value1);
+    EXPECT_EQ(wanted.value2, found.value2);
+    EXPECT_EQ(wanted.value3, found.value3);
+    EXPECT_EQ(wanted.adapterSerial, found.adapterSerial);
+    EXPECT_EQ(wanted.eventId, found.eventId);
+    EXPECT_EQ(wanted.flags, found.flags);
+    EXPECT_EQ(wanted.extra1, found.extra1);
+    EXPECT_EQ(wanted.extra2, found.extra2);
+}
+
+TEST(Spool, GivenAnyBytesInAnEventThenTheyComeBackAsTheyWere) {
+    const TempDir dir;
+    Record record = eventRecord(0, std::string("drive:\xff\x00y", 9), 1763700000123);
+    record.event = everyField();
+    record.origin = Origin::kDrill;
+    record.objectName = "\xf0\x9f";
+    record.incident = 7;
+    {
+        Spool spool(dir.file("spool.db"));
+        commitOne(spool, record);
+        QELEvent nothingSet;
+        Record empty;
+        empty.event = nothingSet;
+        commitOne(spool, empty);
+    }
+    Spool spool(dir.file("spool.db"), Spool::Access::kReadOnly);
+    const std::vector<Record> found = spool.read(0, 10);
+
+    ASSERT_EQ(2u, found.size());
+    EXPECT_EQ(1763700000123, found[0].at);
+    EXPECT_EQ(Origin::kDrill, found[0].origin);
+    EXPECT_EQ(record.object, found[0].object);
+    EXPECT_EQ(record.objectName, found[0].objectName);
+    EXPECT_EQ(7, found[0].incident);
+    expectSame(record.event, found[0].event);
+    EXPECT_EQ(QELEvent::kNotSet, found[1].event.eventCode);
+    EXPECT_TRUE(Addr().IsEqual(found[1].event.location));
+}
+
+struct FilterCase {
+    const char* when;
+    RecordFilter filter;
+    Sequences expected;
+};
+
+template <typename Change>
+RecordFilter filtered(Change change) {
+    RecordFilter filter;
+    change(filter);
+    return filter;
+}
+
+TEST(Spool, QueryGivesWhatTheFilterAsksFor) {
+    const TempDir dir;
+    Spool spool(dir.file("spool.db"));
+    spool.cursor("early");
+    Spool::Batch batch;
+    batch.records = {eventRecord(401, "drive:A", 1000), eventRecord(305, "array:0:0", 2000),
+                     noticeRecord(1, 3000), eventRecord(401, "drive:B", 4000)};
+    batch.records[1].event.severity = kEventWarning;
+    spool.commit(batch);
+    Receipt dead;
+    dead.outcome = Receipt::Outcome::kDead;
+    spool.deliver("early", 1, dead);
+    spool.skip("early", 3);
+
+    using F = RecordFilter;
+    const FilterCase cases[] = {
+        {"nothing is set", {}, {1, 2, 3, 4}},
+        {"after", filtered([](F& f) { f.after = 2; }), {3, 4}},
+        {"since is inclusive", filtered([](F& f) { f.since = 2000; }), {2, 3, 4}},
+        {"until is exclusive", filtered([](F& f) { f.until = 3000; }), {1, 2}},
+        {"one severity", filtered([](F& f) { f.severities = {kEventError}; }), {1, 4}},
+        {"two codes",
+         filtered([](F& f) {
+             f.codes = {305, 999};
+         }),
+         {2, 3}},
+        {"an object", filtered([](F& f) { f.object = "array:0:0"; }), {2, 3}},
+        {"an object and a code",
+         filtered([](F& f) { f.object = "drive:B", f.codes = {401}; }),
+         {4}},
+        {"no events", filtered([](F& f) { f.events = false; }), {3}},
+        {"no notices", filtered([](F& f) { f.notices = false; }), {1, 2, 4}},
+        {"a limit takes the first", filtered([](F& f) { f.limit = 2; }), {1, 2}},
+        {"newest takes the last", filtered([](F& f) { f.limit = 2, f.newest = true; }), {3, 4}},
+        {"undelivered: given up, or before the cursor",
+         filtered([](F& f) { f.undelivered = true; }),
+         {1, 4}},
+    };
+    for (const FilterCase& c : cases) {
+        SCOPED_TRACE(c.when);
+        EXPECT_EQ(c.expected, sequencesOf(spool.query(c.filter)));
+    }
+}
+
+TEST(Spool, ANoticeComesBackWithItsIncident) {
+    const TempDir dir;
+    Spool spool(dir.file("spool.db"));
+    commitOne(spool, noticeRecord(9));
+
+    const Record found = spool.read(0, 1).at(0);
+
+    EXPECT_EQ(Record::Kind::kNotice, found.kind);
+    EXPECT_EQ(Notice::Kind::kWorse, found.notice.kind);
+    EXPECT_EQ("subject", found.notice.subject);
+    EXPECT_EQ("line\n", found.notice.body);
+    EXPECT_EQ(9, found.notice.incident.id);
+    EXPECT_EQ(kEventWarning, found.severity());
+}
+
+TEST(Spool, ASinkThatWasNeverSeenTellsNoOldNews) {
+    const TempDir dir;
+    Spool spool(dir.file("spool.db"));
+    fill(spool, 3);
+
+    EXPECT_EQ(3, spool.cursor("mail"));
+    commitOne(spool, eventRecord(1, "drive:A"));
+    EXPECT_EQ(3, spool.cursor("mail"));
+}
+
+TEST(Spool, ReceiptsAndCursorGoTogether) {
+    const TempDir dir;
+    Spool spool(dir.file("spool.db"));
+    spool.cursor("mail");
+    fill(spool, 3);
+    Receipt receipt;
+    receipt.at = 5000;
+    receipt.outcome = Receipt::Outcome::kFailed;
+    receipt.tries = 2;
+    receipt.answer = "451 later";
+
+    spool.failed("mail", 1, receipt);
+
+    EXPECT_EQ(0, spool.cursor("mail"));
+    SinkStatus status = spool.sinkStatus().at(0);
+    EXPECT_FALSE(status.ok);
+    EXPECT_EQ(2, status.tries);
+    EXPECT_EQ(3, status.waiting);
+    EXPECT_EQ("451 later", status.lastAnswer);
+
+    receipt = Receipt();
+    receipt.at = 6000;
+    receipt.tries = 3;
+    receipt.answer = "250 ok";
+    spool.deliver("mail", 1, receipt);
+    receipt.outcome = Receipt::Outcome::kDead;
+    receipt.at = 7000;
+    spool.deliver("mail", 2, receipt);
+
+    EXPECT_EQ(2, spool.cursor("mail"));
+    status = spool.sinkStatus().at(0);
+    EXPECT_EQ(6000, status.lastDelivered);
+    EXPECT_EQ(0, status.tries);
+    EXPECT_EQ(1, status.waiting);
+    EXPECT_EQ(1, status.dead);
+    const std::vector<Receipt> receipts = spool.receipts(1);
+    ASSERT_EQ(1u, receipts.size());
+    EXPECT_EQ(Receipt::Outcome::kDelivered, receipts[0].outcome);
+    EXPECT_EQ("250 ok", receipts[0].answer);
+    EXPECT_EQ(6000, receipts[0].at);
+    EXPECT_EQ(3, receipts[0].tries);
+
+    spool.skip("mail", 1);  // never backwards
+    EXPECT_EQ(2, spool.cursor("mail"));
+    spool.forgetSink("mail");
+    EXPECT_TRUE(spool.sinkStatus().empty());
+    EXPECT_EQ(3, spool.cursor("mail"));
+}
+
+TEST(Spool, IncidentsAreKeptWholeAndTheirIdsForGood) {
+    const TempDir dir;
+    Incident incident;
+    incident.id = 5;
+    incident.object = "drive:\xff";
+    incident.condition = "drive";
+    incident.value = "failed";
+    incident.severity = kEventError;
+    incident.openedAt = 1763700000;
+    incident.survives = 0;
+    incident.ackBy = "root";
+    incident.ackAt = 1763700100;
+    incident.flapping = true;
+    {
+        Spool spool(dir.file("spool.db"));
+        Spool::Batch batch;
+        batch.incidents.push_back(incident);
+        spool.commit(batch);
+        incident.id = 6;
+        incident.open = false;
+        incident.resolvedAt = 1763700200;
+        spool.putIncident(incident);
+    }
+    Spool spool(dir.file("spool.db"));
+
+    ASSERT_EQ(1u, spool.openIncidents().size());
+    const Incident found = spool.openIncidents()[0];
+    EXPECT_EQ(5, found.id);
+    EXPECT_EQ("drive:\xff", found.object);
+    EXPECT_EQ("failed", found.value);
+    EXPECT_EQ(1763700000, found.openedAt);
+    EXPECT_EQ(0, found.resolvedAt);
+    EXPECT_EQ(0, found.survives);
+    EXPECT_TRUE(found.acknowledged());
+    EXPECT_TRUE(found.flapping);
+    EXPECT_EQ(2u, spool.incidentsSince(1763700200).size());
+    EXPECT_EQ(1u, spool.incidentsSince(1763700201).size());
+    EXPECT_EQ(6, spool.lastIncident());
+}
+
+TEST(Spool, SilencesAreAddedListedAndRemoved) {
+    const TempDir dir;
+    Spool spool(dir.file("spool.db"));
+    Silence silence;
+    silence.object = "drive:A";
+    silence.from = 1000;
+    silence.until = 2000;
+    silence.reason = "new cable";
+
+    EXPECT_EQ(1, spool.addSilence(silence));
+    EXPECT_EQ(2, spool.addSilence(silence));
+    EXPECT_TRUE(spool.removeSilence(2));
+    EXPECT_FALSE(spool.removeSilence(2));
+    EXPECT_EQ(3, spool.addSilence(silence));  // an id is never used again
+
+    const std::vector<Silence> found = spool.silences();
+    ASSERT_EQ(2u, found.size());
+    EXPECT_EQ(1, found[0].id);
+    EXPECT_EQ("new cable", found[0].reason);
+    EXPECT_TRUE(found[0].covers("drive:A", 1999));
+}
+
+TEST(Spool, WatchSpansTellWhenNobodyLooked) {
+    const TempDir dir;
+    Spool spool(dir.file("spool.db"));
+    Spool::Batch batch;
+    spool.beginWatch(100);
+    batch.polledAt = 160;
+    spool.commit(batch);
+    fill(spool, 2);
+    spool.beginWatch(500);  // the first one was killed
+    batch.polledAt = 505;
+    spool.commit(batch);
+    spool.endWatch(600);
+    batch.polledAt = 700;  // after the end: nobody watches
+    spool.commit(batch);
+
+    const std::vector<WatchSpan> spans = spool.watchSpans(0);
+    ASSERT_EQ(2u, spans.size());
+    EXPECT_EQ(100, spans[0].began);
+    EXPECT_EQ(160, spans[0].lastPoll);
+    EXPECT_EQ(0, spans[0].ended);
+    EXPECT_EQ(0, spans[0].firstSequence);
+    EXPECT_EQ(505, spans[1].lastPoll);
+    EXPECT_EQ(600, spans[1].ended);
+    EXPECT_EQ(2, spans[1].firstSequence);
+    EXPECT_FALSE(spans[1].bootId.empty());
+    EXPECT_EQ(1u, spool.watchSpans(161).size());
+}
+
+TEST(Spool, PruneKeepsWhatASinkHasNotPassedAndTheSequenceGoesOn) {
+    const TempDir dir;
+    Spool spool(dir.file("spool.db"));
+    spool.cursor("slow");
+    Spool::Batch batch;
+    for (int i = 1; i <= 5; ++i) batch.records.push_back(eventRecord(i, "drive:A", i * 1000));
+    spool.commit(batch);
+    spool.skip("slow", 3);
+
+    EXPECT_EQ(2, spool.prune(3000));
+    EXPECT_EQ((Sequences{3, 4, 5}), sequencesOf(spool.read(0, 10)));
+    EXPECT_EQ(1, spool.prune(9000));
+    EXPECT_EQ(4, spool.firstSequence());
+    spool.skip("slow", 5);
+    spool.setSnapshotMark(4);
+    EXPECT_EQ(1, spool.prune(9000));
+    spool.setSnapshotMark(5);
+    EXPECT_EQ(5, spool.snapshotMark());
+    EXPECT_EQ(1, spool.prune(9000));
+    EXPECT_EQ(0, spool.firstSequence());
+    EXPECT_EQ(5, spool.lastSequence());
+    EXPECT_EQ(6, commitOne(spool, eventRecord(6, "drive:A")));
+}
+
+std::string errorOf(const std::string& file, Spool::Access access) {
+    try {
+        const Spool spool(file, access);
+    } catch (const SpoolError& e) {
+        return e.what();
+    }
+    return "";
+}
+
+TEST(Spool, GivenNoFileWhenReadOnlyThenThrowsAndMakesNothing) {
+    const TempDir dir;
+    EXPECT_EQ(
+        "there is no spool " + dir.file("spool.db") + "; start the daemon once: raidwatch run",
+        errorOf(dir.file("spool.db"), Spool::Access::kReadOnly));
+    EXPECT_TRUE(fs::is_empty(dir.folder()));
+}
+
+TEST(Spool, GivenNoFolderThenSaysSo) {
+    const TempDir dir;
+    EXPECT_NE(std::string::npos, errorOf(dir.file("none/spool.db"), Spool::Access::kReadWrite)
+                                     .find("No such file or directory; see that the folder"));
+}
+
+TEST(Spool, GivenAFormOfALaterVersionThenItIsLeftAlone) {
+    const TempDir dir;
+    { Spool spool(dir.file("spool.db")); }
+    std::string bytes = dir.read("spool.db");
+    ASSERT_EQ(1, bytes.at(63));  // user_version
+    bytes[63] = 2;
+    dir.write("spool.db", bytes);
+
+    EXPECT_NE(std::string::npos,
+              errorOf(dir.file("spool.db"), Spool::Access::kReadWrite).find("newer raidwatch"));
+    EXPECT_EQ(bytes, dir.read("spool.db"));
+}
+
+std::size_t setAsideIn(const TempDir& dir) {
+    std::size_t count = 0;
+    for (const auto& entry : fs::directory_iterator(dir.folder())) {
+        const std::string name = entry.path().filename().string();
+        if (name.rfind("spool.db.damaged-", 0) == 0 && name.find("-wal") == std::string::npos) {
+            ++count;
+        }
+    }
+    return count;
+}
+
+TEST(Spool, GivenNoDatabaseThenItIsSetAsideAndTheNumbersGoOn) {
+    const TempDir dir;
+    std::string id;
+    {
+        Spool spool(dir.file("spool.db"));
+        fill(spool, 42);
+        Incident incident;
+        incident.id = 7;
+        spool.putIncident(incident);
+        id = spool.machineId();
+    }
+    dir.write("spool.db", "this was a database once\n");
+
+    Spool spool(dir.file("spool.db"));
+
+    EXPECT_NE(std::string::npos, spool.openingNote().find("was damaged"));
+    EXPECT_EQ(1u, setAsideIn(dir));
+    EXPECT_EQ(id, spool.machineId());
+    EXPECT_EQ(0, spool.firstSequence());
+    EXPECT_GT(commitOne(spool, eventRecord(1, "drive:A")), 42);
+    EXPECT_GT(spool.lastIncident(), 6);
+}
+
+// Whatever happens to the file, the spool opens, works, and gives no number twice.
+void expectUsable(const TempDir& dir, std::int64_t given) {
+    Spool spool(dir.file("spool.db"));
+    for (const Record& record : spool.read(0, 0)) EXPECT_GE(record.sequence, 1);
+    spool.openIncidents();
+    spool.sinkStatus();
+    spool.watchSpans(0);
+    const std::int64_t next = commitOne(spool, eventRecord(999, "drive:A"));
+    EXPECT_GT(next, given);
+    spool.cursor("new");
+    spool.prune(1);
+    EXPECT_EQ(999, spool.read(next - 1, 1).at(0).event.eventCode);
+}
+
+// A spool of 200 records and the bytes of its database, without side files.
+std::string soundBytes() {
+    const TempDir dir;
+    {
+        Spool spool(dir.file("spool.db"));
+        spool.cursor("mail");
+        fill(spool, 200);
+        Receipt receipt;
+        for (int i = 1; i < 50; ++i) spool.deliver("mail", i, receipt);
+        Incident incident;
+        incident.id = 1;
+        spool.putIncident(incident);
+        spool.beginWatch(5);
+    }
+    return dir.read("spool.db");
+}
+
+void plant(const TempDir& dir, const std::string& bytes) {
+    dir.write("spool.db", bytes);
+    dir.write("spool.db.high",
+              "00000000000000000200 00000000000000000001 "
+              "00000000000000000200 00000000000000000001\n");
+}
+
+TEST(Spool, GivenAFileCutAnywhereThenItOpens) {
+    const std::string sound = soundBytes();
+    for (std::size_t size = 0; size < sound.size(); size += size < 200 ? 17 : 3001) {
+        SCOPED_TRACE(size);
+        const TempDir dir;
+        plant(dir, sound.substr(0, size));
+        expectUsable(dir, 200);
+    }
+}
+
+TEST(Spool, GivenGarbageAnywhereThenItOpens) {
+    const std::string sound = soundBytes();
+    std::mt19937 random(7);
+    for (std::size_t at = 0; at < sound.size(); at += at < 120 ? 5 : 1733) {
+        SCOPED_TRACE(at);
+        const TempDir dir;
+        std::string bytes = sound;
+        for (std::size_t i = at; i < std::min(at + 40, bytes.size()); ++i) {
+            bytes[i] = static_cast<char>(random());
+        }
+        plant(dir, bytes);
+        expectUsable(dir, 200);
+    }
+}
+
+TEST(Spool, GivenADamagedJournalThenTheNumbersOfLostRecordsAreNotGivenAgain) {
+    const TempDir from;
+    Spool spool(from.file("spool.db"));
+    fill(spool, 5);
+    commitOne(spool, eventRecord(6, "drive:A"));
+    const TempDir dir;
+    for (const char* name : {"spool.db", "spool.db.high", "machine-id"}) {
+        dir.write(name, from.read(name));
+    }
+    const std::string journal = from.read("spool.db-wal");
+    dir.write("spool.db-wal", journal.substr(0, journal.size() - 2000));
+
+    Spool reopened(dir.file("spool.db"));
+
+    EXPECT_EQ((Sequences{1, 2, 3, 4, 5}), sequencesOf(reopened.read(0, 10)));
+    EXPECT_NE(std::string::npos, reopened.openingNote().find("records 6 to 6 are missing"));
+    EXPECT_EQ(7, commitOne(reopened, eventRecord(7, "drive:A")));
+}
+
+TEST(Spool, GivenADamagedMachineIdThenANewOneIsMadeAndKept) {
+    const TempDir dir;
+    dir.write("machine-id", "\xff\xff");
+    std::string id;
+    {
+        Spool spool(dir.file("spool.db"));
+        id = spool.machineId();
+    }
+    EXPECT_EQ(36u, id.size());
+    EXPECT_EQ(id, Spool(dir.file("spool.db")).machineId());
+}
+
+// A child that commits batches of one to three records until it is killed. Each batch carries its
+// size in value1, so that a part of one would show.
+[[noreturn]] void commitForever(const std::string& file, int pipe) {
+    try {
+        Spool spool(file);
+        for (int round = 1;; ++round) {
+            Spool::Batch batch;
+            const int size = 1 + round % 3;
+            for (int i = 0; i < size; ++i) {
+                batch.records.push_back(eventRecord(round, "drive:A"));
+                batch.records.back().event.value1 = size;
+            }
+            const std::int64_t last = spool.commit(batch);
+            if (write(pipe, &last, sizeof last) != sizeof last) _exit(1);
+        }
+    } catch (...) {
+        _exit(2);
+    }
+}
+
+// Reads what the child says it has committed; after some of it the child is killed.
+std::int64_t lastSaidBefore(int pipe, pid_t child, int rounds, int microseconds) {
+    std::int64_t last = 0;
+    std::int64_t said = 0;
+    for (int i = 0; i < rounds && read(pipe, &said, sizeof said) == sizeof said; ++i) last = said;
+    usleep(static_cast<useconds_t>(microseconds));  // to hit any point of a commit
+    kill(child, SIGKILL);
+    while (read(pipe, &said, sizeof said) == sizeof said) last = said;
+    return last;
+}
+
+void expectWholeBatches(const std::vector<Record>& records, std::int64_t first) {
+    std::int64_t expected = first;
+    for (std::size_t i = 0; i < records.size();) {
+        const int size = records[i].event.value1;
+        for (int k = 0; k < size; ++k, ++i) {
+            ASSERT_LT(i, records.size()) << "a part of a batch";
+            EXPECT_EQ(expected++, records[i].sequence);
+            EXPECT_EQ(size, records[i].event.value1);
+        }
+    }
+}
+
+TEST(Spool, GivenAKillAtAnyPointThenEveryCommittedRecordIsThereWithoutGaps) {
+    const TempDir dir;
+    const std::string file = dir.file("spool.db");
+    std::mt19937 random(11);
+    std::int64_t before = 0;
+    for (int round = 0; round < 40; ++round) {
+        SCOPED_TRACE(round);
+        int ends[2];
+        ASSERT_EQ(0, pipe(ends));
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) commitForever(file, ends[1]);
+        close(ends[1]);
+        const std::int64_t said = lastSaidBefore(ends[0], child, static_cast<int>(random() % 4),
+                                                 static_cast<int>(random() % 3000));
+        close(ends[0]);
+        int status = 0;
+        ASSERT_EQ(child, waitpid(child, &status, 0));
+        ASSERT_TRUE(WIFSIGNALED(status)) << "exit " << WEXITSTATUS(status);
+
+        Spool spool(file);
+        EXPECT_EQ("", spool.openingNote());
+        EXPECT_GE(spool.lastSequence(), std::max(said, before));
+        expectWholeBatches(spool.read(before, 0), before + 1);
+        before = spool.lastSequence();
+    }
+    EXPECT_GT(before, 40);
+}
+
+TEST(Spool, GivenTwoProcessesThenBothWriteAndNoNumberIsGivenTwice) {
+    const TempDir dir;
+    const std::string file = dir.file("spool.db");
+    constexpr int kEach = 60;
+    std::vector<pid_t> children;
+    for (int code : {1, 2}) {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            try {
+                Spool spool(file);
+                for (int i = 0; i < kEach; ++i) commitOne(spool, eventRecord(code, "drive:A"));
+                _exit(0);
+            } catch (...) {
+                _exit(1);
+            }
+        }
+        children.push_back(child);
+    }
+    for (const pid_t child : children) {
+        int status = 0;
+        ASSERT_EQ(child, waitpid(child, &status, 0));
+        EXPECT_EQ(0, status);
+    }
+    Spool spool(file);
+    std::map<int, int> byCode;
+    std::int64_t expected = 0;
+    for (const Record& record : spool.read(0, 0)) {
+        EXPECT_EQ(++expected, record.sequence);
+        ++byCode[record.event.eventCode];
+    }
+    EXPECT_EQ((std::map<int, int>{{1, kEach}, {2, kEach}}), byCode);
+}
+
+// In a child, because a limit of the process cannot be taken back under every user.
+TEST(Spool, GivenNoRoomThenTheCommitFailsWholeAndLaterOnesWork) {
+    const TempDir dir;
+    const std::string file = dir.file("spool.db");
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        int answer = 1;
+        try {
+            signal(SIGXFSZ, SIG_IGN);
+            Spool spool(file);
+            fill(spool, 3);
+            rlimit limit{};
+            getrlimit(RLIMIT_FSIZE, &limit);
+            limit.rlim_cur = 300000;
+            setrlimit(RLIMIT_FSIZE, &limit);
+            Spool::Batch batch;
+            for (int i = 0; i < 3; ++i) {
+                batch.records.push_back(eventRecord(4, "drive:A"));
+                batch.records.back().event.text.assign(200000, 'x');
+            }
+            answer = 2;
+            try {
+                spool.commit(batch);
+            } catch (const SpoolError&) {
+                answer = 3;
+            }
+            if (answer == 3 && spool.lastSequence() == 3 && batch.records[0].sequence == 0 &&
+                spool.read(0, 0).size() == 3 && commitOne(spool, eventRecord(5, "drive:A")) == 4) {
+                answer = 0;
+            }
+        } catch (...) {
+            answer = 9;
+        }
+        _exit(answer);
+    }
+    int status = 0;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_EQ(0, status) << "exit " << WEXITSTATUS(status);
+    Spool spool(file);
+    EXPECT_EQ("", spool.openingNote());
+    EXPECT_EQ((Sequences{1, 2, 3, 4}), sequencesOf(spool.read(0, 0)));
+}
+
+}  // namespace
