@@ -35,7 +35,8 @@ int RunVerb::run(const Context& context) {
         return Daemon(options).run(context);
     } catch (const SettingsError& e) {
         for (const std::string& line : e.problems) context.note(line);
-        throw Failure(Failure::kBadUse, "the configuration cannot be used; mend it and start again");
+        throw Failure(Failure::kBadUse,
+                      "the configuration cannot be used; mend it and start again");
     } catch (const SpoolError& e) {
         throw Failure(Failure::kFailed, e.what());
     }

@@ -1,7 +1,7 @@
-#include "agent/commands/RunVerb.h"
 #include "agent/commands/Verb.h"
 
 #include "agent/commands/ConfigVerb.h"
+#include "agent/commands/RunVerb.h"
 
 std::vector<std::unique_ptr<Verb>> allVerbs() {
     std::vector<std::unique_ptr<Verb>> verbs;
