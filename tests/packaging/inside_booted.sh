@@ -47,6 +47,8 @@ ls /StorLock0QEL-* >/dev/null || fail "the engine could not make its lock file"
 [ "$(stat -c '%a %U %G' /run/raidwatch)" = "755 root raidwatch" ] ||
     fail "/run/raidwatch: $(stat -c '%a %U %G' /run/raidwatch)"
 
+! journalctl -b -u raidwatch | grep -i 'cannot write' || fail "it thinks that it cannot write"
+
 # The sandbox lets it write where its own files are, and nowhere else.
 pid=$(shows MainPID)
 in_sandbox() { nsenter --target "$pid" --mount -- "$@" 2>/dev/null; }

@@ -86,10 +86,10 @@ if [ -e "$(dirname "$build")/x86/lib/libQEL.so" ]; then
 else
     echo "SKIPPED: build/x86 is not built; nothing is tried with the i386 library"
 fi
-"$root/scripts/package" $i686 --out "$packages" >"$work/package.log" 2>&1 ||
+"$root/scripts/package" --as-built $i686 --out "$packages" >"$work/package.log" 2>&1 ||
     fatal "scripts/package: $(cat "$work/package.log")"
 version=$(dpkg-deb -f "$packages"/raidwatch_*.deb Version)
-"$root/scripts/package" --version "$version+next" --out "$work/next" >"$work/package.log" 2>&1 ||
+"$root/scripts/package" --as-built --version "$version+next" --out "$work/next" >"$work/package.log" 2>&1 ||
     fatal "scripts/package --version: $(cat "$work/package.log")"
 
 say "lintian"
