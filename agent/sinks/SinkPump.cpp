@@ -135,10 +135,9 @@ void SinkPump::deliver(const std::vector<Record>& records) {
     answers.resize(records.size(), {Answer::Kind::kRetry, "no answer"});
     // What is delivered is kept here first: a spool that fails now must not make it come again.
     for (std::size_t i = 0; i < records.size(); ++i) take(records[i], answers[i], i == 0);
+    const bool mustWait = done.count(records[0].sequence) == 0;
     settle();
-    if (answers[0].kind == Answer::Kind::kRetry && done.count(records[0].sequence) == 0) {
-        failedTry(records[0], answers[0]);
-    }
+    if (mustWait) failedTry(records[0], answers[0]);
 }
 
 void SinkPump::take(const Record& record, const Answer& answer, bool isFirst) {
