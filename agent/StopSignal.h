@@ -50,9 +50,9 @@ private:
     sigset_t before;
     mutable std::mutex mutex;
     mutable std::condition_variable changed;
-    bool request = false;                 // guarded by `mutex`
-    mutable bool hangUpReloads = false;   // guarded by `mutex`
-    mutable bool reload = false;          // guarded by `mutex`
+    bool request = false;                  // guarded by `mutex`
+    mutable bool hangUpReloads = false;    // guarded by `mutex`
+    mutable bool reload = false;           // guarded by `mutex`
     mutable std::function<void()> wakeUp;  // guarded by `mutex`
     std::atomic<bool> closing{false};
     std::thread taker;

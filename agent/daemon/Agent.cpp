@@ -80,16 +80,16 @@ public:
 
 private:
     void waitFor(short what) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - SteadyClock::now());
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - SteadyClock::now());
         pollfd state{fd, what, 0};
         if (left.count() <= 0 || poll(&state, 1, static_cast<int>(left.count())) == 0) {
             fail("does not answer");
         }
     }
     [[noreturn]] void fail(const std::string& what) const {
-        throw Failure(Failure::kFailed, "the daemon " + what + " on " + file +
-                                            "; see systemctl status raidwatch");
+        throw Failure(Failure::kFailed,
+                      "the daemon " + what + " on " + file + "; see systemctl status raidwatch");
     }
 
     std::string file;
@@ -101,8 +101,9 @@ private:
 Json resultOf(const std::string& answer) {
     const Json json = Json::parse(answer, nullptr, false);
     if (!json.is_object() || !json.contains("ok")) {
-        throw Failure(Failure::kFailed, "the daemon gave an answer that is no JSON; is it another "
-                                        "version? restart it");
+        throw Failure(Failure::kFailed,
+                      "the daemon gave an answer that is no JSON; is it another "
+                      "version? restart it");
     }
     if (json.at("ok") == true) return json.value("result", Json());
     const Json exit = json.value("exit", Json(Failure::kFailed));

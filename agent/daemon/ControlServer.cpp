@@ -30,8 +30,8 @@ constexpr char kTooMany[] =
     "\n";
 
 [[noreturn]] void fail(const std::string& what, const std::string& file) {
-    throw Failure(Failure::kFailed, "cannot " + what + " the socket " + file + " (" +
-                                        std::strerror(errno) + ")");
+    throw Failure(Failure::kFailed,
+                  "cannot " + what + " the socket " + file + " (" + std::strerror(errno) + ")");
 }
 
 // 0 when there is no such group.

@@ -35,7 +35,7 @@ public:
     struct Limits {
         std::size_t clients = 64;
         std::size_t perUser = 16;
-        std::size_t request = 64 * 1024;         // bytes of a line
+        std::size_t request = 64 * 1024;            // bytes of a line
         std::chrono::milliseconds patience{10000};  // for a whole line, and for taking the answer
     };
     // Neither line has its line end.

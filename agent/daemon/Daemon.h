@@ -13,7 +13,8 @@
 //         finish the delivery under way. Their places are kept.
 //
 // Threads  run() on the thread that made the StopSignal's owner; it returns when all threads have
-//          ended. Errors: Failure when it cannot start; from then on problems are told and survived.
+//          ended. Errors: Failure when it cannot start; from then on problems are told and
+//          survived.
 #ifndef AGENT_DAEMON_DAEMON_H
 #define AGENT_DAEMON_DAEMON_H
 
@@ -25,11 +26,11 @@
 class Daemon {
 public:
     struct Options {
-        std::string configFile;    // "": the default one, which need not exist
-        std::string source;        // "": as configured
-        bool once = false;         // one comparison, told to everybody, then the end
+        std::string configFile;             // "": the default one, which need not exist
+        std::string source;                 // "": as configured
+        bool once = false;                  // one comparison, told to everybody, then the end
         std::chrono::seconds patience{60};  // with `once`: for the reading and for the sinks
-        double pace = 1;           // see PacedClock
+        double pace = 1;                    // see PacedClock
     };
 
     explicit Daemon(const Options& optionsIN) : options(optionsIN) {}

@@ -97,9 +97,9 @@ void DaemonRun::prepareFolders() const {
         std::error_code error;
         std::filesystem::create_directories(name, error);
         if (error || access(name.c_str(), W_OK) != 0) {
-            throw Failure(Failure::kFailed,
-                          "cannot write to " + name + "; run as root, or name another folder in "
-                          "[paths]");
+            throw Failure(Failure::kFailed, "cannot write to " + name +
+                                                "; run as root, or name another folder in "
+                                                "[paths]");
         }
     }
 }
@@ -187,9 +187,9 @@ void DaemonRun::openDoors() {
     controlServer = std::make_unique<ControlServer>(
         places.controlSocket(), ControlServer::Access{kControlMode, settings.controlGroup},
         handler(*controlDoor), ControlServer::Limits{});
-    readServer = std::make_unique<ControlServer>(places.readSocket(),
-                                                 ControlServer::Access{kReadMode, ""},
-                                                 handler(*readDoor), ControlServer::Limits{});
+    readServer =
+        std::make_unique<ControlServer>(places.readSocket(), ControlServer::Access{kReadMode, ""},
+                                        handler(*readDoor), ControlServer::Limits{});
     for (const ControlServer* server : {controlServer.get(), readServer.get()}) {
         if (!server->note().empty()) note(server->note());
     }
@@ -270,9 +270,9 @@ void DaemonRun::reloadOnSignal() {
     } catch (const SettingsError& e) {
         for (const std::string& line : e.problems) note(line);
         note("the configuration has errors; the old one stays in force");
-        pipeline->setProblem(kSettingsTopic, "the new configuration is not in force: " +
-                                                 (e.problems.empty() ? std::string(e.what())
-                                                                     : e.problems.front()));
+        pipeline->setProblem(kSettingsTopic,
+                             "the new configuration is not in force: " +
+                                 (e.problems.empty() ? std::string(e.what()) : e.problems.front()));
     } catch (const std::exception& e) {
         note(std::string(e.what()) + "; the old configuration stays in force");
         pipeline->setProblem(kSettingsTopic,
@@ -311,12 +311,12 @@ Json DaemonRun::carryOut(const Json& request) {
         const std::vector<std::string> wanted = ChangeRequests::sinksOf(request);
         for (const std::string& name : wanted) {
             if (settings.sinks.count(name) != 0) continue;
-            throw Failure(Failure::kBadUse, "there is no sink " + name + "; configured are:" +
-                                                [&names] {
-                                                    std::string list;
-                                                    for (const auto& one : names) list += " " + one;
-                                                    return list.empty() ? " none" : list;
-                                                }());
+            throw Failure(
+                Failure::kBadUse, "there is no sink " + name + "; configured are:" + [&names] {
+                    std::string list;
+                    for (const auto& one : names) list += " " + one;
+                    return list.empty() ? " none" : list;
+                }());
         }
         return spanJson(pipeline->test(wanted), wanted.empty() ? names : wanted);
     }
@@ -363,8 +363,8 @@ int DaemonRun::once() {
     shutDown();
     for (const auto& [topic, problem] : pipeline->problems()) note(topic + ": " + problem);
     if (!read) {
-        throw Failure(Failure::kFailed, "the storage could not be read in time: " +
-                                            lib->lastError());
+        throw Failure(Failure::kFailed,
+                      "the storage could not be read in time: " + lib->lastError());
     }
     if (!told) throw Failure(Failure::kFailed, "not everybody could be told; the next run goes on");
     return pipeline->problems().empty() ? Failure::kDone : Failure::kFailed;

@@ -39,9 +39,9 @@ Json OfflineChanges::change(const Json& request) {
     IncidentBook book(settings, spool.openIncidents(), spool.lastIncident());
     IncidentBook::Effect effect;
     const AckRequest ack = ChangeRequests::ackOf(request);
-    const bool found =
-        word == "ack" ? book.acknowledge(ack.id, ack.by, ack.comment, ack.until, now, effect)
-                      : book.unacknowledge(ack.id, now, effect);
+    const bool found = word == "ack"
+                           ? book.acknowledge(ack.id, ack.by, ack.comment, ack.until, now, effect)
+                           : book.unacknowledge(ack.id, now, effect);
     if (!found) {
         throw Failure(Failure::kFailed, "there is no open incident " + std::to_string(ack.id) +
                                             "; raidwatch incidents lists them");

@@ -32,8 +32,8 @@ PidLock::PidLock(const std::string& file)
         if (errno == EINTR) continue;
         const std::string holder = holderOf(fd);
         (void)close(fd);
-        throw Failure(Failure::kFailed,
-                      "raidwatch runs already" + holder + " (lock " + file + "); stop that one first");
+        throw Failure(Failure::kFailed, "raidwatch runs already" + holder + " (lock " + file +
+                                            "); stop that one first");
     }
     const std::string text = std::to_string(getpid()) + "\n";
     if (ftruncate(fd, 0) != 0 || pwrite(fd, text.data(), text.size(), 0) < 0) {

@@ -271,13 +271,13 @@ void Pipeline::writeState() {
     daemon["pid"] = getpid();
     daemon["unspooled"] = pending.records.size() + held.size();
     daemon["problems"] = trouble;
-    const std::string text =
+    const std::string document =
         json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
     try {
-        StateFile(places.stateFile).write(text);
+        StateFile(places.stateFile).write(document);
         // Not with every poll: it may be on a disk that would like to sleep.
         if (!places.lastStateFile.empty() && state.polledAt != 0) {
-            StateFile(places.lastStateFile).writeAtMost(text, std::chrono::minutes(10));
+            StateFile(places.lastStateFile).writeAtMost(document, std::chrono::minutes(10));
         }
         stateIsOld = false;
         trouble.erase(kStateTopic);

@@ -62,7 +62,7 @@ class SafeSnapshot;
 class Pipeline {
 public:
     static constexpr std::size_t kMostWaiting = 20000;
-    static constexpr int kHoldSeconds = 5;      // for events of a poll that has not ended
+    static constexpr int kHoldSeconds = 5;       // for events of a poll that has not ended
     static constexpr int kPolledAtSeconds = 60;  // how often a poll without news is noted down
 
     struct Places {
@@ -81,7 +81,7 @@ public:
              std::function<void()> wakeSinksIN = nullptr);
 
     // The machine as the last run saw it: a drive that is gone is still known by its serial number.
-    void remember(const MachineState& before) { state = before; }
+    void remember(const MachineState& last) { state = last; }
 
     bool wantsMore() const { return pending.records.size() < kMostWaiting; }
     void pass(MonitorThread::Batch batch);

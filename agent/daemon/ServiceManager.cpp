@@ -1,9 +1,10 @@
 #include "agent/daemon/ServiceManager.h"
 
-#include <systemd/sd-daemon.h>
 #include <time.h>
 
 #include <cstdint>
+
+#include <systemd/sd-daemon.h>
 
 #include "agent/SafeText.h"
 

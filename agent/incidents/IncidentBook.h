@@ -35,6 +35,7 @@
 #ifndef AGENT_INCIDENTS_INCIDENTBOOK_H
 #define AGENT_INCIDENTS_INCIDENTBOOK_H
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <set>
@@ -79,6 +80,8 @@ public:
     const std::vector<Incident>& open() const { return incidents; }  // by id
 
     void use(const AgentSettings& settingsIN) { settings = settingsIN; }  // after a reload
+    // Numbers up to `used` are taken by somebody else.
+    void skipNumbers(std::int64_t used) { lastId = std::max(lastId, used); }
 
 private:
     // What people know of an incident.

@@ -51,7 +51,8 @@ public:
     virtual std::size_t window() const { return 1; }
 
     // As deliver(), for 1 to window() records in the order of the spool; one answer for each. What
-    // is delivered behind a record that must wait is remembered and not handed over again.
+    // is delivered behind a record that must wait is remembered and not handed over again. Several
+    // records may take several time limits.
     virtual std::vector<Answer> deliverAll(const std::vector<Parcel>& parcels) {
         std::vector<Answer> answers;
         for (const Parcel& parcel : parcels) answers.push_back(deliver(*parcel.record, parcel.id));

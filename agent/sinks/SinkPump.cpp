@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "agent/Milliseconds.h"
 #include "agent/SafeText.h"
 #include "agent/sinks/SinkRule.h"
 #include "util/Clock.h"
@@ -193,7 +194,7 @@ Receipt SinkPump::receipt(const Record& record, Receipt::Outcome outcome, const 
     Receipt receipt;
     receipt.sink = settings.name;
     receipt.sequence = record.sequence;
-    receipt.at = Clock::current().now() * 1000;
+    receipt.at = nowMilliseconds();
     receipt.outcome = outcome;
     receipt.tries = isFirst ? tries + 1 : 1;
     receipt.answer = asLine(answer);

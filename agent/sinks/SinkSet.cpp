@@ -7,6 +7,9 @@
 
 namespace {
 
+// A little more than a sink has, for what it does around its time limit.
+constexpr std::chrono::seconds kGrace(3);
+
 BackOff::Random freshRandom() {
     auto engine = std::make_shared<std::mt19937>(std::random_device{}());
     return [engine] { return std::uniform_real_distribution<double>(0, 1)(*engine); };
@@ -68,7 +71,7 @@ std::unique_ptr<SinkWorker> SinkSet::start(const SinkSettings& settings,
     auto pump =
         std::make_unique<SinkPump>(spoolFile, settings, std::move(sink), note, freshRandom());
     return std::make_unique<SinkWorker>(settings.name, std::move(pump),
-                                        std::chrono::seconds(settings.timeout), note);
+                                        std::chrono::seconds(settings.timeout) + kGrace, note);
 }
 
 void SinkSet::notify() {

@@ -6,13 +6,6 @@
 #include <mutex>
 #include <utility>
 
-namespace {
-
-// A little more than the sink has, for what it does around its time limit.
-constexpr std::chrono::milliseconds kGrace(3000);
-
-}  // namespace
-
 struct SinkWorker::Shared {
     std::unique_ptr<SinkPump> pump;
 
@@ -73,7 +66,7 @@ bool SinkWorker::waitForEnd() {
     if (!thread.joinable()) return true;
     std::unique_lock<std::mutex> lock(shared->mutex);
     const bool inTime =
-        shared->changed.wait_for(lock, timeLimit + kGrace, [&] { return shared->ended; });
+        shared->changed.wait_for(lock, timeLimit, [&] { return shared->ended; });
     lock.unlock();
     if (inTime) {
         thread.join();

@@ -1,13 +1,19 @@
-#include "agent/commands/ReplayCommand.h"
+#include "agent/commands/ReplayVerb.h"
 
 #include "agent/Failure.h"
 #include "agent/Recording.h"
 #include "agent/Replayer.h"
 #include "agent/StopSignal.h"
 
-int ReplayCommand::run(const Context& context) const {
+void ReplayVerb::declare(Flags& flags) {
+    flags.option("PATH", options.path, "folder of steps (folders or .tar.xz)").required();
+    addFormFlags(flags, form);
+    addLanguageOption(flags, options.language);
+}
+
+int ReplayVerb::run(const Context& context) {
     const Recording recording(options.path, [&context] { return context.stop.requested(); });
-    EventPrinter printer(context.out, options.form, context.style);
+    EventPrinter printer(context.out, form.form(), context.style);
     Replayer replayer(recording.path(), options.language);
     while (!context.stop.requested() && replayer.next()) {
         printer.printStep(replayer.step(), replayer.events());

@@ -1,4 +1,4 @@
-#include "agent/commands/CaptureCommand.h"
+#include "agent/commands/CaptureVerb.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -22,7 +22,7 @@ bool isStepName(const std::string& name) {
     return !name.empty() && name.size() <= 100 && std::all_of(name.begin(), name.end(), fits);
 }
 
-void checkOptions(const CaptureCommand::Options& options) {
+void checkOptions(const CaptureVerb::Options& options) {
     std::error_code error;
     if (options.folder.empty()) {
         throw Failure(Failure::kBadUse, "DIR is empty; name a folder for the recording");
@@ -69,7 +69,16 @@ std::string countOf(const std::string& step) {
 
 }  // namespace
 
-int CaptureCommand::run(const Context& context) const {
+void CaptureVerb::declare(Flags& flags) {
+    flags.option("DIR", options.folder, "folder of the recording").required();
+    flags.option("--root", options.root, "read the tree below this folder").showDefault();
+    flags
+        .option("--name", options.name,
+                "name of the step, after its number (letters, digits, - and _)")
+        .showDefault();
+}
+
+int CaptureVerb::run(const Context& context) {
     checkOptions(options);
     std::string error;
     std::string step = RecordingWriter::captureStep(options.root, options.folder, error);

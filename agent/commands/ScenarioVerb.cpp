@@ -1,6 +1,7 @@
-#include "agent/commands/ScenarioCommand.h"
+#include "agent/commands/ScenarioVerb.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <memory>
 #include <utility>
 
@@ -14,6 +15,15 @@
 
 namespace {
 
+constexpr double kLongestPace = 3600;  // seconds
+
+std::string checkPace(const std::string& text) {
+    char* end = nullptr;
+    const double seconds = std::strtod(text.c_str(), &end);
+    const bool fits = !text.empty() && *end == 0 && seconds >= 0 && seconds <= kLongestPace;
+    return fits ? "" : "\"" + text + "\" is no pace; give seconds from 0 to 3600";
+}
+
 std::unique_ptr<ScenarioSource> opened(const std::string& file) {
     std::string error;
     std::unique_ptr<ScenarioSource> source = ScenarioSource::open(file, error);
@@ -23,11 +33,22 @@ std::unique_ptr<ScenarioSource> opened(const std::string& file) {
 
 }  // namespace
 
-int ScenarioCommand::run(const Context& context) const {
-    return options.verb == Verb::kCheck ? check(context) : play(context);
+void ScenarioVerb::declare(Flags& flags) {
+    Flags check = flags.verb("check", "is this scenario file in order?", chosen);
+    check.option("FILE", options.file, "scenario file").required();
+    Flags play = flags.verb("play", "print the events of a scenario, by step", chosen);
+    play.option("FILE", options.file, "scenario file").required();
+    play.option("--pace", options.pace, "seconds to wait between two steps (default: none)")
+        .check(checkPace);
+    addFormFlags(play, form);
+    addLanguageOption(play, options.language);
 }
 
-int ScenarioCommand::check(const Context& context) const {
+int ScenarioVerb::run(const Context& context) {
+    return chosen == "check" ? check(context) : play(context);
+}
+
+int ScenarioVerb::check(const Context& context) const {
     const std::unique_ptr<ScenarioSource> source = opened(options.file);
     const std::size_t steps = source->stepCount();
     context.out.line(safeText(options.file + ": in order; \"" + source->getScenario().title() +
@@ -35,13 +56,13 @@ int ScenarioCommand::check(const Context& context) const {
     return Failure::kDone;
 }
 
-int ScenarioCommand::play(const Context& context) const {
+int ScenarioVerb::play(const Context& context) const {
     std::unique_ptr<ScenarioSource> source = opened(options.file);
     const std::string title = source->getScenario().title();
     const std::string story = source->getScenario().story();
-    EventPrinter printer(context.out, options.form, context.style);
+    EventPrinter printer(context.out, form.form(), context.style);
     Replayer replayer(std::move(source), options.language);
-    if (options.form != EventPrinter::Form::kJson) {
+    if (form.form() != EventPrinter::Form::kJson) {
         context.note(title + (story.empty() ? "" : ". " + story));
     }
     const auto pause = std::chrono::milliseconds(static_cast<long>(options.pace * 1000));

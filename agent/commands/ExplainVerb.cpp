@@ -1,4 +1,4 @@
-#include "agent/commands/ExplainCommand.h"
+#include "agent/commands/ExplainVerb.h"
 
 #include <vector>
 
@@ -8,6 +8,7 @@
 #include "agent/Languages.h"
 #include "agent/Output.h"
 #include "agent/SafeText.h"
+#include "agent/commands/CommonFlags.h"
 
 namespace {
 
@@ -44,7 +45,14 @@ std::string asText(const EventReference::Entry& entry, std::size_t columns) {
 
 }  // namespace
 
-int ExplainCommand::run(const Context& context) const {
+void ExplainVerb::declare(Flags& flags) {
+    flags.option("EVENT", options.event, "code, identifier or catalogue key");
+    flags.flag("--all", options.all, "every event");
+    flags.flag("--json", options.json, "one JSON object per event");
+    addLanguageOption(flags, options.language);
+}
+
+int ExplainVerb::run(const Context& context) {
     if (options.all != options.event.empty()) {
         throw Failure(Failure::kBadUse,
                       "name one event (a code, an identifier or a catalogue key), "

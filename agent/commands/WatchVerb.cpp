@@ -1,4 +1,4 @@
-#include "agent/commands/WatchCommand.h"
+#include "agent/commands/WatchVerb.h"
 
 #include <unistd.h>
 
@@ -66,7 +66,17 @@ std::string catalogueOf(const std::string& language) {
 
 }  // namespace
 
-int WatchCommand::run(const Context& context) const {
+void WatchVerb::declare(Flags& flags) {
+    flags.option("--source", options.source, sourceHelp()).showDefault();
+    flags.flag("--once", options.once, "compare once with the stored snapshot, then end");
+    flags.option("--state", options.stateFolder,
+                 "folder for snapshot, settings and logs (default: beside the library)");
+    flags.option("--logs", options.logFolder, "folder for the engine's logs");
+    addFormFlags(flags, form);
+    addLanguageOption(flags, options.language);
+}
+
+int WatchVerb::run(const Context& context) {
     std::string error;
     const std::unique_ptr<VantLib> lib = VantLib::open(options.source, error);
     if (!lib) throw Failure(Failure::kBadUse, error);
@@ -74,7 +84,7 @@ int WatchCommand::run(const Context& context) const {
     const std::unique_ptr<EngineFolder> folder = engineFolder(options.stateFolder);
     tellWhatIsMissing(*folder, context);
 
-    EventPrinter printer(context.out, options.form, context.style);
+    EventPrinter printer(context.out, form.form(), context.style);
     if (options.once) {
         checkOnce(*lib, *folder, catalogue, context, printer);
     } else {
@@ -85,8 +95,8 @@ int WatchCommand::run(const Context& context) const {
     return Failure::kDone;
 }
 
-void WatchCommand::watch(VantLib& lib, const EngineFolder& folder, const std::string& catalogue,
-                         const Context& context, EventPrinter& printer) const {
+void WatchVerb::watch(VantLib& lib, const EngineFolder& folder, const std::string& catalogue,
+                      const Context& context, EventPrinter& printer) const {
     MonitorThread::Settings settings;
     settings.logFolder = readyLogFolder(options.logFolder);
     settings.catalogue = catalogue;
@@ -104,8 +114,8 @@ void WatchCommand::watch(VantLib& lib, const EngineFolder& folder, const std::st
     show();
 }
 
-void WatchCommand::checkOnce(VantLib& lib, const EngineFolder& folder, const std::string& catalogue,
-                             const Context& context, EventPrinter& printer) const {
+void WatchVerb::checkOnce(VantLib& lib, const EngineFolder& folder, const std::string& catalogue,
+                          const Context& context, EventPrinter& printer) const {
     const std::string logFolder = readyLogFolder(options.logFolder);
     std::unique_ptr<VantRaidMonitor> monitor;
     try {
