@@ -36,7 +36,7 @@ const std::vector<SinkKey>& sinkKeys() {
         {"mail", "user", SinkKey::kText, false, "the name to log in with", "", 0, 0, ""},
         {"mail", "password", SinkKey::kSecretFile, false, "a file that holds the password", "", 0, 0, ""},
         {"mail", "sendmail", SinkKey::kList, false, "instead of url: a program and its arguments that takes the mail on its input", "", 0, 0, ""},
-        {"mail", "tls", SinkKey::kText, false, "whether the connection must be encrypted", "required|optional|never", 0, 0, "required"},
+        {"mail", "tls", SinkKey::kText, false, "whether the connection must be encrypted; if not set, it must, but for this machine itself", "required|optional|never", 0, 0, ""},
         {"mail", "ca_file", SinkKey::kPath, false, "certificates to trust instead of the system's", "", 0, 0, ""},
         {"mail", "subject_prefix", SinkKey::kText, false, "what every subject begins with", "", 0, 0, ""},
 
@@ -49,9 +49,9 @@ const std::vector<SinkKey>& sinkKeys() {
 
         {"webhook", "url", SinkKey::kUrl, true, "where to send the request", "http|https", 0, 0, ""},
         {"webhook", "method", SinkKey::kText, false, "of the request", "POST|PUT|PATCH|GET", 0, 0, "POST"},
-        {"webhook", "headers", SinkKey::kTable, false, "further headers", "", 0, 0, ""},
-        {"webhook", "template", SinkKey::kText, false, "the body, with {placeholders}; without it the record as JSON", "", 0, 0, ""},
-        {"webhook", "content_type", SinkKey::kText, false, "of the body", "", 0, 0, "application/json"},
+        {"webhook", "headers", SinkKey::kTable, false, "further headers; {{subject}} and the like work here too", "", 0, 0, ""},
+        {"webhook", "template", SinkKey::kText, false, "the body, with {{subject}} and the like; without it the record as JSON", "", 0, 0, ""},
+        {"webhook", "content_type", SinkKey::kText, false, "of the body; if not set, that of JSON", "", 0, 0, ""},
         {"webhook", "token", SinkKey::kSecretFile, false, "a file that holds the token; sent as \"Authorization: Bearer\"", "", 0, 0, ""},
         {"webhook", "send", SinkKey::kText, false, kSend, kSendWords, 0, 0, "both"},
         {"webhook", "ca_file", SinkKey::kPath, false, "certificates to trust instead of the system's", "", 0, 0, ""},
