@@ -1,6 +1,7 @@
 #include "agent/commands/RunVerb.h"
 
-#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <string>
 
 #include "agent/Failure.h"
 #include "agent/settings/SettingsReader.h"
@@ -8,24 +9,39 @@
 
 namespace {
 
-constexpr int kLongestPatience = 86400;  // seconds
+constexpr int kLongestWait = 86400;  // seconds
 constexpr double kSlowestPace = 60;
+
+std::string checkWait(const std::string& text) {
+    const int seconds = std::atoi(text.c_str());
+    const bool fits = seconds >= 1 && seconds <= kLongestWait;
+    return fits ? "" : "\"" + text + "\" is no time to wait; give seconds from 1 to 86400";
+}
+
+std::string checkPace(const std::string& text) {
+    char* end = nullptr;
+    const double pace = std::strtod(text.c_str(), &end);
+    const bool fits = !text.empty() && *end == 0 && pace >= 0 && pace <= kSlowestPace;
+    return fits ? "" : "\"" + text + "\" is no pace; give seconds from 0 to 60";
+}
 
 }  // namespace
 
-void RunVerb::declare(CLI::App& app) {
-    app.add_option("--source", options.source,
-                   "what to watch, instead of what the configuration says (see raidwatch watch)");
-    app.add_flag("--once", options.once,
-                 "compare once with the last run, tell everybody, then end (for cron)");
-    app.add_option("--wait", patience, "with --once: seconds for the reading, and for the telling")
-        ->check(CLI::Range(1, kLongestPatience))
-        ->capture_default_str();
-    app.add_option("--pace", options.pace,
-                   "seconds that a second of the monitor takes; for trials with recorded or "
-                   "simulated machines")
-        ->check(CLI::Range(0.0, kSlowestPace))
-        ->capture_default_str();
+void RunVerb::declare(Flags& flags) {
+    flags.option("--source", options.source,
+                 "what to watch, instead of what the configuration says (see raidwatch watch)");
+    flags.flag("--once", options.once,
+               "compare once with the last run, tell everybody, then end (for cron)");
+    flags
+        .option("--wait", patience, "with --once: seconds for the reading, and for the telling")
+        .check(checkWait)
+        .showDefault();
+    flags
+        .option("--pace", options.pace,
+                "seconds that a second of the monitor takes; for trials with recorded or "
+                "simulated machines")
+        .check(checkPace)
+        .showDefault();
 }
 
 int RunVerb::run(const Context& context) {

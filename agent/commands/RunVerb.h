@@ -9,7 +9,7 @@ class RunVerb : public Verb {
 public:
     const char* name() const override { return "run"; }
     const char* purpose() const override { return "watch, record and tell: the daemon"; }
-    void declare(CLI::App& app) override;
+    void declare(Flags& flags) override;
     int run(const Context& context) override;
 
 private:
