@@ -2,8 +2,8 @@
 
 #include "agent/Failure.h"
 #include "agent/Output.h"
+#include "agent/commands/CommandSettings.h"
 #include "agent/settings/Quantity.h"
-#include "agent/settings/SettingsOf.h"
 #include "agent/state/CheckLine.h"
 #include "agent/state/Verdict.h"
 #include "agent/status/Look.h"
@@ -24,7 +24,7 @@ void CheckVerb::declare(Flags& flags) {
 // A monitoring system reads standard output and an exit code; it must get both whatever happens.
 int CheckVerb::run(const Context& context) {
     try {
-        AgentSettings settings = settingsOf(context);
+        AgentSettings settings = readSettings(context);
         if (!staleAfter.empty() && !parseDuration(staleAfter, settings.staleAfter)) {
             throw Failure(Failure::kBadUse, "--stale-after \"" + staleAfter +
                                                 "\" is no time; give for example 90s or 5m");

@@ -6,7 +6,6 @@
 #include <string>
 #include <utility>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "agent/EngineFolder.h"
@@ -124,33 +123,21 @@ Json showJson(const SettingsReader& reader, const EngineConfig& engine) {
 
 }  // namespace
 
-void ConfigVerb::declare(CLI::App& app) {
-    app.require_subcommand(1);
-    const auto add = [&](const char* word, const char* help, Action what) {
-        CLI::App* const sub = app.add_subcommand(word, help);
-        sub->fallthrough();  // --config and --no-color stand after it, too
-        sub->callback([this, what] { action = what; });
-        return sub;
-    };
-    add("check", "name every problem with file and line, or say that all is in order",
-        Action::kCheck)
-        ->add_flag("--json", json, "one JSON document");
-    add("show", "what is in force, and where each value comes from; secrets are hidden",
-        Action::kShow)
-        ->add_flag("--json", json, "one JSON document");
-    add("schema", "every key with its type, range, default and meaning", Action::kSchema)
-        ->add_flag("--json", json, "as JSON Schema");
+void ConfigVerb::declare(Flags& flags) {
+    flags
+        .verb("check", "name every problem with file and line, or say that all is in order", chosen)
+        .flag("--json", json, "one JSON document");
+    flags
+        .verb("show", "what is in force, and where each value comes from; secrets are hidden",
+              chosen)
+        .flag("--json", json, "one JSON document");
+    flags.verb("schema", "every key with its type, range, default and meaning", chosen)
+        .flag("--json", json, "as JSON Schema");
 }
 
 int ConfigVerb::run(const Context& context) {
-    switch (action) {
-        case Action::kCheck:
-            return check(context);
-        case Action::kShow:
-            return show(context);
-        case Action::kSchema:
-            break;
-    }
+    if (chosen == "check") return check(context);
+    if (chosen == "show") return show(context);
     return schema(context);
 }
 

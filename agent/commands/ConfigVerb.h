@@ -6,6 +6,8 @@
 #ifndef AGENT_COMMANDS_CONFIGVERB_H
 #define AGENT_COMMANDS_CONFIGVERB_H
 
+#include <string>
+
 #include "agent/commands/Verb.h"
 
 class ConfigVerb : public Verb {
@@ -14,17 +16,15 @@ public:
     const char* purpose() const override {
         return "is the configuration in order, what is in force, what can be set";
     }
-    void declare(CLI::App& app) override;
+    void declare(Flags& flags) override;
     int run(const Context& context) override;
 
 private:
-    enum class Action { kCheck, kShow, kSchema };
-
     int check(const Context& context) const;
     int show(const Context& context) const;
     int schema(const Context& context) const;
 
-    Action action = Action::kCheck;
+    std::string chosen;  // "check", "show" or "schema"
     bool json = false;
 };
 

@@ -28,6 +28,11 @@ Flags::Option& Flags::Option::showDefault() {
     return *this;
 }
 
+Flags::Option& Flags::Option::between(double lowest, double highest) {
+    option->check(CLI::Range(lowest, highest));
+    return *this;
+}
+
 Flags::Option& Flags::Option::among(const std::vector<std::string>& values) {
     option->check(CLI::IsMember(values));
     return *this;
@@ -70,9 +75,11 @@ Flags::Option Flags::flag(const std::string& name, bool& value, const std::strin
     return Option(app->add_flag(name, value, help));
 }
 
-Flags Flags::verb(const std::string& name, const std::string& purpose) {
+Flags Flags::verb(const std::string& name, const std::string& purpose, std::string& chosen) {
     app->require_subcommand(1);
-    return Flags(*app->add_subcommand(name, purpose), common);
+    CLI::App* const verb = app->add_subcommand(name, purpose);
+    verb->callback([&chosen, name] { chosen = name; });
+    return Flags(*verb, common);
 }
 
 bool Flags::given() const { return app->parsed(); }

@@ -34,6 +34,7 @@ public:
         explicit Option(CLI::Option* optionIN) : option(optionIN) {}
         Option& required();
         Option& showDefault();  // in the help
+        Option& between(double lowest, double highest);
         Option& among(const std::vector<std::string>& values);
         // Returns "" for a value that is in order, else what is wrong with it.
         Option& check(std::string (*test)(const std::string& value));
@@ -55,8 +56,9 @@ public:
     Option option(const std::string& name, std::vector<int>& value, const std::string& help);
     Option flag(const std::string& name, bool& value, const std::string& help);
 
-    // A verb below this one, as in "scenario play"; one of them must be given then.
-    Flags verb(const std::string& name, const std::string& purpose);
+    // A verb below this one, as in "scenario play"; one of them must be given then. `chosen` gets
+    // its name when it is.
+    Flags verb(const std::string& name, const std::string& purpose, std::string& chosen);
     bool given() const;  // this verb was asked for; after the parsing
 
 private:

@@ -11,7 +11,7 @@
 #include "agent/Failure.h"
 #include "agent/Output.h"
 #include "agent/SafeText.h"
-#include "agent/settings/SettingsOf.h"
+#include "agent/commands/CommandSettings.h"
 #include "agent/status/Look.h"
 #include "agent/status/ObjectText.h"
 #include "storlib/System.h"
@@ -50,7 +50,7 @@ int ListVerb::run(const Context& context) {
 
 void ListVerb::printTree(const Context& context) const {
     std::string error;
-    const std::string from = source.empty() ? settingsOf(context).source : source;
+    const std::string from = source.empty() ? readSettings(context).source : source;
     const std::unique_ptr<VantLib> lib = VantLib::open(from, error);
     if (!lib) throw Failure(Failure::kBadUse, error);
     if (lib->getSystemConfig().status != Ret::kOk || lib->getSystem() == nullptr) {
@@ -61,7 +61,7 @@ void ListVerb::printTree(const Context& context) const {
 }
 
 void ListVerb::printKind(const Context& context) const {
-    const MachineState state = Look(settingsOf(context)).now(source).state;
+    const MachineState state = Look(readSettings(context)).now(source).state;
     if (json) {
         context.out.line(
             listJson(state, kind).dump(2, ' ', false, nlohmann::json::error_handler_t::replace));

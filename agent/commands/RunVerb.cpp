@@ -1,8 +1,11 @@
 #include "agent/commands/RunVerb.h"
 
+<<<<<<< HEAD
 #include <cstdlib>
 #include <string>
 
+=======
+>>>>>>> main
 #include "agent/Failure.h"
 #include "agent/settings/SettingsReader.h"
 #include "agent/spool/Spool.h"
@@ -32,15 +35,24 @@ void RunVerb::declare(Flags& flags) {
                  "what to watch, instead of what the configuration says (see raidwatch watch)");
     flags.flag("--once", options.once,
                "compare once with the last run, tell everybody, then end (for cron)");
+<<<<<<< HEAD
     flags
         .option("--wait", patience, "with --once: seconds for the reading, and for the telling")
         .check(checkWait)
+=======
+    flags.option("--wait", patience, "with --once: seconds for the reading, and for the telling")
+        .between(1, kLongestPatience)
+>>>>>>> main
         .showDefault();
     flags
         .option("--pace", options.pace,
                 "seconds that a second of the monitor takes; for trials with recorded or "
                 "simulated machines")
+<<<<<<< HEAD
         .check(checkPace)
+=======
+        .between(0.0, kSlowestPace)
+>>>>>>> main
         .showDefault();
 }
 

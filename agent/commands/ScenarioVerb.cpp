@@ -34,19 +34,18 @@ std::unique_ptr<ScenarioSource> opened(const std::string& file) {
 }  // namespace
 
 void ScenarioVerb::declare(Flags& flags) {
-    Flags check = flags.verb("check", "is this scenario file in order?");
+    Flags check = flags.verb("check", "is this scenario file in order?", chosen);
     check.option("FILE", options.file, "scenario file").required();
-    Flags play = flags.verb("play", "print the events of a scenario, by step");
+    Flags play = flags.verb("play", "print the events of a scenario, by step", chosen);
     play.option("FILE", options.file, "scenario file").required();
     play.option("--pace", options.pace, "seconds to wait between two steps (default: none)")
         .check(checkPace);
     addFormFlags(play, form);
     addLanguageOption(play, options.language);
-    checkVerb.emplace(check);
 }
 
 int ScenarioVerb::run(const Context& context) {
-    return checkVerb->given() ? check(context) : play(context);
+    return chosen == "check" ? check(context) : play(context);
 }
 
 int ScenarioVerb::check(const Context& context) const {

@@ -3,7 +3,6 @@
 #ifndef AGENT_COMMANDS_SCENARIOVERB_H
 #define AGENT_COMMANDS_SCENARIOVERB_H
 
-#include <optional>
 #include <string>
 
 #include "agent/commands/CommonFlags.h"
@@ -28,7 +27,7 @@ private:
 
     Options options;
     FormFlags form;
-    std::optional<Flags> checkVerb;
+    std::string chosen;  // "check" or "play"
 };
 
 #endif  // AGENT_COMMANDS_SCENARIOVERB_H

@@ -5,7 +5,7 @@
 #include "agent/Failure.h"
 #include "agent/Output.h"
 #include "agent/SafeText.h"
-#include "agent/settings/SettingsOf.h"
+#include "agent/commands/CommandSettings.h"
 #include "agent/state/ObjectKeys.h"
 #include "agent/status/Look.h"
 #include "agent/status/ObjectText.h"
@@ -39,7 +39,7 @@ void ShowVerb::declare(Flags& flags) {
 }
 
 int ShowVerb::run(const Context& context) {
-    const Look look(settingsOf(context));
+    const Look look(readSettings(context));
     const MachineState state = look.now(source).state;
     const ObjectKey wanted = theOne(state, object);
     if (json) {

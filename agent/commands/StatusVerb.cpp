@@ -3,8 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include "agent/Output.h"
+#include "agent/commands/CommandSettings.h"
 #include "agent/incidents/IncidentJson.h"
-#include "agent/settings/SettingsOf.h"
 #include "agent/state/StateJson.h"
 #include "agent/state/Verdict.h"
 #include "agent/status/Look.h"
@@ -16,7 +16,7 @@ void StatusVerb::declare(Flags& flags) {
 }
 
 int StatusVerb::run(const Context& context) {
-    const AgentSettings settings = settingsOf(context);
+    const AgentSettings settings = readSettings(context);
     const Look look(settings);
     const Seen seen = source.empty() ? look.ofDaemon() : look.ofSource(source);
     const std::int64_t now = Clock::current().now();

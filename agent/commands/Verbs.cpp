@@ -14,13 +14,13 @@
 
 std::vector<std::unique_ptr<Verb>> allVerbs() {
     std::vector<std::unique_ptr<Verb>> verbs;
+    verbs.push_back(std::make_unique<RunVerb>());
     verbs.push_back(std::make_unique<StatusVerb>());
     verbs.push_back(std::make_unique<ListVerb>());
     verbs.push_back(std::make_unique<ShowVerb>());
     verbs.push_back(std::make_unique<CheckVerb>());
     verbs.push_back(std::make_unique<WatchVerb>());
     verbs.push_back(std::make_unique<ExplainVerb>());
-    verbs.push_back(std::make_unique<RunVerb>());
     verbs.push_back(std::make_unique<ConfigVerb>());
     verbs.push_back(std::make_unique<ReplayVerb>());
     verbs.push_back(std::make_unique<CaptureVerb>());

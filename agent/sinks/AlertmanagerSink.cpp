@@ -11,6 +11,8 @@
 
 namespace {
 
+using Json = nlohmann::ordered_json;
+
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
 
 bool isLabelName(const std::string& name) {
@@ -53,6 +55,31 @@ std::string serialOf(const std::string& object) {
 std::string joined(const std::string& url, const std::string& path) {
     const bool slash = !url.empty() && url.back() == '/';
     return (slash ? url.substr(0, url.size() - 1) : url) + path;
+}
+
+// Severity is a label, and other labels are another alert. An end therefore goes to the alert that
+// we told, or, when we do not know it any more, to each that it can have been.
+Json endings(const Json& alert, const Json* former) {
+    if (former != nullptr) {
+        Json ended = *former;
+        ended["endsAt"] = alert.at("endsAt");
+        return Json::array({ended});
+    }
+    Json all = Json::array();
+    for (const int severity : {kEventError, kEventWarning, kEventInformation}) {
+        all.push_back(alert);
+        all.back()["labels"]["severity"] = severityLabel(severity);
+    }
+    return all;
+}
+
+// The alert, and the end of the one before it, if that was another.
+Json withFormer(const Json& alert, const Json* former, std::int64_t now) {
+    Json all = Json::array({alert});
+    if (former == nullptr || former->at("labels") == alert.at("labels")) return all;
+    all.push_back(*former);
+    all.back()["endsAt"] = rfc3339(now);
+    return all;
 }
 
 // The worst answer that still lets the record go on: one address that took it is enough.
@@ -122,14 +149,9 @@ Answer AlertmanagerSink::deliver(const Record& record, const std::string&) {
 
     // Tests and drills have incidents of their own, with numbers of their own.
     const bool real = !test && record.origin != Origin::kDrill && record.origin != Origin::kTest;
-    Json alerts = Json::array({alert});
     const auto known = real ? open.find(notice.incident.id) : open.end();
-    if (known != open.end() && known->second.at("labels") != alert.at("labels")) {
-        // Other labels are another alert: the one before, say of another severity, ends.
-        Json former = known->second;
-        former["endsAt"] = rfc3339(std::max(now, notice.incident.openedAt));
-        alerts.push_back(former);
-    }
+    const Json* const former = known == open.end() ? nullptr : &known->second;
+    const Json alerts = over ? endings(alert, former) : withFormer(alert, former, now);
 
     Answer answer = post(alerts);
     if (!real || answer.kind != Answer::Kind::kDelivered) return answer;

@@ -149,17 +149,16 @@ std::string threadId(const Record& record, const std::string& id, const std::str
     return "<" + own + "." + machineOf(id) + "@" + host + ">";
 }
 
+// These lines are for programs: neither folded nor encoded, and of our own letters only.
 std::string threading(const Record& record, const std::string& id, const std::string& host) {
     const bool single = record.notice.kind == Notice::Kind::kTest || record.notice.incident.id == 0;
     const std::string thread = threadId(record, id, host);
     if (!single && record.notice.kind == Notice::Kind::kOpened) {
-        return MailMessage::header("Message-ID", thread);
+        return "Message-ID: " + thread + kLineEnd;
     }
-    const std::string own = "<" + idPart(id) + "@" + host + ">";
-    std::string lines = MailMessage::header("Message-ID", own);
-    if (single) return lines;
-    lines += MailMessage::header("In-Reply-To", thread);
-    return lines + MailMessage::header("References", thread);
+    const std::string own = "Message-ID: <" + idPart(id) + "@" + host + ">" + kLineEnd;
+    if (single) return own;
+    return own + "In-Reply-To: " + thread + kLineEnd + "References: " + thread + kLineEnd;
 }
 
 std::string ownHeaders(const Record& record, const std::string& id, const std::string& host) {
@@ -225,6 +224,10 @@ MailMessage::MailMessage(const Head& head, const Record& record, const std::stri
 }
 
 std::string MailMessage::address(const std::string& configured) {
+    const bool controls = std::any_of(configured.begin(), configured.end(), [](char c) {
+        return static_cast<unsigned char>(c) < ' ' || c == '\x7f';
+    });
+    if (controls) return std::string();
     const std::size_t open = configured.rfind('<');
     std::string bare = configured;
     if (open != std::string::npos) {

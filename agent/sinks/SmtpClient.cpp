@@ -30,17 +30,6 @@ std::size_t readMail(char* into, std::size_t one, std::size_t count, void* from)
     return size;
 }
 
-std::size_t keepLine(char* bytes, std::size_t one, std::size_t count, void* into) {
-    auto& talk = *static_cast<Conversation*>(into);
-    const std::size_t size = one * count;
-    if (talk.lines.size() < kMostLines) {
-        std::string line(bytes, size);
-        line.erase(line.find_last_not_of("\r\n") + 1);
-        talk.lines.push_back(cutText(safeText(line), kShownColumns));
-    }
-    return size;
-}
-
 int codeOf(const std::string& line) {
     if (line.size() < 3) return 0;
     int code = 0;
@@ -51,6 +40,18 @@ int codeOf(const std::string& line) {
     return code;
 }
 
+std::size_t keepLine(char* bytes, std::size_t one, std::size_t count, void* into) {
+    auto& talk = *static_cast<Conversation*>(into);
+    const std::size_t size = one * count;
+    std::string line(bytes, size);
+    // 221 answers the QUIT with which a failed conversation ends.
+    if (talk.lines.size() < kMostLines && codeOf(line) != 221) {
+        line.erase(line.find_last_not_of("\r\n") + 1);
+        talk.lines.push_back(cutText(safeText(line), kShownColumns));
+    }
+    return size;
+}
+
 // The refusals of single recipients, of a mail that was taken for others.
 std::string refusals(const Conversation& talk) {
     std::string all;
@@ -58,6 +59,13 @@ std::string refusals(const Conversation& talk) {
         if (codeOf(line) >= 400) all += "; a recipient was refused: " + line;
     }
     return all;
+}
+
+// Whether one of the recipients may be had later.
+bool isPutOff(const Conversation& talk) {
+    return std::any_of(talk.lines.begin(), talk.lines.end(), [](const std::string& line) {
+        return codeOf(line) >= 400 && codeOf(line) < 500;
+    });
 }
 
 // Codes that speak of our login and not of the mail (RFC 4954).
@@ -129,7 +137,8 @@ private:
 
         const int code = codeOf(last);
         Answer answer;
-        const bool refused = code >= 500 && isAboutMail(result, talk) && !isAboutLogin(code);
+        const bool refused =
+            code >= 500 && isAboutMail(result, talk) && !isAboutLogin(code) && !isPutOff(talk);
         answer.kind = refused ? Answer::Kind::kRefused : Answer::Kind::kRetry;
         answer.text = code >= 400 ? last : transfer.failure(result);
         answer.text += cure(result, code);
