@@ -11,6 +11,7 @@ import re
 import shutil
 import subprocess
 import sys
+import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 COMPLETIONS = {
@@ -91,6 +92,17 @@ def ask_fish(*words):
     return [offer.split("\t")[0] for offer in result.stdout.splitlines()]
 
 
+def ask_zsh(*words):
+    with tempfile.TemporaryDirectory() as folder:
+        out = pathlib.Path(folder, "out")
+        subprocess.run(["zsh", "-f", ROOT / "tests/packaging/offers.zsh", COMPLETIONS["zsh"].parent,
+                        out, " ".join(["raidwatch", *words])], check=False, capture_output=True,
+                       timeout=60)
+        lines = out.read_text(encoding="utf-8").splitlines() if out.exists() else []
+    check(lines[-1:] == ["DONE"], f"zsh did not answer for {words}")
+    return [line.removeprefix("OFFER ") for line in lines if line.startswith("OFFER ")]
+
+
 QUESTIONS = [
     (["stat"], ["status"], ["watch"]),
     (["--no-color", "inc"], ["incidents"], ["status"]),
@@ -127,8 +139,7 @@ def main(program):
         result = subprocess.run([shell, "-n", COMPLETIONS[shell]], check=False,
                                 capture_output=True, text=True)
         check(result.returncode == 0 and not result.stderr, f"{shell} -n says {result.stderr}")
-        if shell == "fish":
-            check_shell("fish", ask_fish, QUESTIONS)
+        check_shell(shell, ask_zsh if shell == "zsh" else ask_fish, QUESTIONS)
     for line in failures:
         print(line, file=sys.stderr)
     if not failures:
