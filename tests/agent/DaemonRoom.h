@@ -56,7 +56,7 @@ public:
                                "\"\n[sink.journal]\nenabled = false\n[sink.out]\ntype = "
                                "\"file\"\npath = \"" +
                                dir.file("out.jsonl") +
-                               "\"\nmax_size = \"1T\"\nrecords = \"both\"\n" + more);
+                               "\"\nmax_size = \"1T\"\nsend = \"both\"\n" + more);
         (void)chmod(config.c_str(), 0600);
     }
 
