@@ -10,8 +10,8 @@
 
 #include "agent/Failure.h"
 #include "agent/SafeText.h"
+#include "agent/commands/CommandSettings.h"
 #include "agent/daemon/Agent.h"
-#include "agent/settings/SettingsOf.h"
 #include "agent/state/StateJson.h"
 #include "util/Clock.h"
 
@@ -31,7 +31,7 @@ bool isKey(const std::string& word) {
 }  // namespace
 
 int AskingVerb::run(const Context& context) {
-    Agent agent(settingsOf(context));
+    Agent agent(readSettings(context));
     return work(context, agent);
 }
 
