@@ -42,6 +42,8 @@ public:
     const std::vector<QELEvent>& events() const { return found; }
     // Why the step could not be read; "" when it could.
     const std::string& problem() const { return trouble; }
+    // The machine as it is in this step; its tree is another one after next().
+    VantLib& library() { return *lib; }
 
 private:
     // The engine's queue is locked by one semaphore for the whole machine. A replay neither waits

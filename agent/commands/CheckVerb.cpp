@@ -33,8 +33,8 @@ int CheckVerb::run(const Context& context) {
         const Seen seen = source.empty() ? look.ofDaemon() : look.ofSource(source);
         const std::int64_t now = Clock::current().now();
         const Verdict found = verdict(seen.state, seen.incidents, now, settings.staleAfter);
-        context.out.line(checkLine(seen.state, found, now));
-        return found.exitCode();
+        context.out.line(checkLine(found, seen.state, seen.incidents, now, settings.staleAfter));
+        return found.level;
     } catch (const Failure& e) {
         std::string reason = e.what();
         for (char& c : reason) {

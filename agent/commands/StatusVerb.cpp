@@ -31,8 +31,8 @@ int StatusVerb::run(const Context& context) {
         document["state"] = stateJson(seen.state);
         context.out.line(document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
     } else {
-        context.out.write(
-            statusText(seen, found.word() + ": " + found.sentence, now, context.style));
+        context.out.write(statusText(
+            seen, std::string(levelWord(found.level)) + ": " + found.sentence, now, context.style));
     }
-    return found.exitCode();
+    return found.level;
 }

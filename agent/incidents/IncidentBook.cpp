@@ -92,7 +92,6 @@ bool IncidentBook::acknowledge(std::int64_t id, const std::string& by, const std
         incident.ackValue = incident.value;
         incident.ackAt = now;
         incident.ackUntil = until;
-        incident.reminders = 0;  // somebody knows, even if a silence kept us from telling
         incident.nextReminder = 0;
         effect.changed.push_back(incident);
         return true;

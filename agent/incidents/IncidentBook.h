@@ -107,6 +107,7 @@ private:
 
     void remember(const MachineState& state);
     void rememberDrive(const DriveState& drive);
+    void rememberEnclosure(const EnclosureState& enclosure);
     SeenDrive& seenDrive(const Record& event);
 
     bool applyRule(const EventRule& rule, const Record& event, Call& call);  // it took hold
@@ -154,6 +155,7 @@ private:
     bool hasHistory;       // incidents of an earlier process; until the first look
     std::map<std::int64_t, Told> told;
     std::map<std::string, SeenDrive> drives;         // by key
+    std::vector<EnclosureState> enclosures;          // that were ever seen, without elements
     std::map<std::string, std::int64_t> resolvedAt;  // by object and condition
 };
 

@@ -68,8 +68,16 @@ bool IncidentBook::applyRule(const EventRule& rule, const Record& event, Call& c
                 resolveDrives(event, rule.value, call);
                 return true;
             }
-            Incident* incident =
-                find(subjectOf(event).object, conditionOf(rule.condition, event.event));
+            const Subject subject = subjectOf(event);
+            const std::string condition = conditionOf(rule.condition, event.event);
+            Incident* incident = find(subject.object, condition);
+            // What was lost before we ever saw it was known by its place only.
+            for (Incident& other : incidents) {
+                if (incident == nullptr && other.open && other.condition == condition &&
+                    other.objectName == subject.name) {
+                    incident = &other;
+                }
+            }
             if (incident != nullptr) resolve(*incident, rule.value, &event, call);
             return true;
         }
@@ -200,7 +208,7 @@ void IncidentBook::fold(const Record& event, Call& call) {
 
 IncidentBook::Subject IncidentBook::subjectOf(const Record& event) const {
     if (isOfEnclosure(event.event)) {
-        for (const EnclosureState& enclosure : machine.enclosures) {
+        for (const EnclosureState& enclosure : enclosures) {
             if (isAt(enclosure, event.event.location)) return {enclosure.key, enclosure.name};
         }
     }
@@ -217,6 +225,7 @@ void IncidentBook::remember(const MachineState& state) {
     if (state.polledAt == 0 || isKnown) return;
     machine = state;
     for (const DriveState& drive : machine.drives) rememberDrive(drive);
+    for (const EnclosureState& enclosure : machine.enclosures) rememberEnclosure(enclosure);
 
     std::set<std::string> wholeArrays;
     std::set<std::string> members;
@@ -264,6 +273,18 @@ void IncidentBook::rememberDrive(const DriveState& state) {
         drive.work = SeenDrive::Work::kMember;
         drive.array = state.array;
     }
+}
+
+// One that is lost is still the one that it was.
+void IncidentBook::rememberEnclosure(const EnclosureState& state) {
+    const auto isSamePlace = [&state](const EnclosureState& other) {
+        return other.adapter == state.adapter && other.channel == state.channel &&
+               other.device == state.device;
+    };
+    auto seen = std::find_if(enclosures.begin(), enclosures.end(), isSamePlace);
+    if (seen == enclosures.end()) seen = enclosures.insert(seen, EnclosureState());
+    *seen = state;
+    seen->elements.clear();
 }
 
 IncidentBook::SeenDrive& IncidentBook::seenDrive(const Record& event) {

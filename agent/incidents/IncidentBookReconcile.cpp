@@ -96,6 +96,11 @@ void IncidentBook::reconcileNewDrive(const DriveState& drive, Call& call) {
 }
 
 void IncidentBook::reconcileEnclosure(const EnclosureState& enclosure, Call& call) {
+    Incident* lost = find(enclosure.key, "enclosure");
+    const bool answers = enclosure.state == "normal" || enclosure.state == "degraded";
+    if (lost != nullptr && answers && isFresh(*lost)) {
+        resolve(*lost, values::kNormal, nullptr, call);
+    }
     bool isHot = false;
     bool hasSensor = false;
     for (const ElementState& element : enclosure.elements) {

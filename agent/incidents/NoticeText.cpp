@@ -62,14 +62,36 @@ std::string standingText(const Incident& incident, const MachineState& state) {
     return text;
 }
 
+// Conditions that their object alone does not tell: "temperature normal again".
+std::string conditionText(const Incident& incident) {
+    for (const char* plain : {"redundancy", "drive", "controller", "enclosure", "fan", "supply"}) {
+        if (incident.condition.compare(0, std::string(plain).size(), plain) == 0) return "";
+    }
+    return incident.condition + " ";
+}
+
 std::string endText(const Incident& incident) {
     const std::string after = " after " + durationText(incident.resolvedAt - incident.openedAt);
     if (incident.value == values::kDeleted) return "deleted" + after;
     if (incident.value == values::kReplaced) return "replaced" + after;
-    return "normal again" + after;
+    return conditionText(incident) + "normal again" + after;
 }
 
-std::string subjectText(const Notice& notice, const MachineState& state, std::int64_t now) {
+// "drive 1:0:3 failed"; "" when all of them are in order.
+std::string troubleText(const std::vector<DriveState>& drives) {
+    std::string text;
+    std::size_t troubled = 0;
+    for (const DriveState& drive : drives) {
+        if (drive.state != "failed" && drive.state != "missing") continue;
+        text = joined(text, ", ", drive.name + " " + drive.state);
+        ++troubled;
+    }
+    constexpr std::size_t kMost = 2;
+    return troubled <= kMost ? text : std::to_string(troubled) + " drives failed or missing";
+}
+
+std::string subjectText(const Notice& notice, const MachineState& state,
+                        const std::vector<DriveState>& drives, std::int64_t now) {
     const Incident& incident = notice.incident;
     const std::string where = NoticeText::subjectOf(incident) + " on " + hostOf(state);
     const auto form = [&where](const std::string& word, const std::string& says) {
@@ -87,8 +109,11 @@ std::string subjectText(const Notice& notice, const MachineState& state, std::in
             return form("REMINDER " + wordOf(incident),
                         joined("for " + durationText(now - incident.openedAt), ", ",
                                standingText(incident, state)));
-        case Kind::kOpened:
         case Kind::kUpdated:
+            if (incident.condition != "redundancy") break;
+            return form(wordOf(incident),
+                        joined(standingText(incident, state), ", ", troubleText(drives)));
+        case Kind::kOpened:
         case Kind::kWorse:
             break;
     }
@@ -247,7 +272,7 @@ std::string NoticeText::body(const Notice& notice, const MachineState& state,
 
 void NoticeText::write(Notice& notice, const MachineState& state,
                        const std::vector<DriveState>& drives, std::int64_t now) const {
-    const std::string subject = subjectText(notice, state, now);
+    const std::string subject = subjectText(notice, state, drives, now);
     const bool isTest = notice.kind == Kind::kTest;
     notice.subject = oneLine((isTest ? "" : prefix(notice.incident)) + subject, kSubjectColumns);
     notice.body = body(notice, state, drives, now);

@@ -1,56 +1,78 @@
 #include "agent/state/CheckLine.h"
 
 #include <algorithm>
+#include <cstdio>
+
+#include "agent/SafeText.h"
 
 namespace {
 
-// "|" begins the performance data.
-std::string oneLine(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](char c) { return c == '|' || c == '\n' || c == '\r'; }, ' ');
+template <class Objects>
+std::string inState(const char* label, const Objects& objects, const std::string& state) {
+    const auto count = std::count_if(objects.begin(), objects.end(),
+                                     [&](const auto& object) { return object.state == state; });
+    return std::string(" ") + label + "=" + std::to_string(count);
+}
+
+std::string number(const char* label, std::size_t count) {
+    return std::string(" ") + label + "=" + std::to_string(count);
+}
+
+std::string survivesOf(const MachineState& state) {
+    int least = -1;
+    for (const ArrayState& array : state.arrays) {
+        if (array.survives >= 0 && (least < 0 || array.survives < least)) least = array.survives;
+    }
+    return least < 0 ? "" : " survives=" + std::to_string(least);
+}
+
+std::string rebuildOf(const MachineState& state) {
+    double least = -1;
+    for (const ArrayState& array : state.arrays) {
+        if (array.state != "rebuilding" || array.task.kind.empty()) continue;
+        if (least < 0 || array.task.percent < least) least = array.task.percent;
+    }
+    if (least < 0) return "";
+    char text[48];
+    std::snprintf(text, sizeof text, " rebuild=%.0f%%;;;0;100", least);
     return text;
 }
 
-template <class List, class Test>
-std::string count(const List& list, Test test) {
-    return std::to_string(std::count_if(list.begin(), list.end(), test));
-}
-
-std::string performance(const MachineState& state, std::int64_t now) {
-    const auto arrayIs = [](const char* word) {
-        return [word](const ArrayState& array) { return array.state == word; };
-    };
-    const auto driveIs = [](const char* word) {
-        return [word](const DriveState& drive) { return drive.state == word; };
-    };
-    int survives = -1;
-    for (const ArrayState& array : state.arrays) {
-        if (array.fullSurvives <= 0 || array.survives < 0) continue;
-        survives = survives < 0 ? array.survives : std::min(survives, array.survives);
-    }
+std::string numbers(const MachineState& state, const std::vector<Incident>& open, std::int64_t now,
+                    std::int64_t staleAfter) {
+    const auto failed =
+        std::count_if(state.arrays.begin(), state.arrays.end(), [](const ArrayState& array) {
+            return array.state == "failed" || array.state == "offline";
+        });
+    const auto predicted = std::count_if(state.drives.begin(), state.drives.end(),
+                                         [](const DriveState& drive) { return drive.predicted; });
+    const auto acknowledged = std::count_if(
+        open.begin(), open.end(), [](const Incident& incident) { return incident.acknowledged(); });
     std::string text = "arrays=" + std::to_string(state.arrays.size());
-    text += " degraded=" + count(state.arrays, arrayIs("degraded")) + ";;;0";
-    text += " rebuilding=" + count(state.arrays, arrayIs("rebuilding")) + ";;;0";
-    text += " failed=" + count(state.arrays, arrayIs("failed")) + ";;;0";
-    text += " drives=" + std::to_string(state.drives.size());
-    text += " failed_drives=" + count(state.drives, driveIs("failed")) + ";;;0";
-    text += " spares=" + count(state.drives, driveIs("spare"));
-    if (survives >= 0) text += " survives=" + std::to_string(survives) + ";;;0";
-    for (const ArrayState& array : state.arrays) {
-        if (array.task.kind.empty() || array.task.waiting) continue;
-        std::string label = oneLine(array.name) + "_" + array.task.kind;
-        std::replace_if(
-            label.begin(), label.end(), [](char c) { return c == '\'' || c == '='; }, '_');
-        text += " '" + label + "'=" + std::to_string(static_cast<int>(array.task.percent)) +
-                "%;;;0;100";
+    text += inState("degraded", state.arrays, "degraded");
+    text += inState("rebuilding", state.arrays, "rebuilding");
+    text += number("offline", static_cast<std::size_t>(failed));
+    text += number("drives", state.drives.size());
+    text += inState("failed", state.drives, "failed");
+    text += number("predicted", static_cast<std::size_t>(predicted));
+    text += inState("spares", state.drives, "spare");
+    text += number("incidents", open.size());
+    text += number("acknowledged", static_cast<std::size_t>(acknowledged));
+    text += survivesOf(state) + rebuildOf(state);
+    if (state.polledAt != 0) {
+        text += " poll_age=" + std::to_string(std::max<std::int64_t>(now - state.polledAt, 0)) +
+                "s;;" + std::to_string(staleAfter);
     }
-    text += " age=" + std::to_string(std::max<std::int64_t>(0, now - state.polledAt)) + "s;;;0";
     return text;
 }
 
 }  // namespace
 
-std::string checkLine(const MachineState& state, const Verdict& found, std::int64_t now) {
-    const std::string line = "RAID " + found.word() + " - " + oneLine(found.sentence);
-    return state.polledAt == 0 ? line : line + " | " + performance(state, now);
+std::string checkLine(const Verdict& verdict, const MachineState& state,
+                      const std::vector<Incident>& open, std::int64_t now,
+                      std::int64_t staleAfter) {
+    std::string said = safeText(verdict.sentence);
+    std::replace(said.begin(), said.end(), '|', '/');
+    return std::string("RAID ") + levelWord(verdict.level) + " - " + said + " | " +
+           numbers(state, open, now, staleAfter);
 }

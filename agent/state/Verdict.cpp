@@ -1,182 +1,188 @@
 #include "agent/state/Verdict.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <iterator>
+#include <cstdio>
 
-#include "agent/ElapsedText.h"
+#include "agent/Duration.h"
 #include "agent/SafeText.h"
-#include "events/EnumEventType.h"
+#include "agent/incidents/IncidentRules.h"
+#include "agent/incidents/NoticeText.h"
+#include "agent/incidents/Redundancy.h"
 
 namespace {
 
-constexpr const char* kWords[] = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
-
-// One thing that is not as it should be.
-struct Finding {
+// One thing that is wrong.
+struct Problem {
     Verdict::Level level;
-    std::string words;
-    std::string object;  // key, to find out whether somebody knows of it
+    std::string kind;    // counted with others of its kind: "array degraded"
+    std::string detail;  // raw
+    bool acknowledged;
 };
 
-Verdict::Level levelOf(const ArrayState& array) {
-    if (array.state == "failed" || array.state == "offline") return Verdict::kCritical;
-    if (array.state == "degraded" || array.state == "rebuilding") {
-        return array.survives == 0 ? Verdict::kCritical : Verdict::kWarning;
-    }
-    return array.state == "unknown" ? Verdict::kWarning : Verdict::kOk;
+std::string counted(std::size_t count, const std::string& one, const std::string& many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
-std::string wordsOf(const ArrayState& array) {
-    std::string words = safeText(array.name);
-    if (array.state == "failed") return words + " has failed, its data cannot be reached";
-    if (array.state == "offline") return words + " is offline, its data cannot be reached";
-    if (array.state == "unknown") return words + " is in a state that is not known";
-    words += " " + array.state;
-    if (array.survives == 0) words += ", survives no further drive failure";
-    if (array.survives > 0) {
-        words += ", survives " + std::to_string(array.survives) + " more drive failure" +
-                 (array.survives == 1 ? "" : "s");
-    }
-    if (array.task.kind.empty() || array.task.waiting) return words;
-    words +=
-        ", " + array.task.kind + " " + std::to_string(static_cast<int>(array.task.percent)) + " %";
-    if (array.task.secondsLeft >= 0) {
-        words += ", about " + elapsedText(array.task.secondsLeft) + " left";
-    }
-    return words;
-}
-
-std::string nameOf(const DriveState& drive) {
-    std::string name = safeText(drive.slotName.empty() ? drive.name : drive.slotName);
-    if (!drive.serial.empty()) name += " (" + safeText(drive.serial) + ")";
-    return name;
-}
-
-// What an array says already need not be said of its drives.
-bool isTold(const MachineState& state, const DriveState& drive) {
-    const ArrayState* array = state.findArray(drive.array);
-    return array != nullptr && levelOf(*array) != Verdict::kOk;
-}
-
-void addArrays(const MachineState& state, std::vector<Finding>& found) {
-    for (const ArrayState& array : state.arrays) {
-        const Verdict::Level level = levelOf(array);
-        if (level != Verdict::kOk) found.push_back({level, wordsOf(array), array.key});
-    }
-}
-
-void addDrives(const MachineState& state, std::vector<Finding>& found) {
-    for (const DriveState& drive : state.drives) {
-        if (drive.state == "failed" && !isTold(state, drive)) {
-            found.push_back({Verdict::kWarning, nameOf(drive) + " has failed", drive.key});
-        } else if (drive.predicted && drive.state != "failed") {
-            found.push_back(
-                {Verdict::kWarning, nameOf(drive) + " foretells its failure", drive.key});
-        }
-    }
-}
-
-void addTheRest(const MachineState& state, std::vector<Finding>& found) {
-    for (const EnclosureState& enclosure : state.enclosures) {
-        for (const ElementState& element : enclosure.elements) {
-            if (element.state != "failed" && element.state != "too hot") continue;
-            const char* const verb = element.state == "failed" ? " has " : " is ";
-            found.push_back(
-                {Verdict::kWarning,
-                 safeText(element.name) + " of " + safeText(enclosure.name) + verb + element.state,
-                 enclosure.key});
-        }
-    }
-    for (const ControllerState& controller : state.controllers) {
-        const std::string name = "controller " + std::to_string(controller.number);
-        if (controller.state == "failed") {
-            found.push_back({Verdict::kCritical, name + " has failed", controller.key});
-        }
-        if (controller.battery == "low") {
-            found.push_back(
-                {Verdict::kWarning, "the battery of " + name + " is low", controller.key});
-        }
-    }
-}
-
-// Open incidents about what no state shows: a controller that is gone, bad blocks.
-void addIncidents(const std::vector<Incident>& open, std::vector<Finding>& found) {
+const Incident* incidentOf(const std::vector<Incident>& open, const std::string& object,
+                           const std::string& condition) {
     for (const Incident& incident : open) {
-        const bool known = std::any_of(found.begin(), found.end(), [&](const Finding& each) {
-            return each.object == incident.object ||
-                   incident.object.compare(0, each.object.size() + 1, each.object + "/") == 0;
-        });
-        if (known || incident.severity > kEventWarning || incident.severity <= 0) continue;
-        const Verdict::Level level =
-            incident.severity == kEventError ? Verdict::kCritical : Verdict::kWarning;
-        found.push_back({level, safeText(incident.objectName) + " " + safeText(incident.value),
-                         incident.object});
+        if (incident.object == object && incident.condition == condition) return &incident;
     }
+    return nullptr;
 }
 
-bool isAcknowledged(const std::vector<Incident>& open, const Finding& finding) {
-    return std::any_of(open.begin(), open.end(), [&](const Incident& incident) {
-        return incident.object == finding.object && incident.acknowledged();
+bool isAcknowledged(const std::vector<Incident>& open, const std::string& object,
+                    const std::string& condition) {
+    const Incident* incident = incidentOf(open, object, condition);
+    return incident != nullptr && incident->acknowledged();
+}
+
+std::string taskText(const TaskState& task) {
+    if (task.kind.empty()) return "";
+    char percent[16];
+    std::snprintf(percent, sizeof percent, "%.0f", task.percent);
+    std::string text = ", " + task.kind + " " + percent + " %";
+    if (task.secondsLeft >= 0) text += ", about " + durationText(task.secondsLeft) + " left";
+    return text;
+}
+
+void addArray(const ArrayState& array, const std::vector<Incident>& open,
+              std::vector<Problem>& problems) {
+    const bool known = isAcknowledged(open, array.key, "redundancy");
+    if (array.state == "failed" || array.state == "offline") {
+        problems.push_back(
+            {Verdict::kCritical, "array offline", array.name + " cannot be reached", known});
+        return;
+    }
+    const bool isRebuilding = array.state == "rebuilding";
+    if (!isRebuilding && array.state != "degraded") return;
+    const std::string left = survivesText(array.survives);
+    problems.push_back({isRebuilding ? Verdict::kWarning : Verdict::kCritical,
+                        isRebuilding ? "array rebuilding" : "array degraded",
+                        array.name + (left.empty() ? "" : " " + left) + taskText(array.task),
+                        known});
+}
+
+void addDrive(const DriveState& drive, const std::vector<Incident>& open,
+              std::vector<Problem>& problems) {
+    const bool hasFailed = drive.state == "failed";
+    if (!hasFailed && !drive.predicted) return;
+    const Incident* own = incidentOf(open, drive.key, "drive");
+    if (own != nullptr && findStanding(own->condition, own->value) != nullptr) return;  // it counts
+    std::string detail = drive.name;
+    if (!drive.serial.empty()) detail += ", serial " + drive.serial;
+    problems.push_back({Verdict::kWarning, hasFailed ? "drive failed" : "drive failing", detail,
+                        isAcknowledged(open, drive.array, "redundancy")});
+}
+
+// What the machine's state shows by itself is counted there.
+void addIncident(const Incident& incident, const MachineState& state,
+                 std::vector<Problem>& problems) {
+    const Standing* standing = findStanding(incident.condition, incident.value);
+    if (standing == nullptr) return;  // over, and being watched for a while
+    if (incident.condition == "redundancy") {
+        for (const ArrayState& array : state.arrays) {
+            if (array.key == incident.object) return;
+        }
+    }
+    std::string word = standing->word;
+    std::transform(word.begin(), word.end(), word.begin(), [](unsigned char c) {
+        return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
     });
+    problems.push_back({incident.severity == kEventError ? Verdict::kCritical : Verdict::kWarning,
+                        "other problem", NoticeText::subjectOf(incident) + ": " + word,
+                        incident.acknowledged()});
 }
 
-std::string plural(std::size_t count, const char* word) {
-    return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
+std::string plural(const std::string& kind) {
+    const std::size_t blank = kind.find(' ');
+    if (kind == "other problem") return "other problems";
+    return kind.substr(0, blank) + "s" + kind.substr(blank);
 }
 
-std::string allIsWell(const MachineState& state) {
-    if (state.arrays.empty()) {
-        return "no arrays, " + plural(state.drives.size(), "drive") + ", nothing is wrong";
+// The worst kind with its first detail, the rest as numbers.
+std::string sentenceOf(const std::vector<Problem>& problems) {
+    std::string text;
+    std::vector<std::string> seen;
+    for (const Problem& problem : problems) {
+        if (std::find(seen.begin(), seen.end(), problem.kind) != seen.end()) continue;
+        seen.push_back(problem.kind);
+        const auto count = static_cast<std::size_t>(
+            std::count_if(problems.begin(), problems.end(),
+                          [&](const Problem& other) { return other.kind == problem.kind; }));
+        const bool isOnlyKind = text.empty() && problem.kind == "other problem";
+        if (!text.empty()) text += "; ";
+        text += isOnlyKind ? counted(count, "problem", "problems")
+                           : counted(count, problem.kind, plural(problem.kind));
+        if (seen.size() == 1 || count == 1) text += ": " + problem.detail;
+        if (seen.size() == 1 && count > 1) text += ", and others";
     }
-    const auto checking = static_cast<std::size_t>(
-        std::count_if(state.arrays.begin(), state.arrays.end(),
-                      [](const ArrayState& array) { return array.state == "checking"; }));
-    std::string words = plural(state.arrays.size(), "array") + " and " +
-                        plural(state.drives.size(), "drive") + " in order";
-    if (checking > 0) words += ", " + plural(checking, "array") + " being checked";
-    return words;
+    return text;
 }
 
-std::string sentenceOf(const std::vector<Finding>& found, const std::vector<Incident>& open) {
-    constexpr std::size_t kMost = 3;  // more than that nobody reads
-    std::string words;
-    for (std::size_t i = 0; i < std::min(kMost, found.size()); ++i) {
-        if (i > 0) words += "; ";
-        words += found[i].words;
-        if (isAcknowledged(open, found[i])) words += " (acknowledged)";
+std::string wellText(const MachineState& state) {
+    const std::size_t arrays = state.arrays.size();
+    const std::size_t drives = state.drives.size();
+    std::string text;
+    if (arrays > 0) text = counted(arrays, "array", "arrays");
+    if (arrays > 0 && drives > 0) text += " and ";
+    if (drives > 0) text += counted(drives, "drive", "drives");
+    if (text.empty()) {
+        return counted(state.controllers.size(), "controller", "controllers") +
+               " in order, without arrays or drives";
     }
-    if (found.size() > kMost) words += "; and " + std::to_string(found.size() - kMost) + " more";
-    return words;
+    return (arrays + drives > 1 ? "all " : "") + text +
+           (arrays + drives > 1 ? " are in order" : " is in order");
+}
+
+bool isEmpty(const MachineState& state) {
+    return state.arrays.empty() && state.drives.empty() && state.enclosures.empty() &&
+           state.controllers.empty();
+}
+
+std::string unknownText(const MachineState& state, std::int64_t now, std::int64_t staleAfter) {
+    if (state.polledAt == 0) return "nothing is known: no poll has completed yet";
+    const std::int64_t age = now - state.polledAt;
+    if (age > staleAfter) {
+        return "nothing is known: the last completed poll is " + durationText(age) +
+               " old; check that raidwatch runs";
+    }
+    if (age < -staleAfter) {
+        return "nothing is known: the last poll is dated " + durationText(-age) +
+               " from now; check the clock";
+    }
+    return "";
 }
 
 }  // namespace
 
-std::string Verdict::word() const {
-    const auto index = static_cast<std::size_t>(level);
-    return index < std::size(kWords) ? kWords[index] : kWords[kUnknown];
-}
-
 Verdict verdict(const MachineState& state, const std::vector<Incident>& open, std::int64_t now,
                 std::int64_t staleAfter) {
     Verdict result;
-    if (state.polledAt == 0) {
-        result.sentence = "nobody has looked at the storage yet";
+    result.sentence = unknownText(state, now, staleAfter);
+    if (!result.sentence.empty()) return result;
+
+    std::vector<Problem> problems;
+    for (const ArrayState& array : state.arrays) addArray(array, open, problems);
+    for (const DriveState& drive : state.drives) addDrive(drive, open, problems);
+    for (const Incident& incident : open) addIncident(incident, state, problems);
+    if (problems.empty() && isEmpty(state)) {
+        result.sentence = "nothing to watch: no controllers, arrays or drives were found";
         return result;
     }
-    if (now - state.polledAt > staleAfter) {
-        result.sentence = "the last look at the storage is " + elapsedText(now - state.polledAt) +
-                          " old, nothing is known about now";
-        return result;
-    }
-    std::vector<Finding> found;
-    addArrays(state, found);
-    addDrives(state, found);
-    addTheRest(state, found);
-    addIncidents(open, found);
-    std::stable_sort(found.begin(), found.end(),
-                     [](const Finding& a, const Finding& b) { return a.level > b.level; });
-    result.level = found.empty() ? Verdict::kOk : found.front().level;
-    result.sentence = found.empty() ? allIsWell(state) : sentenceOf(found, open);
+    std::stable_sort(problems.begin(), problems.end(),
+                     [](const Problem& a, const Problem& b) { return a.level > b.level; });
+    result.level = problems.empty() ? Verdict::kOk : problems.front().level;
+    result.acknowledged =
+        !problems.empty() && std::all_of(problems.begin(), problems.end(),
+                                         [](const Problem& each) { return each.acknowledged; });
+    result.sentence = safeText(
+        problems.empty() ? wellText(state)
+                         : sentenceOf(problems) + (result.acknowledged ? " (acknowledged)" : ""));
     return result;
+}
+
+const char* levelWord(Verdict::Level level) {
+    constexpr const char* kWords[] = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
+    return kWords[level];
 }

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "agent/ConfigText.h"
-#include "agent/ElapsedText.h"
+#include "agent/Duration.h"
 #include "agent/EventJson.h"
 #include "agent/SafeText.h"
 #include "agent/state/StateJson.h"
@@ -39,7 +39,7 @@ std::string megabytes(std::int64_t size) {
 }
 
 std::string since(std::int64_t when, std::int64_t now) {
-    return when <= 0 ? "" : elapsedText(now - when) + ", since " + rfc3339(when);
+    return when <= 0 ? "" : durationText(now - when) + ", since " + rfc3339(when);
 }
 
 std::string joined(const std::string& left, const std::string& right) {
@@ -50,7 +50,7 @@ std::string taskText(const TaskState& task) {
     if (task.kind.empty()) return "";
     if (task.waiting) return task.kind + ", waits for its turn";
     std::string words = task.kind + " " + std::to_string(static_cast<int>(task.percent)) + " %";
-    if (task.secondsLeft >= 0) words += ", about " + elapsedText(task.secondsLeft) + " left";
+    if (task.secondsLeft >= 0) words += ", about " + durationText(task.secondsLeft) + " left";
     return words;
 }
 
@@ -170,7 +170,7 @@ std::vector<Row> arrayRows(const MachineState& state, std::int64_t now) {
         rows.push_back({array.name, array.level, megabytes(array.sizeMB), array.state,
                         std::to_string(array.working) + "/" + std::to_string(array.devices),
                         array.survives < 0 ? "" : std::to_string(array.survives),
-                        array.exposedSince > 0 ? elapsedText(now - array.exposedSince) : ""});
+                        array.exposedSince > 0 ? durationText(now - array.exposedSince) : ""});
     }
     return rows;
 }
@@ -228,8 +228,8 @@ std::vector<Row> taskRows(const MachineState& state, std::int64_t now) {
         rows.push_back(
             {array.name, task.kind,
              task.waiting ? "waits" : std::to_string(static_cast<int>(task.percent)) + " %",
-             task.secondsLeft < 0 ? "" : elapsedText(task.secondsLeft),
-             task.startedAt > 0 ? elapsedText(now - task.startedAt) : ""});
+             task.secondsLeft < 0 ? "" : durationText(task.secondsLeft),
+             task.startedAt > 0 ? durationText(now - task.startedAt) : ""});
     }
     return rows;
 }

@@ -5,8 +5,9 @@
 #include <iterator>
 
 #include "agent/ConfigText.h"
-#include "agent/ElapsedText.h"
+#include "agent/Duration.h"
 #include "agent/SafeText.h"
+#include "agent/incidents/IncidentRules.h"
 
 namespace {
 
@@ -101,7 +102,7 @@ std::string taskWords(const TaskState& task) {
     if (task.megabytesPerSecond >= 1) {
         words += ", " + std::to_string(static_cast<int>(task.megabytesPerSecond)) + " MB/s";
     }
-    if (task.secondsLeft >= 0) words += ", about " + elapsedText(task.secondsLeft) + " left";
+    if (task.secondsLeft >= 0) words += ", about " + durationText(task.secondsLeft) + " left";
     return words;
 }
 
@@ -117,12 +118,12 @@ std::string memberWords(const ArrayState& array) {
 }
 
 void addArray(Page& page, const ArrayState& array, std::int64_t now) {
-    page.line("  " + cell(array.name, 10) + " " + cell(array.level, 8) + " " +
-              cell(sizeText(static_cast<unsigned long long>(array.sizeMB)), 8) + "  " +
-              page.state(array.state) +
-              std::string(12 - std::min<std::size_t>(11, array.state.size()), ' ') +
-              redundancy(array) +
-              (array.exposedSince > 0 ? ", exposed " + elapsedText(now - array.exposedSince) : ""));
+    page.line(
+        "  " + cell(array.name, 10) + " " + cell(array.level, 8) + " " +
+        cell(sizeText(static_cast<unsigned long long>(array.sizeMB)), 8) + "  " +
+        page.state(array.state) +
+        std::string(12 - std::min<std::size_t>(11, array.state.size()), ' ') + redundancy(array) +
+        (array.exposedSince > 0 ? ", exposed " + durationText(now - array.exposedSince) : ""));
     if (!array.label.empty()) page.paragraph("\"" + safeText(array.label) + "\"", 13);
     if (!array.task.kind.empty()) page.paragraph(taskWords(array.task), 13);
     if (array.badStripes > 0) {
@@ -189,11 +190,14 @@ void addEnclosures(Page& page, const MachineState& state) {
 }
 
 void addIncidents(Page& page, const Seen& seen, std::int64_t now) {
-    if (seen.incidents.empty()) return;
-    page.heading("Open incidents");
+    bool headed = false;
     for (const Incident& incident : seen.incidents) {
+        // What is well again, and is watched for a while before it counts as over.
+        if (findStanding(incident.condition, incident.value) == nullptr) continue;
+        if (!headed) page.heading("Open incidents");
+        headed = true;
         std::string words = safeText(incident.objectName) + " " + incident.value + ", since " +
-                            elapsedText(now - incident.openedAt);
+                            durationText(now - incident.openedAt);
         words += incident.acknowledged() ? ", acknowledged by " + safeText(incident.ackBy)
                                          : "; raidwatch ack " + std::to_string(incident.id);
         page.line("  " + cell("#" + std::to_string(incident.id), 10) + " " +
@@ -240,7 +244,7 @@ std::string statusText(const Seen& seen, const std::string& headline, std::int64
     if (!seen.remark.empty()) page.paragraph(seen.remark, 0);
     if (state.polledAt == 0) return page.text;
     const std::string looked =
-        now - state.polledAt < 2 ? "just now" : elapsedText(now - state.polledAt) + " ago";
+        now - state.polledAt < 2 ? "just now" : durationText(now - state.polledAt) + " ago";
     page.paragraph(safeText(state.host) + ", looked at " + looked + ": " +
                        plural(state.arrays.size(), "array") + ", " +
                        plural(state.drives.size(), "drive") + ", " +

@@ -80,14 +80,19 @@ Seen brokenMachine() {
     Incident incident;
     incident.id = 3;
     incident.objectName = "md2";
+    incident.condition = "redundancy";
     incident.value = "rebuilding";
     incident.openedAt = kNow - 8040;
     seen.incidents.push_back(incident);
     incident.id = 4;
     incident.objectName = "fan 2";
+    incident.condition = "fan";
     incident.value = "failed";
     incident.ackAt = kNow;
     incident.ackBy = "ina";
+    seen.incidents.push_back(incident);
+    incident.id = 5;
+    incident.value = "normal";  // well again: not shown
     seen.incidents.push_back(incident);
     SinkStatus mail;
     mail.sink = "mail";
