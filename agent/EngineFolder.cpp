@@ -15,12 +15,23 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr char kCatalogue[] = "RaidNLS.properties";
+constexpr char kLogFolder[] = "qavelogs";
 // From lib/, from lib/<architecture>/ and from lib/<architecture>/qel/.
 constexpr const char* kShareFolders[] = {"../share/qel/", "../../share/qel/",
                                          "../../../share/qel/"};
 
 std::string withSlash(const std::string& folder) {
     return !folder.empty() && folder.back() == '/' ? folder : folder + "/";
+}
+
+// Whether a file or folder can be written to, or made. A package has links here to the real places,
+// in a folder that is itself closed.
+bool canWrite(const fs::path& place) {
+    std::error_code error;
+    fs::path real = place;
+    if (fs::is_symlink(place, error)) real = place.parent_path() / fs::read_symlink(place, error);
+    if (!fs::exists(real, error)) real = real.parent_path();
+    return access(real.c_str(), W_OK) == 0;
 }
 
 // A link rather than a copy, so that an update of the package is an update here. A link that leads
@@ -56,7 +67,9 @@ EngineFolder::EngineFolder(const std::string& folderIN) {
 
 EngineFolder::~EngineFolder() { BaseRaidMonitor::useFolder(""); }
 
-bool EngineFolder::isWritable() const { return access(folder.c_str(), W_OK) == 0; }
+bool EngineFolder::isWritable() const {
+    return canWrite(snapshot()) && canWrite(folder + kLogFolder);
+}
 
 bool EngineFolder::hasCatalogue() const { return access((folder + kCatalogue).c_str(), R_OK) == 0; }
 

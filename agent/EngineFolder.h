@@ -21,6 +21,7 @@ public:
 
     const std::string& path() const { return folder; }  // ends in "/"
     std::string snapshot() const { return folder + "QELVANTConfig.xml"; }
+    // Snapshot and logs can be kept, here or where links lead from here.
     bool isWritable() const;
     // Without it the events have codes, but no text.
     bool hasCatalogue() const;

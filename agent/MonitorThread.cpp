@@ -6,20 +6,15 @@
 #include <utility>
 
 #include "agent/EngineFolder.h"
+#include "agent/daemon/PollReport.h"
 #include "monitor/VantRaidMonitor.h"
 #include "storlib/VantLib.h"
 #include "xml/SimpleXmlException.h"
 
 namespace {
 
-std::unique_ptr<VantRaidMonitor> makeMonitor(VantLib& lib,
-                                             const MonitorThread::Settings& settings) {
-    auto monitor = settings.logFolder.empty()
-                       ? std::make_unique<VantRaidMonitor>(&lib)
-                       : std::make_unique<VantRaidMonitor>(&lib, settings.logFolder);
-    if (!settings.catalogue.empty()) monitor->useCatalogue(settings.catalogue);
-    return monitor;
-}
+// Beyond this, events stay in the engine's queue, which is bounded.
+constexpr std::size_t kMostWaiting = 50000;
 
 std::string seconds(std::chrono::milliseconds time) {
     return std::to_string((time.count() + 999) / 1000) + " s";
@@ -37,12 +32,8 @@ MonitorThread::~MonitorThread() { stop(); }
 
 MonitorThread::Batch MonitorThread::take() {
     const std::lock_guard<std::mutex> guard(mutex);
-    Batch taken = std::exchange(waiting, Batch{});
-    if (published != nullptr) {
-        std::vector<QELEvent> events = published->getEvents(0);
-        std::move(events.begin(), events.end(), std::back_inserter(taken.events));
-    }
-    return taken;
+    if (published != nullptr) drainInto(waiting);
+    return std::exchange(waiting, Batch{});
 }
 
 void MonitorThread::stop() {
@@ -86,7 +77,7 @@ void MonitorThread::work() {
 // One monitor, from construction to destruction. False when it is over for good. Throws
 // SimpleXmlException for a stored snapshot that cannot be read.
 bool MonitorThread::runOnce() {
-    const std::unique_ptr<VantRaidMonitor> monitor = makeMonitor(lib, settings);
+    const std::shared_ptr<VantRaidMonitor> monitor = makeMonitor();
     struct Published {
         MonitorThread& owner;
         ~Published() { owner.publish(nullptr); }
@@ -125,6 +116,7 @@ void MonitorThread::keepRunning(VantRaidMonitor& monitor) {
         // the broken poll had not yet written there is lost.
         do {
             if (!waitBeforeRetry()) return;
+            if (settings.beforeResuming) settings.beforeResuming();
         } while (!monitor.initialize(true));
     }
 }
@@ -162,9 +154,55 @@ void MonitorThread::setSnapshotAside(const std::exception& damage) {
 // to the host as well.
 void MonitorThread::publish(VantRaidMonitor* running) {
     const std::lock_guard<std::mutex> guard(mutex);
-    if (running == nullptr && published != nullptr) {
-        std::vector<QELEvent> rest = published->getEvents(0);
-        std::move(rest.begin(), rest.end(), std::back_inserter(waiting.events));
-    }
+    if (running == nullptr && published != nullptr) drainInto(waiting);
     published = running;
+    polling.atStart = true;
+}
+
+// Shared, because a monitor is destroyed as what it was made.
+std::shared_ptr<VantRaidMonitor> MonitorThread::makeMonitor() {
+    WatchedMonitor::Watcher& watcher = *this;
+    std::shared_ptr<VantRaidMonitor> monitor;
+    if (settings.look && settings.logFolder.empty()) {
+        monitor = std::make_shared<WatchedMonitor>(&lib, watcher);
+    } else if (settings.look) {
+        monitor = std::make_shared<WatchedMonitor>(&lib, settings.logFolder, watcher);
+    } else if (settings.logFolder.empty()) {
+        monitor = std::make_shared<VantRaidMonitor>(&lib);
+    } else {
+        monitor = std::make_shared<VantRaidMonitor>(&lib, settings.logFolder);
+    }
+    if (!settings.catalogue.empty()) monitor->useCatalogue(settings.catalogue);
+    return monitor;
+}
+
+void MonitorThread::pollBegins(bool withStored) {
+    const std::lock_guard<std::mutex> guard(mutex);
+    // What an earlier poll left in the queue is that poll's.
+    if (published != nullptr) drainInto(waiting);
+    polling.atStart = withStored;
+    ++polling.poll;
+}
+
+// Looking takes its time, so it is done without the lock: nothing is added to the queue meanwhile.
+void MonitorThread::pollEnded() {
+    std::shared_ptr<const PollReport> report = settings.look();
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        if (published == nullptr) return;
+        if (waiting.events.size() < kMostWaiting) {
+            drainInto(waiting);
+            waiting.finished = waiting.events.size();
+            waiting.report = std::move(report);
+        }
+        ++waiting.polls;
+    }
+    if (settings.wake) settings.wake();
+}
+
+// With the mutex held, so that events keep their order whoever takes them.
+void MonitorThread::drainInto(Batch& batch) {
+    std::vector<QELEvent> events = published->getEvents(0);
+    std::move(events.begin(), events.end(), std::back_inserter(batch.events));
+    batch.sources.resize(batch.events.size(), polling);
 }

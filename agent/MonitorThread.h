@@ -11,28 +11,38 @@
 // loop is reported, and after a wait the configuration is read afresh, compared with the stored
 // snapshot, and the loop goes on. What it tried goes into the notes.
 //
+// A host that keeps what it takes sets `look`. Each completed poll then gives a report, made on the
+// monitoring thread, and take() tells which events belong to it: those of finished polls come
+// together with the report of the last of them. A poll that never ends still gives its events.
+//
 // Ownership  The library and the folder are borrowed and outlive this object. Nobody else touches
 //            the library meanwhile.
-// Threads    take(), stop() and ended() from the constructing thread.
+// Threads    take(), stop() and ended() from the constructing thread. `look`, `wake` and
+//            `beforeResuming` are called on the monitoring thread.
 // Errors     None leave; they become notes, one line each.
 #ifndef AGENT_MONITORTHREAD_H
 #define AGENT_MONITORTHREAD_H
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "agent/daemon/WatchedMonitor.h"
 #include "events/QELEvent.h"
 
 class EngineFolder;
 class VantLib;
 class VantRaidMonitor;
+struct PollReport;
 
-class MonitorThread {
+class MonitorThread : private WatchedMonitor::Watcher {
 public:
     struct Settings {
         std::string logFolder;                      // "" leaves the logs where the engine puts them
@@ -40,15 +50,35 @@ public:
         std::chrono::milliseconds firstWait{1000};  // doubles with each further failure
         std::chrono::milliseconds longestWait{60000};
         std::chrono::milliseconds joinStep{1000};  // between two requests to stop
+
+        // After each completed poll; null for a host that only wants the events.
+        std::function<std::shared_ptr<const PollReport>()> look = nullptr;
+        std::function<void()> wake = nullptr;  // there is something to take
+        // Before the configuration is compared again with the stored snapshot, after a poll that
+        // broke off: such a poll may have written the snapshot and raised only a part of what it
+        // shows.
+        std::function<void()> beforeResuming = nullptr;
+    };
+
+    // Where an event comes from. Polls are counted from 1.
+    struct Source {
+        bool atStart = false;  // from the comparison with the stored snapshot
+        std::int64_t poll = 0;
     };
 
     struct Batch {
         std::vector<QELEvent> events;    // oldest first
         std::vector<std::string> notes;  // for people, one line each
+
+        // Only with `look`:
+        std::vector<Source> sources;  // one for each event
+        std::size_t finished = 0;     // so many of the events belong to polls that have ended
+        int polls = 0;                // that have ended since the last call
+        std::shared_ptr<const PollReport> report;  // of the last of them; null for none
     };
 
     MonitorThread(VantLib& lib, const EngineFolder& folder, const Settings& settings);
-    ~MonitorThread();  // stop()
+    ~MonitorThread() override;  // stop()
     MonitorThread(const MonitorThread&) = delete;
     MonitorThread& operator=(const MonitorThread&) = delete;
 
@@ -71,6 +101,10 @@ private:
     bool waitBeforeRetry();
     void setSnapshotAside(const std::exception& damage);
     void publish(VantRaidMonitor* running);
+    std::shared_ptr<VantRaidMonitor> makeMonitor();
+    void pollBegins(bool withStored) override;
+    void pollEnded() override;
+    void drainInto(Batch& batch);
 
     VantLib& lib;
     const EngineFolder& folder;
@@ -81,6 +115,7 @@ private:
     std::condition_variable changed;
     VantRaidMonitor* published = nullptr;  // guarded by `mutex`; null outside its life
     Batch waiting;                         // guarded by `mutex`
+    Source polling{true, 0};               // guarded by `mutex`: the poll under way
     bool stopping = false;                 // guarded by `mutex`
     bool finished = false;                 // guarded by `mutex`
 

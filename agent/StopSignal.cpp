@@ -3,6 +3,8 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <utility>
+
 #include "agent/Failure.h"
 
 StopSignal::StopSignal() {
@@ -35,8 +37,32 @@ void StopSignal::takeSignals() {
         if (sigwait(&signals, &number) != 0) continue;
         if (closing) return;
         const std::lock_guard<std::mutex> guard(mutex);
-        if (request) _exit(Failure::kFailed);
-        request = true;
-        changed.notify_all();
+        if (isReload(number)) {
+            reload = true;
+        } else {
+            if (request) _exit(Failure::kFailed);
+            request = true;
+            changed.notify_all();
+        }
+        if (wakeUp) wakeUp();
     }
 }
+
+void StopSignal::takeHangUpAsReload(std::function<void()> wake) const {
+    const std::lock_guard<std::mutex> guard(mutex);
+    hangUpReloads = true;
+    wakeUp = std::move(wake);
+}
+
+void StopSignal::callNobody() const {
+    const std::lock_guard<std::mutex> guard(mutex);
+    wakeUp = nullptr;
+}
+
+bool StopSignal::takeReload() const {
+    const std::lock_guard<std::mutex> guard(mutex);
+    return std::exchange(reload, false);
+}
+
+// With the mutex held.
+bool StopSignal::isReload(int number) const { return number == SIGHUP && hangUpReloads; }

@@ -18,6 +18,8 @@ function(qel_add_library target output sources)
     add_library(${target}_objects OBJECT ${${sources}})
     target_include_directories(${target}_objects PRIVATE "${PROJECT_SOURCE_DIR}")
     target_link_libraries(${target}_objects PRIVATE qel_flags Threads::Threads)
+    # Nobody replaces single functions of a library at run time, so calls inside it may be inlined.
+    target_compile_options(${target}_objects PRIVATE -fno-semantic-interposition)
 
     add_library(${target} SHARED $<TARGET_OBJECTS:${target}_objects>)
     set(map "${PROJECT_SOURCE_DIR}/cmake/lib${output}.map")

@@ -8,6 +8,7 @@
 #include "events/QELEventCollection.h"
 #include "monitor/EventRows.h"
 #include "storlib/Adapter.h"
+#include "storlib/Attributes.h"
 #include "storlib/Channel.h"
 #include "storlib/HardDrive.h"
 
@@ -16,13 +17,15 @@ namespace {
 using Arguments = std::vector<std::string>;
 using EventMaker = std::function<QELEvent(const EventRow&, const Arguments&)>;
 
-constexpr char const* kSupportedVendors[] = {"KOVA-LMN", "KOVA-PQ", "KOVA-RST"};
+// The whole name with its NUL; a fixed field is long enough to be compared in one piece.
+template <std::size_t N, std::size_t Size>
+bool holds(const char (&field)[Size], const char (&name)[N]) {
+    static_assert(N <= Size, "the field must be able to hold the name");
+    return std::memcmp(field, name, N) == 0;
+}
 
-bool isSupportedName(char const* vendor) {
-    for (char const* supported : kSupportedVendors) {
-        if (std::strcmp(vendor, supported) == 0) return true;
-    }
-    return false;
+bool isSupportedName(const char (&vendor)[32]) {
+    return holds(vendor, "KOVA-LMN") || holds(vendor, "KOVA-PQ") || holds(vendor, "KOVA-RST");
 }
 
 // Controllers hand out device numbers that end in this byte for places without a drive.
@@ -34,10 +37,15 @@ HardDrive* asHardDrive(RaidObject* object) {
     return static_cast<HardDrive*>(object);
 }
 
-std::vector<RaidObject*> hardDrivesOf(const Adapter& adapter) {
-    std::vector<RaidObject*> drives;
-    adapter.getChildren(drives, "HardDrive", true, true);
-    return drives;
+// Hands over, in tree order, each hard drive below `object`, and null for each empty place. What
+// getChildren() lists, without the list: that costs as much as looking at the drives.
+template <class Visit>
+void forEachHardDrive(const RaidObject& object, const Visit& visit) {
+    for (RaidObject* child : object.getChildren()) {
+        HardDrive* drive = asHardDrive(child);
+        if (child == nullptr || drive != nullptr) visit(drive);
+        if (child != nullptr && child->getChildCount() != 0) forEachHardDrive(*child, visit);
+    }
 }
 
 unsigned int channelNumber(const HardDrive& drive) {
@@ -165,20 +173,19 @@ void raiseStateChange(DriveReport& report, int newState, int oldState) {
 // Drives of the old adapter that the new one has no more.
 void reportRemoved(const Report& report, Adapter& oldAdapter) {
     BaseRaidMonitor& monitor = report.monitor;
-    for (RaidObject* object : hardDrivesOf(oldAdapter)) {
-        HardDrive* oldDrive = asHardDrive(object);
+    forEachHardDrive(oldAdapter, [&](HardDrive* oldDrive) {
         if (oldDrive == nullptr) {
             monitor.logError(
                 "ERROR: BaseRaidMonitor::comparePhysicalDrives oldPD is NULL while checking for "
                 "removed PD's!!!\n");
-            continue;
+            return;
         }
-        if (!monitor.isValidPhysicalDrive(&oldAdapter, oldDrive)) continue;
+        if (!monitor.isValidPhysicalDrive(&oldAdapter, oldDrive)) return;
         const HardDrive* newDrive = asHardDrive(monitor.findPD(oldDrive, &report.adapter));
         if (newDrive == nullptr || disappeared(newDrive->state, oldDrive->state)) {
             DriveReport(report, *oldDrive).raise(rows::kDriveRemoved);
         }
-    }
+    });
 }
 
 // `mayReport` tells whether an unsupported drive is to be reported at all.
@@ -234,11 +241,13 @@ std::string BaseRaidMonitor::trim(std::string& text) {
 
 bool BaseRaidMonitor::isVendorSupported(RaidObject* object) {
     if (object == nullptr || !object->isInstanceOf("PhysicalDevice")) return false;
-    char const* given = static_cast<PhysicalDevice*>(object)->vendor;
+    const auto& given = static_cast<PhysicalDevice*>(object)->vendor;
     if (isSupportedName(given)) return true;  // nothing to trim: asked for each drive of each poll
     if (*given == 0) return false;
-    std::string vendor = given;
-    return isSupportedName(trim(vendor).c_str());
+    std::string text = given;
+    char vendor[sizeof given] = {};
+    setText(vendor, trim(text).c_str());
+    return isSupportedName(vendor);
 }
 
 void BaseRaidMonitor::comparePhysicalDrives(QELEventCollection& ecIN, Adapter* newAdapterIN,
@@ -254,21 +263,20 @@ void BaseRaidMonitor::comparePhysicalDrives(QELEventCollection& ecIN, Adapter* n
         ecIN, *newAdapterIN};
     reportRemoved(report, *oldAdapterIN);
 
-    for (RaidObject* object : hardDrivesOf(*newAdapterIN)) {
-        HardDrive* newDrive = asHardDrive(object);
+    forEachHardDrive(*newAdapterIN, [&](HardDrive* newDrive) {
         if (newDrive == nullptr) {
             logError(
                 "ERROR: BaseRaidMonitor::comparePhysicalDrives newPD is NULL while comparing!!!\n");
-            continue;
+            return;
         }
-        if (!isValidPhysicalDrive(newAdapterIN, newDrive)) continue;
+        if (!isValidPhysicalDrive(newAdapterIN, newDrive)) return;
         const HardDrive* oldDrive = asHardDrive(findPD(newDrive, oldAdapterIN));
         if (oldDrive == nullptr) {
             DriveReport(report, *newDrive).raise(rows::kDriveAdded);
         } else {
             reportChanges(report, *newDrive, *oldDrive, driveCheckFlag);
         }
-    }
+    });
 }
 
 void BaseRaidMonitor::checkPhysicalDrives(QELEventCollection& ecIN, Adapter* adapterIN) {
@@ -278,14 +286,13 @@ void BaseRaidMonitor::checkPhysicalDrives(QELEventCollection& ecIN, Adapter* ada
     }
     logTrace("   Entering checkPhysicalDrives(&ecIN, ADPT: %d)\n",
              static_cast<int>(adapterIN->addr.controllerID));
-    for (RaidObject* object : hardDrivesOf(*adapterIN)) {
-        HardDrive* drive = asHardDrive(object);
+    forEachHardDrive(*adapterIN, [&](HardDrive* drive) {
         if (drive == nullptr) {
             logError("ERROR: BaseRaidMonitor::checkPhysicalDrives PD is NULL!!!\n");
         } else if (isValidPhysicalDrive(adapterIN, drive)) {
             checkPhysicalDrive(ecIN, adapterIN, drive);
         }
-    }
+    });
 }
 
 void BaseRaidMonitor::checkPhysicalDrive(QELEventCollection& ecIN, Adapter* adapterIN,

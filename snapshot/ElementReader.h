@@ -14,8 +14,7 @@
 //
 //   void QELChannel::build(SimpleXmlParser& parser) {
 //       const CollectedAttributes guard(attributes);
-//       readElement(*this, parser, "Channel", attributes, kChannelID, kChildren);
-//       storeAttributes(*this, kAttributes, attributes);
+//       readAndStore(*this, parser, "Channel", attributes, kChannelID, kAttributes, kChildren);
 //   }
 //
 // Rules      A missing attribute reads as 0, "" or false; unknown attributes and elements are
@@ -45,8 +44,14 @@
 // that the attribute is absent; the getters of the list then answer 0, "" or false.
 template <class Object>
 struct AttributeRow {
+    using Store = void (*)(Object& object, const XmlAttributeList_C& list, std::uint32_t place);
+
+    constexpr AttributeRow(char const* newName, Store newStore)
+        : name(newName), length(std::char_traits<char>::length(newName)), store(newStore) {}
+
     char const* name;
-    void (*store)(Object& object, const XmlAttributeList_C& list, std::uint32_t place);
+    std::size_t length;
+    Store store;
 };
 
 // One kind of child: its element and what makes it, reads it and adds it. The parser stands on the
@@ -118,34 +123,102 @@ void asIDIfPresent(Object& object, const XmlAttributeList_C& list, std::uint32_t
     if (place < list.GetCount()) asID<Identifier>(object, list, place);
 }
 
+// Names are short and mostly differ at the first character, or else are the same: less work than a
+// call.
+inline bool isSameName(char const* a, char const* b) {
+    while (*a == *b && *a != 0) {
+        ++a;
+        ++b;
+    }
+    return *a == *b;
+}
+
 // A child that is of no interest to the element at hand is read by nobody.
 template <class Object>
 void readChild(Object& object, SimpleXmlParser& parser, const ChildRow<Object>* rows,
                std::size_t rowCount) {
     for (std::size_t i = 0; i < rowCount; ++i) {
-        if (std::strcmp(parser.elementName, rows[i].element) != 0) continue;
+        if (!isSameName(parser.elementName, rows[i].element)) continue;
         rows[i].read(object, parser);
         return;
     }
 }
 
+// Which entry of the list belongs to which row. Attributes mostly come in the order of the table,
+// so the row behind the last one is tried first.
+template <class Object, std::size_t N>
+class AttributePlaces {
+public:
+    static constexpr std::uint32_t kAbsent = UINT32_MAX;
+
+    explicit AttributePlaces(const AttributeRow<Object> (&table)[N]) : rows(table) {
+        for (std::uint32_t& place : places) place = kAbsent;
+    }
+
+    // The attribute at which the parser stands is the entry at `place`.
+    void note(const SimpleXmlParser& parser, std::uint32_t place) {
+        char const* name = parser.attributeName;
+        // Up to the value all bytes are the parser's; without one only the name is.
+        const std::size_t readable = parser.attributeValue != nullptr
+                                         ? static_cast<std::size_t>(parser.attributeValue - name)
+                                         : std::strlen(name) + 1;
+        for (std::size_t tried = 0; tried < N; ++tried) {
+            const std::size_t row = expected + tried < N ? expected + tried : expected + tried - N;
+            if (!isRow(rows[row], name, readable)) continue;
+            if (places[row] == kAbsent) places[row] = place;
+            expected = row + 1 < N ? row + 1 : 0;
+            return;
+        }
+    }
+    std::uint32_t operator[](std::size_t row) const { return places[row]; }
+
+private:
+    static std::uint64_t wordAt(char const* text) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, text, sizeof word);
+        return word;
+    }
+
+    // The name with its NUL, eight bytes at a time.
+    static bool isRow(const AttributeRow<Object>& row, char const* name, std::size_t readable) {
+        const std::size_t size = row.length + 1;
+        if (*row.name != *name || readable < size) return false;
+        if (size < sizeof(std::uint64_t)) return isSameName(row.name, name);
+        const std::size_t last = size - sizeof(std::uint64_t);
+        for (std::size_t at = 0; at < last; at += sizeof(std::uint64_t)) {
+            if (wordAt(row.name + at) != wordAt(name + at)) return false;
+        }
+        return wordAt(row.name + last) == wordAt(name + last);
+    }
+
+    const AttributeRow<Object> (&rows)[N];
+    std::uint32_t places[N];
+    std::size_t expected = 0;
+};
+
+// For elements whose attributes nobody stores.
+struct NoPlaces {
+    void note(const SimpleXmlParser&, std::uint32_t) {}
+};
+
 // Reads from the parser's present token up to the end of `element` and collects its attributes.
 // Only a start tag makes a child: a stray end tag makes none.
-template <class Object>
+template <class Object, class Places>
 void readElement(Object& object, SimpleXmlParser& parser, char const* element,
                  XmlAttributeList_C& attributes, const IdentityAttribute& identity,
-                 const ChildRow<Object>* children, std::size_t childCount) {
+                 const ChildRow<Object>* children, std::size_t childCount, Places& places) {
     char const* ownName = nullptr;  // once compared, the same place in the buffer is the same name
     do {
         char const* name = parser.elementName;
         if (name == nullptr) continue;
-        if (name == ownName || std::strcmp(name, element) == 0) {
+        if (name == ownName || isSameName(name, element)) {
             ownName = name;
             if ((parser.flags & SimpleXmlParser::kElementEnd) != 0) return;
             char const* attribute = parser.attributeName;
             if (attribute == nullptr) continue;
+            places.note(parser, attributes.GetCount());
             attributes.Append(attribute, parser.attributeValue);
-            if (identity.name != nullptr && std::strcmp(attribute, identity.name) == 0) {
+            if (identity.name != nullptr && isSameName(attribute, identity.name)) {
                 object.addr.*identity.identifier =
                     static_cast<std::uint32_t>(attributes.GetULong(identity.name));
             }
@@ -159,36 +232,36 @@ template <class Object, std::size_t N>
 void readElement(Object& object, SimpleXmlParser& parser, char const* element,
                  XmlAttributeList_C& attributes, const IdentityAttribute& identity,
                  const ChildRow<Object> (&children)[N]) {
-    readElement(object, parser, element, attributes, identity, children, N);
+    NoPlaces places;
+    readElement(object, parser, element, attributes, identity, children, N, places);
 }
 
-template <class Object>
-void readElement(Object& object, SimpleXmlParser& parser, char const* element,
-                 XmlAttributeList_C& attributes, const IdentityAttribute& identity = {}) {
-    readElement<Object>(object, parser, element, attributes, identity, nullptr, 0);
-}
-
-// Converts what was collected, in the order of the table. Attributes mostly come in that order, so
-// the row behind the last one is tried first and the whole step is one pass over the list.
-template <class Object, std::size_t N>
-void storeAttributes(Object& object, const AttributeRow<Object> (&rows)[N],
-                     const XmlAttributeList_C& attributes) {
-    constexpr std::uint32_t kAbsent = UINT32_MAX;
-    std::uint32_t places[N];
-    for (std::uint32_t& place : places) place = kAbsent;
-
-    std::size_t expected = 0;
-    for (std::uint32_t place = 0; place < attributes.GetCount(); ++place) {
-        char const* name = attributes.GetAt(place)->name;
-        for (std::size_t tried = 0; tried < N; ++tried) {
-            const std::size_t row = expected + tried < N ? expected + tried : expected + tried - N;
-            if (*rows[row].name != *name || std::strcmp(rows[row].name, name) != 0) continue;
-            if (places[row] == kAbsent) places[row] = place;
-            expected = row + 1 < N ? row + 1 : 0;
-            break;
-        }
+// Reads the element and converts what was collected, in the order of the table.
+template <class Object, std::size_t Rows>
+void readAndStore(Object& object, SimpleXmlParser& parser, char const* element,
+                  XmlAttributeList_C& attributes, const IdentityAttribute& identity,
+                  const AttributeRow<Object> (&rows)[Rows], const ChildRow<Object>* children,
+                  std::size_t childCount) {
+    AttributePlaces<Object, Rows> places(rows);
+    readElement(object, parser, element, attributes, identity, children, childCount, places);
+    for (std::size_t row = 0; row < Rows; ++row) {
+        rows[row].store(object, attributes, places[row]);
     }
-    for (std::size_t row = 0; row < N; ++row) rows[row].store(object, attributes, places[row]);
+}
+
+template <class Object, std::size_t Rows, std::size_t Children>
+void readAndStore(Object& object, SimpleXmlParser& parser, char const* element,
+                  XmlAttributeList_C& attributes, const IdentityAttribute& identity,
+                  const AttributeRow<Object> (&rows)[Rows],
+                  const ChildRow<Object> (&children)[Children]) {
+    readAndStore(object, parser, element, attributes, identity, rows, children, Children);
+}
+
+template <class Object, std::size_t Rows>
+void readAndStore(Object& object, SimpleXmlParser& parser, char const* element,
+                  XmlAttributeList_C& attributes, const IdentityAttribute& identity,
+                  const AttributeRow<Object> (&rows)[Rows]) {
+    readAndStore<Object>(object, parser, element, attributes, identity, rows, nullptr, 0);
 }
 
 // Hands a finished child to its parent.

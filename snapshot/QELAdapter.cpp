@@ -76,9 +76,8 @@ void QELAdapter::writeTo(Writer* writer) const {
 
 void QELAdapter::build(SimpleXmlParser& parser) {
     const CollectedAttributes guard(attributes);
-    readElement(*this, parser, "Controller", attributes, {"controllerID", &Addr::controllerID},
-                kChildren);
-    storeAttributes(*this, kAttributes, attributes);
+    readAndStore(*this, parser, "Controller", attributes, {"controllerID", &Addr::controllerID},
+                 kAttributes, kChildren);
 }
 
 void QELAdapter::build(Adapter* source) {

@@ -35,8 +35,8 @@ bool QELChannel::isInstanceOf(char const* name) const {
 
 void QELChannel::build(SimpleXmlParser& parser) {
     const CollectedAttributes guard(attributes);
-    readElement(*this, parser, "Channel", attributes, {"channelID", &Addr::channelID}, kChildren);
-    storeAttributes(*this, kAttributes, attributes);
+    readAndStore(*this, parser, "Channel", attributes, {"channelID", &Addr::channelID}, kAttributes,
+                 kChildren);
 }
 
 void QELChannel::build(Channel* source) {

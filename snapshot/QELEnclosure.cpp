@@ -68,8 +68,8 @@ void QELEnclosure::writeTo(Writer* writer) const {
 
 void QELEnclosure::build(SimpleXmlParser& parser) {
     const CollectedAttributes guard(attributes);
-    readElement(*this, parser, "Enclosure", attributes, {"deviceID", &Addr::deviceID}, kChildren);
-    storeAttributes(*this, kAttributes, attributes);
+    readAndStore(*this, parser, "Enclosure", attributes, {"deviceID", &Addr::deviceID}, kAttributes,
+                 kChildren);
     settleValidity();
 }
 

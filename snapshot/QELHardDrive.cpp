@@ -52,8 +52,8 @@ void QELHardDrive::writeTo(Writer* writer) const {
 
 void QELHardDrive::build(SimpleXmlParser& parser) {
     const CollectedAttributes guard(attributes);
-    readElement(*this, parser, "HardDrive", attributes, {"deviceID", &Addr::deviceID}, kChildren);
-    storeAttributes(*this, kAttributes, attributes);
+    readAndStore(*this, parser, "HardDrive", attributes, {"deviceID", &Addr::deviceID}, kAttributes,
+                 kChildren);
 }
 
 void QELHardDrive::build(HardDrive* source) {

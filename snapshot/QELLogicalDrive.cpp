@@ -55,9 +55,8 @@ void QELLogicalDrive::writeTo(Writer* writer) const {
 
 void QELLogicalDrive::build(SimpleXmlParser& parser) {
     const CollectedAttributes guard(attributes);
-    readElement(*this, parser, "LogicalDrive", attributes,
-                {"logicalDriveID", &Addr::logicalDriveID});
-    storeAttributes(*this, kAttributes, attributes);
+    readAndStore(*this, parser, "LogicalDrive", attributes,
+                 {"logicalDriveID", &Addr::logicalDriveID}, kAttributes);
 }
 
 void QELLogicalDrive::build(LogicalDrive* source) {

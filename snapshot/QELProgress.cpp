@@ -59,8 +59,7 @@ void QELProgress::writeTo(Writer* writer) const {
 
 void QELProgress::build(SimpleXmlParser& parser) {
     const CollectedAttributes guard(attributes);
-    readElement(*this, parser, "Progress", attributes);
-    storeAttributes(*this, kAttributes, attributes);
+    readAndStore(*this, parser, "Progress", attributes, {}, kAttributes);
 }
 
 void QELProgress::build(QELProgress* source) {

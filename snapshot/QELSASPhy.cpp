@@ -40,8 +40,7 @@ bool QELSASPhy::isInstanceOf(char const* name) const {
 
 void QELSASPhy::build(SimpleXmlParser& parser) {
     const CollectedAttributes guard(attributes);
-    readElement(*this, parser, "SASPhy", attributes);
-    storeAttributes(*this, kAttributes, attributes);
+    readAndStore(*this, parser, "SASPhy", attributes, {}, kAttributes);
 }
 
 void QELSASPhy::build(SASPhy* source) {

@@ -46,9 +46,8 @@ void QELSES2Enclosure::writeTo(Writer* writer) const {
 
 void QELSES2Enclosure::build(SimpleXmlParser& parser) {
     const CollectedAttributes guard(attributes);
-    readElement(*this, parser, "SESEnclosureDevice", attributes, {"deviceID", &Addr::deviceID},
-                kChildren);
-    storeAttributes(*this, kAttributes, attributes);
+    readAndStore(*this, parser, "SESEnclosureDevice", attributes, {"deviceID", &Addr::deviceID},
+                 kAttributes, kChildren);
 }
 
 void QELSES2Enclosure::build(SES2EnclosureDevice* source) {

@@ -29,8 +29,8 @@ bool QELSESElement::isInstanceOf(char const* name) const {
 
 void QELSESElement::build(SimpleXmlParser& parser) {
     const CollectedAttributes guard(attributes);
-    readElement(*this, parser, "SESElement", attributes, {"itemID", &Addr::itemID}, kChildren);
-    storeAttributes(*this, kAttributes, attributes);
+    readAndStore(*this, parser, "SESElement", attributes, {"itemID", &Addr::itemID}, kAttributes,
+                 kChildren);
     build();
 }
 

@@ -43,8 +43,7 @@ void QELSafteConfig::writeTo(Writer* writer) const {
 
 void QELSafteConfig::build(SimpleXmlParser& parser) {
     const CollectedAttributes guard(attributes);
-    readElement(*this, parser, "SafteConfig", attributes);
-    storeAttributes(*this, kAttributes, attributes);
+    readAndStore(*this, parser, "SafteConfig", attributes, {}, kAttributes);
 }
 
 void QELSafteConfig::build(SafteConfig* source) {

@@ -92,8 +92,7 @@ void QELSafteStatus::writeTo(Writer* writer) const {
 
 void QELSafteStatus::build(SimpleXmlParser& parser) {
     const CollectedAttributes guard(attributes);
-    readElement(*this, parser, "SafteStatus", attributes);
-    storeAttributes(*this, kAttributes.rows, attributes);
+    readAndStore(*this, parser, "SafteStatus", attributes, {}, kAttributes.rows);
 }
 
 void QELSafteStatus::build(SafteStatus* source) {

@@ -85,7 +85,9 @@ void RaidObject::getChildren(std::vector<RaidObject*>& list, char const* type, b
         if (derived ? child->isInstanceOf(type) : std::strcmp(child->typeName(), type) == 0) {
             list.push_back(child);
         }
-        if (recursive) child->getChildren(list, type, recursive, derived);
+        if (recursive && !child->children.empty()) {
+            child->getChildren(list, type, recursive, derived);
+        }
     }
 }
 

@@ -38,14 +38,14 @@ Scanned scan(const char* text, unsigned base) {
     return result;
 }
 
-std::uint32_t unsignedOf(const Scanned& scanned) {
+std::uint32_t magnitudeOf(const Scanned& scanned) {
     if (scanned.tooLarge) return UINT32_MAX;
     return scanned.negative ? 0U - scanned.magnitude : scanned.magnitude;
 }
 
 }  // namespace
 
-std::int32_t strtol32(const char* text, int base) {
+std::int32_t number::signedOf(const char* text, int base) {
     const Scanned scanned = scan(text, static_cast<unsigned>(base));
     const std::int64_t limit = scanned.negative ? -std::int64_t{INT32_MIN} : INT32_MAX;
     std::int64_t value = scanned.magnitude;
@@ -53,13 +53,13 @@ std::int32_t strtol32(const char* text, int base) {
     return static_cast<std::int32_t>(scanned.negative ? -value : value);
 }
 
-std::uint32_t strtoul32(const char* text, int base) {
-    return unsignedOf(scan(text, static_cast<unsigned>(base)));
+std::uint32_t number::unsignedOf(const char* text, int base) {
+    return magnitudeOf(scan(text, static_cast<unsigned>(base)));
 }
 
 bool scanHex32(const char* text, std::uint32_t& value) {
     const Scanned scanned = scan(text, 16);
     if (!scanned.anyDigit) return false;
-    value = unsignedOf(scanned);
+    value = magnitudeOf(scanned);
     return true;
 }

@@ -57,10 +57,7 @@ public:
     // the array cannot become larger.
     bool Insert(unsigned long index, const Entry& entry) {
         const Entry copy = entry;  // may be one of ours, and the block may move
-        if (allocated - GetUsed() < kEntrySize) {
-            if (allocated > UINT32_MAX - kEntrySize) return false;
-            Reserve(allocated + kEntrySize);
-        }
+        if (allocated - GetUsed() < kEntrySize && !makeRoomForOne()) return false;
         auto at = static_cast<std::uint32_t>(index);
         if (at >= count) {
             at = count;
@@ -88,8 +85,8 @@ public:
     std::uint32_t GetUsed() const { return count * kEntrySize; }
 
 private:
-    // A first block of this size holds the attributes of most elements.
-    static constexpr std::uint32_t kFirstBlock = 16 * kEntrySize;
+    // A first block of this size holds the attributes of every element of a snapshot.
+    static constexpr std::uint32_t kFirstBlock = 32 * kEntrySize;
 
     static std::uint64_t roundUp(std::uint64_t bytes, std::uint64_t unit) {
         return (bytes + unit - 1) / unit * unit;
@@ -99,6 +96,16 @@ private:
     static std::uint32_t checked(std::uint64_t bytes) {
         if (bytes > UINT32_MAX) throw DynamicBufferException(DynamicBufferException::kOutOfMemory);
         return static_cast<std::uint32_t>(bytes);
+    }
+
+    bool makeRoomForOne() {
+        if (growBy == kEntrySize && count != 0 && allocated < block) {
+            allocated += kEntrySize;  // what Reserve() would find out
+            return true;
+        }
+        if (allocated > UINT32_MAX - kEntrySize) return false;
+        Reserve(allocated + kEntrySize);
+        return true;
     }
 
     bool blockServes(std::uint32_t newSize) const {

@@ -22,6 +22,17 @@ constexpr std::size_t kPendingBinary = 55;
 // Up to this size the memory grows by four: pages that no text reaches cost nothing, copies do.
 constexpr std::uint64_t kBigBlock = 16 << 20;
 
+// What an element with its attributes takes at most, as a rule.
+constexpr std::uint64_t kUsualElement = 640;
+
+std::uint64_t elementsOf(RaidObject const& object) {
+    std::uint64_t sum = 1;
+    for (const RaidObject* child : object.getChildren()) {
+        if (child != nullptr) sum += elementsOf(*child);
+    }
+    return sum;
+}
+
 // The longest number is the largest double, with its sign, 309 digits and six decimals.
 constexpr std::size_t kLongestDouble = 320;
 
@@ -235,6 +246,7 @@ void XMLWriter::writeAddr(Addr const& address) { writeAddr(&address); }
 
 void XMLWriter::writeTree(RaidObject const* object) {
     if (object == nullptr) return;
+    if (length == 0) expect(*object);
     openTag(std::min(indent, kMostBlanksBeforeOpen), object->serializedName());
     object->writeTo(this);
     const std::vector<RaidObject*>& children = object->getChildren();
@@ -359,6 +371,13 @@ bool XMLWriter::grow(std::uint64_t needed) {
     }
     capacity = static_cast<std::uint32_t>(newCapacity);
     return true;
+}
+
+// Takes memory for a whole tree at once. Memory that no text reaches costs nothing; growing to its
+// size by steps costs as much as writing.
+void XMLWriter::expect(RaidObject const& object) {
+    const std::uint64_t wanted = elementsOf(object) * kUsualElement;
+    if (capacity != 0 && wanted > allocated) (void)moveTo(wanted);  // else it grows as it comes
 }
 
 bool XMLWriter::moveTo(std::uint64_t size) {

@@ -101,6 +101,7 @@ private:
     char* room(std::uint64_t textLength);
     bool grow(std::uint64_t needed);
     bool moveTo(std::uint64_t size);
+    void expect(RaidObject const& object);
     void commit(const char* end);
     void attribute(char const* name, char const* value, std::size_t valueLength);
     void escaped(char const* name, char const* value, std::size_t valueLength,

@@ -25,8 +25,6 @@ unsigned long long toU64(char const* value) {
     return static_cast<unsigned long long>(number);
 }
 
-bool toBool(char const* value) { return *value == 't' || *value == 'T' || *value == '1'; }
-
 }  // namespace
 
 XmlAttributeList_C::XmlAttributeList_C(unsigned long initialElements, unsigned long growByElements)
@@ -42,11 +40,6 @@ void XmlAttributeList_C::setInitElements(unsigned long elements) {
     SetGrowBy(kEntrySize);
 }
 
-void XmlAttributeList_C::Append(char const* name, char const* value) {
-    if (name == nullptr) return;
-    (void)Insert(GetCount(), {name, value != nullptr ? value : ""});  // false: 2^28 attributes
-}
-
 bool XmlAttributeList_C::Exists(char const* name) const { return find(name) != nullptr; }
 
 char const* XmlAttributeList_C::GetName(unsigned long index) const {
@@ -54,25 +47,12 @@ char const* XmlAttributeList_C::GetName(unsigned long index) const {
     return entry != nullptr ? entry->name : nullptr;
 }
 
-char const* XmlAttributeList_C::GetValue(unsigned long index) const {
-    const SimpleXmlAttribute_S* entry = GetAt(index);
-    return entry != nullptr ? entry->value : "";
-}
-
 char const* XmlAttributeList_C::GetValue(char const* name) const {
     char const* value = find(name);
     return value != nullptr ? value : "";
 }
 
-long XmlAttributeList_C::GetLong(unsigned long index) const {
-    return strtol32(GetValue(index), 10);
-}
-
 long XmlAttributeList_C::GetLong(char const* name) const { return strtol32(GetValue(name), 10); }
-
-unsigned long XmlAttributeList_C::GetULong(unsigned long index) const {
-    return strtoul32(GetValue(index), 10);
-}
 
 unsigned long XmlAttributeList_C::GetULong(char const* name) const {
     return strtoul32(GetValue(name), 10);
@@ -90,9 +70,10 @@ unsigned long long XmlAttributeList_C::GetU64(char const* name) const {
     return toU64(GetValue(name));
 }
 
-bool XmlAttributeList_C::GetBool(unsigned long index) const { return toBool(GetValue(index)); }
-
-bool XmlAttributeList_C::GetBool(char const* name) const { return toBool(GetValue(name)); }
+bool XmlAttributeList_C::GetBool(char const* name) const {
+    char const* value = GetValue(name);
+    return *value == 't' || *value == 'T' || *value == '1';
+}
 
 char const* XmlAttributeList_C::find(char const* name) const {
     if (name == nullptr) return nullptr;

@@ -14,6 +14,7 @@
 #ifndef XML_XMLATTRIBUTELIST_H
 #define XML_XMLATTRIBUTELIST_H
 
+#include "util/Number.h"
 #include "xml/ByRefArray_TC.h"
 #include "xml/SimpleXmlAttribute_S.h"
 
@@ -27,16 +28,24 @@ public:
     void setInitElements(unsigned long elements);
 
     // A null name adds nothing; a null value is kept as "".
-    void Append(char const* name, char const* value);
+    void Append(char const* name, char const* value) {
+        if (name == nullptr) return;
+        (void)Insert(GetCount(), {name, value != nullptr ? value : ""});  // false: 2^28 attributes
+    }
 
     bool Exists(char const* name) const;
     char const* GetName(unsigned long index) const;  // null when out of range
-    char const* GetValue(unsigned long index) const;
+    char const* GetValue(unsigned long index) const {
+        const SimpleXmlAttribute_S* entry = GetAt(index);
+        return entry != nullptr ? entry->value : "";
+    }
     char const* GetValue(char const* name) const;
 
-    long GetLong(unsigned long index) const;  // decimal, -2147483648 to 2147483647
+    // Decimal, -2147483648 to 2147483647.
+    long GetLong(unsigned long index) const { return strtol32(GetValue(index), 10); }
     long GetLong(char const* name) const;
-    unsigned long GetULong(unsigned long index) const;  // decimal, 0 to 4294967295
+    // Decimal, 0 to 4294967295.
+    unsigned long GetULong(unsigned long index) const { return strtoul32(GetValue(index), 10); }
     unsigned long GetULong(char const* name) const;
 
     // As GetLong(): values beyond 32 bits stop at its limits.
@@ -49,7 +58,10 @@ public:
     unsigned long long GetU64(char const* name) const;
 
     // True when the value begins with "t", "T" or "1".
-    bool GetBool(unsigned long index) const;
+    bool GetBool(unsigned long index) const {
+        char const* value = GetValue(index);
+        return *value == 't' || *value == 'T' || *value == '1';
+    }
     bool GetBool(char const* name) const;
 
 private:

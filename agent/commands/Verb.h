@@ -3,7 +3,7 @@
 //   class AckVerb : public Verb {
 //       const char* name() const override { return "ack"; }
 //       const char* purpose() const override { return "someone looks after an incident"; }
-//       void declare(CLI::App& app) override { app.add_option("ID", id, "...")->required(); }
+//       void declare(Flags& flags) override { flags.option("ID", id, "...").required(); }
 //       int run(const Context& context) override { ... }
 //   };
 //
@@ -18,10 +18,7 @@
 #include <vector>
 
 #include "agent/Context.h"
-
-namespace CLI {
-class App;
-}
+#include "agent/commands/Flags.h"
 
 class Verb {
 public:
@@ -29,7 +26,7 @@ public:
 
     virtual const char* name() const = 0;
     virtual const char* purpose() const = 0;      // one line of help, begins in lower case
-    virtual void declare(CLI::App& app) = 0;      // the flags fill members of this object
+    virtual void declare(Flags& flags) = 0;       // they fill members of this object
     virtual int run(const Context& context) = 0;  // the exit code
 };
 

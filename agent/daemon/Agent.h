@@ -16,14 +16,15 @@
 
 #include <nlohmann/json.hpp>
 
+#include "agent/daemon/Ask.h"
 #include "agent/settings/AgentSettings.h"
 
-class Agent {
+class Agent : public Ask {
 public:
     explicit Agent(const AgentSettings& settingsIN) : settings(settingsIN) {}
 
-    nlohmann::ordered_json ask(const nlohmann::ordered_json& request);
-    nlohmann::ordered_json change(const nlohmann::ordered_json& request);
+    nlohmann::ordered_json ask(const nlohmann::ordered_json& request) override;
+    nlohmann::ordered_json change(const nlohmann::ordered_json& request) override;
     bool isRunning() const;  // somebody answers on the read-only socket
 
 private:

@@ -21,8 +21,8 @@ struct Incident {
     Origin origin = Origin::kLive;
 
     std::int64_t openedAt = 0;
-    std::int64_t updatedAt = 0;
-    std::int64_t resolvedAt = 0;
+    std::int64_t updatedAt = 0;      // when the value last changed
+    std::int64_t resolvedAt = 0;     // when all was well again; still open until people may be told
     std::int64_t firstSequence = 0;  // spool sequence of the first event, 0 when found by looking
     std::int64_t lastSequence = 0;
     int events = 0;  // that belong to it, companions included
@@ -42,10 +42,16 @@ struct Incident {
     int changes = 0;  // of value within the flap window
     std::int64_t changesSince = 0;
     bool flapping = false;
+    // Since people were last told something else; kUntold and kOwed while a silence keeps us from
+    // telling them at all, or from telling how it stands now.
     int reminders = 0;
-    std::int64_t nextReminder = 0;
+    std::int64_t nextReminder = 0;  // 0: none is due
+
+    static constexpr int kUntold = -1;
+    static constexpr int kOwed = -2;
 
     bool acknowledged() const { return ackAt != 0; }
+    bool told() const { return reminders != kUntold; }
 };
 
 #endif  // AGENT_INCIDENTS_INCIDENT_H

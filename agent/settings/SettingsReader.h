@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "agent/settings/AgentSettings.h"
+#include "agent/settings/SettingValue.h"
 
 class SettingsError : public std::runtime_error {
 public:
@@ -38,11 +39,14 @@ public:
     // After read(): where each value came from, "monitor.source" -> "/etc/...:3" or "default".
     const std::map<std::string, std::string>& origins() const { return origin; }
     const std::vector<std::string>& files() const { return readFiles; }
+    // The values themselves, under the same names. A secret stands there as the path of its file.
+    const std::map<std::string, SettingValue>& values() const { return value; }
 
 private:
     std::string file;
     bool mustExist;
     std::map<std::string, std::string> origin;
+    std::map<std::string, SettingValue> value;
     std::vector<std::string> readFiles;
 };
 

@@ -1,10 +1,13 @@
 #include "agent/sinks/SinkFactory.h"
 
+#include "agent/sinks/AlertmanagerSink.h"
 #include "agent/sinks/ExecSink.h"
 #include "agent/sinks/FileSink.h"
 #include "agent/sinks/JournalSink.h"
+#include "agent/sinks/MailSink.h"
 #include "agent/sinks/SinkValues.h"
 #include "agent/sinks/SyslogSink.h"
+#include "agent/sinks/WebhookSink.h"
 
 namespace {
 
@@ -15,10 +18,9 @@ struct Kind {
 
 // Sorted by type.
 constexpr Kind kKinds[] = {
-    {"exec", makeExecSink},
-    {"file", makeFileSink},
-    {"journal", makeJournalSink},
-    {"syslog", makeSyslogSink},
+    {"alertmanager", makeAlertmanagerSink}, {"exec", makeExecSink}, {"file", makeFileSink},
+    {"journal", makeJournalSink},           {"mail", makeMailSink}, {"syslog", makeSyslogSink},
+    {"webhook", makeWebhookSink},
 };
 
 }  // namespace

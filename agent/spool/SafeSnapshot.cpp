@@ -125,3 +125,5 @@ void SafeSnapshot::keep(const std::string& text) {
     write(copy, text);
     kept = text;
 }
+
+void SafeSnapshot::putBack(const std::string& text) const { write(file, text); }

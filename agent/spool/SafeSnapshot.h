@@ -8,7 +8,7 @@
 //   ... take the events, spool.commit(batch) ...
 //   safe.keep(shown);                                 // temporary file, fsync, rename
 //
-// Threads  readCurrent() on any thread; the rest on one. Errors: Failure.
+// Threads  readCurrent() and putBack() on any thread; the rest on one. Errors: Failure.
 #ifndef AGENT_SPOOL_SAFESNAPSHOT_H
 #define AGENT_SPOOL_SAFESNAPSHOT_H
 
@@ -26,6 +26,8 @@ public:
     std::string readCurrent() const;
     // Makes `text` the copy, safe against a power cut. Nothing happens when it has not changed.
     void keep(const std::string& text);
+    // Puts `text` in the place of the engine's file; the copy stays as it is.
+    void putBack(const std::string& text) const;
 
     const std::string& copyFile() const { return copy; }
 

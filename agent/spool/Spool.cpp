@@ -195,6 +195,8 @@ std::int64_t Spool::commit(Batch& batch) {
                 .bind(1, batch.polledAt)
                 .run();
         }
+        if (!batch.snapshot.empty()) db->setText(spool::kSnapshot, batch.snapshot);
+        if (batch.snapshotMark != 0) db->setNumber(spool::kSnapshotMark, batch.snapshotMark);
     });
     db->high.raise({last, incident});
     for (Record& record : batch.records) {
@@ -234,6 +236,10 @@ std::vector<Record> Spool::query(const RecordFilter& filter) const {
     });
     if (backwards) std::reverse(found.begin(), found.end());
     return found;
+}
+
+std::string Spool::snapshot() const {
+    return db->doing("read", [&] { return db->text(spool::kSnapshot); });
 }
 
 std::int64_t Spool::snapshotMark() const {

@@ -54,6 +54,9 @@ public:
         std::vector<Record> records;      // without sequence; commit() fills it in
         std::vector<Incident> incidents;  // new or changed, complete
         std::int64_t polledAt = 0;        // the last completed poll, seconds; 0: none yet
+        // What the engine starts from next time, and the highest sequence whose cause it shows.
+        std::string snapshot;           // "" leaves what is kept
+        std::int64_t snapshotMark = 0;  // 0 leaves what is kept
     };
     // One transaction. Gives the records their sequence and time. Returns the last sequence.
     std::int64_t commit(Batch& batch);
@@ -93,7 +96,8 @@ public:
     void endWatch(std::int64_t now);
     std::vector<WatchSpan> watchSpans(std::int64_t since) const;
 
-    // --- the snapshot that belongs to the spool; see SafeSnapshot ---
+    // --- the snapshot that belongs to the spool; see Batch and SafeSnapshot ---
+    std::string snapshot() const;  // "" when none was committed
     // The highest sequence whose cause the kept snapshot already shows.
     std::int64_t snapshotMark() const;
     void setSnapshotMark(std::int64_t sequence);

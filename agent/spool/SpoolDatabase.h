@@ -29,6 +29,22 @@ struct Spool::Database {
             .run();
     }
 
+    // The same for texts; "" when it was never set.
+    std::string text(const std::string& name) {
+        Statement& row = sql.prepared("SELECT value FROM texts WHERE name = ?").bind(1, name);
+        const std::string value = row.step() ? row.text(0) : std::string();
+        row.reset();
+        return value;
+    }
+    void setText(const std::string& name, const std::string& value) {
+        sql.prepared(
+               "INSERT INTO texts VALUES (?, ?)"
+               " ON CONFLICT (name) DO UPDATE SET value = excluded.value")
+            .bind(1, name)
+            .bind(2, value)
+            .run();
+    }
+
     // Runs `work`; what the database says becomes a line for people.
     template <typename Work>
     auto doing(const char* attempt, Work work) -> decltype(work()) {
@@ -63,6 +79,7 @@ namespace spool {
 constexpr char kLastSequence[] = "last_sequence";  // in the table of numbers
 constexpr char kLastIncident[] = "last_incident";
 constexpr char kSnapshotMark[] = "snapshot_mark";
+constexpr char kSnapshot[] = "snapshot";  // in the table of texts
 
 }  // namespace spool
 

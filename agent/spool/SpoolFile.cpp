@@ -37,6 +37,10 @@ CREATE TABLE numbers (
     name TEXT PRIMARY KEY,
     value INTEGER NOT NULL
 ) WITHOUT ROWID;
+CREATE TABLE texts (
+    name TEXT PRIMARY KEY,
+    value TEXT NOT NULL
+);
 CREATE TABLE sinks (
     sink TEXT PRIMARY KEY,
     cursor INTEGER NOT NULL,

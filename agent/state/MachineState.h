@@ -19,6 +19,7 @@
 struct TaskState {
     std::string kind;  // "rebuild", "resync", "check", "migrate", ...; "" for no task
     double percent = 0;
+    bool waiting = false;           // for its turn, or paused
     std::int64_t startedAt = 0;     // first seen
     std::int64_t secondsLeft = -1;  // -1: not known
     double megabytesPerSecond = 0;  // 0: not known
@@ -39,13 +40,14 @@ struct ArrayState {
     int number = 0;
     std::string level;  // "RAID 5"
     std::int64_t sizeMB = 0;
-    std::string state;  // normal, degraded, rebuilding, checking, failed, offline, unknown
-    int devices = 0;    // drives that it should have; 0 not known
-    int working = 0;    // drives that hold its data now
-    int spares = 0;     // drives that wait to help it
-    int survives = -1;  // further drive failures that it surely survives; -1 not known
-    std::int64_t exposedSince =
-        0;  // since when it has less redundancy than it should; 0 it has not
+    std::string state;      // normal, degraded, rebuilding, checking, failed, offline, unknown
+    int devices = 0;        // drives that it should have; 0 not known
+    int working = 0;        // drives that hold its data now
+    int spares = 0;         // drives that wait to help it
+    int survives = -1;      // further drive failures that it surely survives; -1 not known
+    int fullSurvives = -1;  // what it survives with every drive in order; -1 not known
+    // Since when it has less redundancy than it should; 0: it has not.
+    std::int64_t exposedSince = 0;
     int badStripes = 0;
     std::vector<MemberState> members;
     TaskState task;
@@ -59,7 +61,8 @@ struct DriveState {
     int channel = 0;
     int device = 0;
     std::string enclosure;  // key of the enclosure that it sits in
-    int slot = -1;
+    int slot = -1;          // counted as the enclosure counts
+    std::string slotName;   // as the enclosure calls it, "SLOT 03", or "port 2"
     std::string vendor;
     std::string model;
     std::string serial;
@@ -95,6 +98,7 @@ struct EnclosureState {
 };
 
 struct ControllerState {
+    std::string key;  // "controller:<serial>", or by its place
     int number = 0;
     std::string name;  // as it calls itself
     std::string vendor;
@@ -126,6 +130,7 @@ struct MachineState {
 
     const ArrayState* findArray(const std::string& key) const;
     const DriveState* findDrive(const std::string& key) const;
+    const EnclosureState* findEnclosure(const std::string& key) const;
 };
 
 #endif  // AGENT_STATE_MACHINESTATE_H

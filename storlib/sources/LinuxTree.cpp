@@ -173,6 +173,10 @@ void LinuxTree::addArrays(System& system, const LinuxLook& look) {
         drive->logicalName = array.name;
         drive->OSPartition = isMounted(mounts, array.name);
         drive->bTaskInProgress = !MdArrays::operation(array).empty();
+        drive->osName = array.name;
+        drive->raidDevices = std::max(0, array.disks);
+        drive->copies = MdArrays::copies(array);
+        drive->members = MdArrays::roles(array);
         adapter->addChild(drive);
     }
     system.addChild(adapter);
@@ -301,6 +305,7 @@ void LinuxTree::addDrive(Branch& branch, const LinuxDrive& drive, const LinuxLoo
             linkOwners[link.address] = branch.adapter->addr.controllerID;
         }
     }
+    object->osName = drive.name;
     places.drives[drive.path] = object->addr;
     channel->addChild(object);
 }
@@ -377,6 +382,25 @@ void LinuxTree::addEnclosure(std::vector<Branch>& branches, const LinuxEnclosure
     channel->addChild(object);
 }
 
+// The arrays stand first in the tree, before anybody knows where their drives do.
+void LinuxTree::placeMembers(const System& system, const LinuxLook& look,
+                             const LinuxPlaces& places) {
+    std::vector<RaidObject*> found;
+    system.getChildren(found, "LogicalDrive", true, true);
+    for (RaidObject* object : found) {
+        auto* array = static_cast<LogicalDrive*>(object);
+        const MdArray* read = look.findArray(array->osName);
+        if (read == nullptr) continue;
+        for (ArrayMember& member : array->members) {
+            for (const MdMember& each : read->members) {
+                const Addr* drive =
+                    each.name == member.osName ? places.driveAt(each.blockPath) : nullptr;
+                if (drive != nullptr && !each.gone) member.drive = *drive;
+            }
+        }
+    }
+}
+
 void LinuxTree::build(System& system, const LinuxLook& seen, const std::vector<LinuxDrive>& drives,
                       const SmartHealth* health, LinuxPlaces& places) {
     LinuxLook look = seen;
@@ -423,5 +447,6 @@ void LinuxTree::build(System& system, const LinuxLook& seen, const std::vector<L
         addEnclosure(branches, enclosure, places);
     }
     places.controllers = number;
+    placeMembers(system, look, places);
     system.sortChildren();
 }

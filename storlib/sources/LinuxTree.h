@@ -54,6 +54,8 @@ private:
     Branch* homeOf(std::vector<Branch>& branches, const LinuxEnclosure& enclosure);
     void addEnclosure(std::vector<Branch>& branches, const LinuxEnclosure& enclosure,
                       LinuxPlaces& places);
+    static void placeMembers(const System& system, const LinuxLook& look,
+                             const LinuxPlaces& places);
 
     SysfsReader& reader;           // borrowed
     std::set<std::string> mounts;  // kernel names that hold mounted file systems

@@ -384,4 +384,52 @@ EnumPhysicalDeviceState memberState(const MdArray& array, const MdMember& member
     return member.slot >= 0 ? kDriveRebuilding : kDriveHotSpare;
 }
 
+int copies(const MdArray& array) {
+    if (array.level != "raid10" || array.layout == 0) return 0;
+    return std::max(1, array.layout & 0xff) * std::max(1, (array.layout >> 8) & 0xff);
+}
+
+std::vector<ArrayMember> roles(const MdArray& array) {
+    std::vector<ArrayMember> list;
+    std::vector<bool> taken(static_cast<std::size_t>(std::clamp(array.disks, 0, kMostDisks)),
+                            false);
+    for (const MdMember& member : array.members) {
+        if (member.gone || member.journal) continue;
+        ArrayMember role;
+        role.osName = member.name;
+        role.slot = member.slot;
+        switch (memberState(array, member)) {
+            case kDriveMember:
+                role.role = ArrayMember::kActive;
+                break;
+            case kDriveRebuilding:
+                role.role = ArrayMember::kRebuilding;
+                break;
+            case kDriveHotSpare:
+                role.role = ArrayMember::kSpare;
+                break;
+            case kDriveFailed:
+                role.role = ArrayMember::kFailed;
+                break;
+            default:
+                continue;  // it left the array in good health
+        }
+        const auto slot = static_cast<std::size_t>(role.slot);
+        if (role.slot >= 0 && slot < taken.size()) taken[slot] = true;
+        list.push_back(role);
+    }
+    for (std::size_t slot = 0; slot < taken.size(); ++slot) {
+        if (taken[slot]) continue;
+        ArrayMember empty;
+        empty.slot = static_cast<int>(slot);
+        empty.role = ArrayMember::kMissing;
+        list.push_back(empty);
+    }
+    const auto place = [](const ArrayMember& m) { return m.slot < 0 ? kMostDisks : m.slot; };
+    std::stable_sort(list.begin(), list.end(), [&](const ArrayMember& a, const ArrayMember& b) {
+        return place(a) < place(b);
+    });
+    return list;
+}
+
 }  // namespace MdArrays

@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "storlib/ArrayMember.h"
 #include "storlib/StorEnums.h"
 #include "storlib/sources/MdStat.h"
 
@@ -113,6 +114,10 @@ EnumLogicalDeviceState state(const MdArray& array);
 EnumRaidLevel raidLevel(const MdArray& array);
 int badStripes(const MdArray& array);
 EnumPhysicalDeviceState memberState(const MdArray& array, const MdMember& member);
+int copies(const MdArray& array);  // of each block, for raid10; 0 for other levels
+// Who belongs to it, by slot, then who has none; a slot without a drive is there as missing. The
+// addresses are left open.
+std::vector<ArrayMember> roles(const MdArray& array);
 
 }  // namespace MdArrays
 

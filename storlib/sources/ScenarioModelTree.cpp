@@ -133,6 +133,44 @@ void addLogicalDrives(const ScenarioObject& from, Adapter& adapter) {
     }
 }
 
+ArrayMember memberOf(const HardDrive& drive, ArrayMember::Role role) {
+    ArrayMember member;
+    member.drive = drive.addr;
+    member.role = role;
+    return member;
+}
+
+// A scenario does not say who belongs to which array. Where a controller has one array only, all
+// its drives that belong to any do.
+void addMembers(const Adapter& adapter) {
+    std::vector<RaidObject*> arrays;
+    adapter.getChildren(arrays, "LogicalDrive", true, true);
+    if (arrays.size() != 1) return;
+    auto& array = static_cast<LogicalDrive&>(*arrays.front());
+    std::vector<RaidObject*> drives;
+    adapter.getChildren(drives, "HardDrive", true, true);
+    int active = 0;
+    int rebuilding = 0;
+    int failed = 0;
+    for (const RaidObject* object : drives) {
+        const auto& drive = static_cast<const HardDrive&>(*object);
+        if (drive.state == kDriveMember) {
+            array.members.push_back(memberOf(drive, ArrayMember::kActive));
+            array.members.back().slot = active++;
+        } else if (drive.state == kDriveRebuilding) {
+            array.members.push_back(memberOf(drive, ArrayMember::kRebuilding));
+            ++rebuilding;
+        } else if (drive.state == kDriveFailed) {
+            array.members.push_back(memberOf(drive, ArrayMember::kFailed));
+            ++failed;
+        } else if (drive.state == kDriveHotSpare) {
+            array.members.push_back(memberOf(drive, ArrayMember::kSpare));
+        }
+    }
+    const bool whole = array.state == kLogicalOptimal || array.state == kLogicalResyncing;
+    array.raidDevices = active + (whole ? 0 : std::max({1, rebuilding, failed}));
+}
+
 std::unique_ptr<Adapter> makeAdapter(const ScenarioObject& object) {
     if (object.number("family", kVantFamily) == kZorFamily) return std::make_unique<ZorAdapter>();
     return std::make_unique<VantAdapter>();
@@ -147,6 +185,7 @@ void ScenarioModel::fill(System& system) const {
         applyFields(*object, *adapter);
         addChannels(*object, *adapter);
         addLogicalDrives(*object, *adapter);
+        addMembers(*adapter);
         addPhys(*object, *adapter);
         system.addChild(adapter.release());
     }

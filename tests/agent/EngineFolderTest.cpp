@@ -28,6 +28,21 @@ TEST(EngineFolder, GivenAFolderThenItIsMadeAndLinkedToTheShippedCatalogue) {
               fs::read_symlink(folder.path() + "RaidNLS.properties").string());
 }
 
+TEST(EngineFolder, GivenLinksThenItIsWritableWhenTheirPlacesAre) {
+    const TempDir dir;
+    const EngineFolder folder(dir.file("state"));
+    fs::create_directories(dir.file("lib"));
+    fs::create_directories(dir.file("log"));
+    fs::create_symlink(dir.file("lib/snapshot"), folder.snapshot());
+    fs::create_symlink(dir.file("log"), folder.path() + "qavelogs");
+    EXPECT_TRUE(folder.isWritable()) << "the snapshot can be made";
+    dir.write("lib/snapshot", "kept");
+    EXPECT_TRUE(folder.isWritable());
+    fs::remove(dir.file("log"));
+    fs::rename(dir.file("lib"), dir.file("elsewhere"));
+    EXPECT_FALSE(folder.isWritable());
+}
+
 TEST(EngineFolder, GivenACatalogueOfTheAdministratorThenItStaysAndABrokenLinkIsReplaced) {
     const TempDir dir;
     dir.write("own/RaidNLS.properties", "mine");

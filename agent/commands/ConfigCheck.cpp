@@ -1,0 +1,28 @@
+#include "agent/commands/ConfigCheck.h"
+
+#include "agent/Failure.h"
+#include "agent/Languages.h"
+
+std::string ConfigCheck::verdict() const {
+    if (files.empty()) return "in order: there is no configuration file, the defaults hold";
+    std::string text;
+    for (const std::string& file : files) text += (text.empty() ? "in order: " : ", ") + file;
+    return text;
+}
+
+ConfigCheck checkConfig(SettingsReader reader) {
+    ConfigCheck result;
+    try {
+        result.settings = reader.read();
+    } catch (const SettingsError& e) {
+        result.problems = e.problems;
+    }
+    result.files = reader.files();
+    if (!result.problems.empty()) return result;
+    try {
+        (void)Languages::catalogue(result.settings.language);
+    } catch (const Failure& e) {
+        result.problems.push_back(reader.origins().at("monitor.language") + ": " + e.what());
+    }
+    return result;
+}

@@ -1,0 +1,38 @@
+#include "agent/commands/StatusVerb.h"
+
+#include <nlohmann/json.hpp>
+
+#include "agent/Output.h"
+#include "agent/commands/CommandSettings.h"
+#include "agent/incidents/IncidentJson.h"
+#include "agent/state/StateJson.h"
+#include "agent/state/Verdict.h"
+#include "agent/status/Look.h"
+#include "util/Clock.h"
+
+void StatusVerb::declare(Flags& flags) {
+    flags.option("--source", source, "read this source once, now, instead of asking the daemon");
+    flags.flag("--json", json, "one JSON document");
+}
+
+int StatusVerb::run(const Context& context) {
+    const AgentSettings settings = readSettings(context);
+    const Look look(settings);
+    const Seen seen = source.empty() ? look.ofDaemon() : look.ofSource(source);
+    const std::int64_t now = Clock::current().now();
+    const Verdict found = verdict(seen.state, seen.incidents, now, settings.staleAfter);
+    if (json) {
+        nlohmann::ordered_json document = {
+            {"verdict", found.word()}, {"sentence", found.sentence}, {"watched", seen.watched}};
+        document["incidents"] = nlohmann::ordered_json::array();
+        for (const Incident& each : seen.incidents) {
+            document["incidents"].push_back(incidentJson(each));
+        }
+        document["state"] = stateJson(seen.state);
+        context.out.line(document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
+    } else {
+        context.out.write(
+            statusText(seen, found.word() + ": " + found.sentence, now, context.style));
+    }
+    return found.exitCode();
+}

@@ -1,0 +1,400 @@
+#include "agent/daemon/DaemonRun.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <thread>
+#include <utility>
+
+#include "agent/Failure.h"
+#include "agent/Languages.h"
+#include "agent/StopSignal.h"
+#include "agent/daemon/ChangeRequests.h"
+#include "agent/daemon/MachineLock.h"
+#include "agent/daemon/PollReport.h"
+#include "agent/daemon/StateFile.h"
+#include "agent/settings/SettingsReader.h"
+#include "agent/state/StateJson.h"
+#include "util/Clock.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kTurn{1};
+constexpr std::chrono::milliseconds kLook{20};  // how often `--once` looks how far it is
+constexpr std::chrono::minutes kFirstPrune{10};
+constexpr std::chrono::hours kPruneInterval{1};
+constexpr char kSettingsTopic[] = "settings";
+constexpr mode_t kControlMode = 0660;
+constexpr mode_t kReadMode = 0666;
+
+std::string hostName() {
+    char name[256] = "";
+    if (gethostname(name, sizeof name - 1) != 0 || *name == 0) return "localhost";
+    return name;
+}
+
+std::string counted(std::size_t count, const char* one, const char* many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+bool sameWatching(const AgentSettings& a, const AgentSettings& b) {
+    return a.source == b.source && a.language == b.language && a.stateFolder == b.stateFolder &&
+           a.runFolder == b.runFolder && a.engineFolder == b.engineFolder &&
+           a.controlGroup == b.controlGroup;
+}
+
+}  // namespace
+
+DaemonRun::DaemonRun(const Daemon::Options& optionsIN, const Context& contextIN)
+    : options(optionsIN),
+      context(contextIN),
+      clock(options.pace == 1 ? nullptr : std::make_unique<PacedClock>(options.pace)),
+      settings(readSettings()),
+      places(settings),
+      host(hostName()),
+      nextPrune(SteadyClock::now() + kFirstPrune) {
+    std::string error;
+    lib = VantLib::open(settings.source, error);
+    if (!lib) throw Failure(Failure::kBadUse, error);
+    if (!settings.language.empty()) catalogue = Languages::catalogue(settings.language);
+    prepareFolders();
+    lock = std::make_unique<PidLock>(places.lockFile());
+    folder = settings.engineFolder.empty() ? std::make_unique<EngineFolder>()
+                                           : std::make_unique<EngineFolder>(settings.engineFolder);
+    if (!folder->isWritable()) {
+        note("cannot write to " + folder->path() +
+             ": the engine keeps no snapshot there, and what changes while raidwatch is away "
+             "stays unseen; name another folder, engine in [paths]");
+    }
+    // Before anything of the engine is constructed: it would wait for ever.
+    freeMachineLock();
+    openStore();
+    startSinks();
+    startMonitor();
+}
+
+DaemonRun::~DaemonRun() { context.stop.callNobody(); }
+
+void DaemonRun::note(const std::string& line) const {
+    const std::lock_guard<std::mutex> guard(noting);
+    context.note(line);
+}
+
+AgentSettings DaemonRun::readSettings() const {
+    const bool named = !options.configFile.empty();
+    AgentSettings read =
+        SettingsReader(named ? options.configFile : SettingsReader::kDefaultFile, named).read();
+    if (!options.source.empty()) read.source = options.source;
+    return read;
+}
+
+void DaemonRun::prepareFolders() const {
+    for (const std::string& name : {settings.stateFolder, settings.runFolder}) {
+        std::error_code error;
+        std::filesystem::create_directories(name, error);
+        if (error || access(name.c_str(), W_OK) != 0) {
+            throw Failure(Failure::kFailed, "cannot write to " + name +
+                                                "; run as root, or name another folder in "
+                                                "[paths]");
+        }
+    }
+}
+
+void DaemonRun::freeMachineLock() const {
+    try {
+        const std::string line = MachineLock::repair(lock->descriptor());
+        if (!line.empty()) note(line);
+    } catch (const Failure& e) {
+        note(e.what());  // the watchdog will tell when the monitor really waits
+    }
+}
+
+void DaemonRun::openStore() {
+    spool = std::make_unique<Spool>(RunFolder::spoolFile(settings));
+    if (!spool->openingNote().empty()) note(spool->openingNote());
+    safe = std::make_unique<SafeSnapshot>(folder->snapshot());
+    if (folder->isWritable()) {
+        // What was committed with the records counts; the file is a copy of it.
+        const std::string committed = spool->snapshot();
+        if (!committed.empty()) safe->keep(committed);
+        const std::string remark = safe->restore();
+        if (!remark.empty()) note(remark);
+    }
+    pipeline = std::make_unique<Pipeline>(
+        *spool, *safe, settings,
+        Pipeline::Places{places.stateFile(), RunFolder::lastStateFile(settings)}, [this] {
+            if (sinks) sinks->notify();
+        });
+    const std::string last = StateFile(RunFolder::lastStateFile(settings)).read();
+    if (last.empty()) return;
+    try {
+        const MachineState before = stateFromJson(Json::parse(last));
+        builder.remember(before);
+        pipeline->remember(before);
+    } catch (const std::exception& e) {
+        note("what the last run remembered of the machine cannot be read (" +
+             std::string(e.what()) + "); going on without it");
+    }
+}
+
+void DaemonRun::startSinks() {
+    sinks = std::make_unique<SinkSet>(RunFolder::spoolFile(settings),
+                                      [this](const std::string& line) { note(line); });
+    sinks->reload(settings.sinks);
+    if (settings.sinks.empty()) {
+        note("no sink is configured: nobody will be told; see raidwatch.toml(5)");
+    }
+    spool->beginWatch(Clock::current().now());
+}
+
+void DaemonRun::startMonitor() {
+    MonitorThread::Settings watched;
+    watched.catalogue = catalogue;
+    watched.look = [this] { return look(); };
+    watched.wake = [this] { bell.ring(); };
+    watched.beforeResuming = [this] { putSnapshotBack(); };
+    if (clock) watched.joinStep = std::chrono::milliseconds(10);
+    monitor = std::make_unique<MonitorThread>(*lib, *folder, watched);
+}
+
+// On the monitoring thread.
+std::shared_ptr<const PollReport> DaemonRun::look() {
+    auto report = std::make_shared<PollReport>();
+    report->state = builder.build(*lib, Clock::current().now());
+    report->state.host = host;
+    report->state.source = settings.source;
+    report->snapshot = safe->readCurrent();
+    if (!report->snapshot.empty()) shownSnapshot = report->snapshot;
+    return report;
+}
+
+// On the monitoring thread, after a poll that broke off: it may have written its snapshot.
+void DaemonRun::putSnapshotBack() {
+    if (!shownSnapshot.empty()) safe->putBack(shownSnapshot);
+}
+
+void DaemonRun::openDoors() {
+    const std::string spoolFile = RunFolder::spoolFile(settings);
+    controlDoor = std::make_unique<Door>(Door::Parts{spoolFile, places.stateFile(), &desk});
+    readDoor = std::make_unique<Door>(Door::Parts{spoolFile, places.stateFile(), nullptr});
+    const auto handler = [](Door& door) {
+        return [&door](const std::string& line, uid_t peer) { return door.answer(line, peer); };
+    };
+    controlServer = std::make_unique<ControlServer>(
+        places.controlSocket(), ControlServer::Access{kControlMode, settings.controlGroup},
+        handler(*controlDoor), ControlServer::Limits{});
+    readServer =
+        std::make_unique<ControlServer>(places.readSocket(), ControlServer::Access{kReadMode, ""},
+                                        handler(*readDoor), ControlServer::Limits{});
+    for (const ControlServer* server : {controlServer.get(), readServer.get()}) {
+        if (!server->note().empty()) note(server->note());
+    }
+}
+
+int DaemonRun::watch() {
+    context.stop.takeHangUpAsReload([this] { bell.ring(); });
+    openDoors();
+    service.ready("watching " + settings.source);
+    while (!context.stop.requested()) {
+        bell.waitFor(kTurn);
+        turn();
+    }
+    shutDown();
+    return Failure::kDone;
+}
+
+void DaemonRun::turn() {
+    MonitorThread::Batch batch;
+    if (pipeline->wantsMore()) batch = monitor->take();
+    for (const std::string& line : batch.notes) note(line);
+    const bool ended = batch.polls > 0;
+    pipeline->pass(std::move(batch));
+    desk.serve([this](const Json& request) { return carryOut(request); });
+    if (context.stop.takeReload()) reloadOnSignal();
+    if (ended) {
+        polled = true;
+        service.polled();
+    }
+    tellManager();
+    pruneSometimes();
+}
+
+void DaemonRun::tellManager() {
+    const MachineState& seen = pipeline->machine();
+    std::string line = polled ? counted(seen.arrays.size(), "array", "arrays") + ", " +
+                                    counted(seen.drives.size(), "drive", "drives")
+                              : "watching " + settings.source + ", not yet read";
+    for (const auto& [topic, problem] : pipeline->problems()) line += "; " + topic + ": " + problem;
+    service.status(line);
+}
+
+void DaemonRun::pruneSometimes() {
+    if (SteadyClock::now() < nextPrune) return;
+    nextPrune = SteadyClock::now() + kPruneInterval;
+    try {
+        (void)spool->prune((Clock::current().now() - settings.keep) * 1000);
+    } catch (const SpoolError& e) {
+        note(e.what());  // an hour later it is tried again
+    }
+}
+
+// --- changes ---
+
+std::vector<std::string> DaemonRun::reload() {
+    const bool named = !options.configFile.empty();
+    SettingsReader reader(named ? options.configFile : SettingsReader::kDefaultFile, named);
+    AgentSettings fresh = reader.read();
+    if (!options.source.empty()) fresh.source = options.source;
+    sinks->reload(fresh.sinks);
+    pipeline->use(fresh);
+    if (!sameWatching(fresh, settings)) {
+        note("what has changed in [monitor], [paths] and [access] holds after a restart");
+    }
+    // look() reads the source on the monitoring thread, and paths are in use: these stay.
+    settings.keep = fresh.keep;
+    settings.sinks = std::move(fresh.sinks);
+    return reader.files();
+}
+
+void DaemonRun::reloadOnSignal() {
+    service.reloading();
+    try {
+        const std::vector<std::string> files = reload();
+        pipeline->setProblem(kSettingsTopic, "");
+        note("the configuration is read again: " + counted(files.size(), "file", "files") + ", " +
+             counted(settings.sinks.size(), "sink", "sinks"));
+    } catch (const SettingsError& e) {
+        for (const std::string& line : e.problems) note(line);
+        note("the configuration has errors; the old one stays in force");
+        pipeline->setProblem(kSettingsTopic,
+                             "the new configuration is not in force: " +
+                                 (e.problems.empty() ? std::string(e.what()) : e.problems.front()));
+    } catch (const std::exception& e) {
+        note(std::string(e.what()) + "; the old configuration stays in force");
+        pipeline->setProblem(kSettingsTopic,
+                             std::string("the new configuration is not in force: ") + e.what());
+    }
+    service.ready("watching " + settings.source);
+}
+
+Json DaemonRun::carryOut(const Json& request) {
+    const std::string word = ChangeRequests::wordOf(request);
+    const auto spanJson = [](const Pipeline::Span& span, const std::vector<std::string>& names) {
+        return Json{{"sequence", span.first}, {"last", span.last}, {"sinks", names}};
+    };
+    std::vector<std::string> names;
+    for (const auto& [name, sink] : settings.sinks) names.push_back(name);
+    if (word == "ack") {
+        const AckRequest ack = ChangeRequests::ackOf(request);
+        pipeline->acknowledge(ack.id, ack.by, ack.comment, ack.until);
+        return {{"id", ack.id}};
+    }
+    if (word == "unack") {
+        const std::int64_t id = ChangeRequests::idOf(request);
+        pipeline->unacknowledge(id);
+        return {{"id", id}};
+    }
+    if (word == "silence-add") {
+        const Silence silence = ChangeRequests::silenceOf(request, Clock::current().now());
+        return {{"id", pipeline->addSilence(silence)}};
+    }
+    if (word == "silence-rm") {
+        const std::int64_t id = ChangeRequests::idOf(request);
+        pipeline->removeSilence(id);
+        return {{"id", id}};
+    }
+    if (word == "test") {
+        const std::vector<std::string> wanted = ChangeRequests::sinksOf(request);
+        for (const std::string& name : wanted) {
+            if (settings.sinks.count(name) != 0) continue;
+            throw Failure(
+                Failure::kBadUse, "there is no sink " + name + "; configured are:" + [&names] {
+                    std::string list;
+                    for (const auto& one : names) list += " " + one;
+                    return list.empty() ? " none" : list;
+                }());
+        }
+        return spanJson(pipeline->test(wanted), wanted.empty() ? names : wanted);
+    }
+    if (word == "drill") {
+        const auto name = request.find("name");
+        const bool named = name != request.end() && name->is_string();
+        return spanJson(pipeline->drill(named ? name->get<std::string>() : "drill",
+                                        ChangeRequests::eventsOf(request)),
+                        names);
+    }
+    if (word == "reload") {
+        const std::vector<std::string> files = reload();
+        pipeline->setProblem(kSettingsTopic, "");
+        return {{"files", files}};
+    }
+    throw Failure(Failure::kBadUse, "unknown request \"" + word + "\"");
+}
+
+// --- the end ---
+
+void DaemonRun::shutDown() {
+    service.stopping();
+    desk.close();
+    for (ControlServer* server : {controlServer.get(), readServer.get()}) {
+        if (server != nullptr) server->stop();
+    }
+    monitor->stop();
+    MonitorThread::Batch rest = monitor->take();
+    for (const std::string& line : rest.notes) note(line);
+    pipeline->finish(std::move(rest));
+    try {
+        spool->endWatch(Clock::current().now());
+    } catch (const SpoolError& e) {
+        note(e.what());
+    }
+    sinks->stop();
+}
+
+int DaemonRun::once() {
+    const bool read = waitForReport();
+    monitor->stop();
+    turn();
+    const bool told = waitForSinks();
+    shutDown();
+    for (const auto& [topic, problem] : pipeline->problems()) note(topic + ": " + problem);
+    if (!read) {
+        throw Failure(Failure::kFailed,
+                      "the storage could not be read in time: " + lib->lastError());
+    }
+    if (!told) throw Failure(Failure::kFailed, "not everybody could be told; the next run goes on");
+    return pipeline->problems().empty() ? Failure::kDone : Failure::kFailed;
+}
+
+bool DaemonRun::waitForReport() {
+    const auto end = SteadyClock::now() + options.patience;
+    while (!context.stop.requested() && SteadyClock::now() < end) {
+        bell.waitFor(kLook);
+        MonitorThread::Batch batch = monitor->take();
+        for (const std::string& line : batch.notes) note(line);
+        const bool ended = batch.polls > 0;
+        pipeline->pass(std::move(batch));
+        if (ended) return true;
+    }
+    return false;
+}
+
+// True when nobody has anything before him.
+bool DaemonRun::waitForSinks() {
+    const auto end = SteadyClock::now() + options.patience;
+    std::string late;
+    do {
+        late.clear();
+        for (const SinkStatus& sink : sinks->status()) {
+            if (sink.waiting > 0) late += (late.empty() ? "" : ", ") + sink.sink;
+        }
+        if (late.empty()) return true;
+        std::this_thread::sleep_for(kLook);
+    } while (!context.stop.requested() && SteadyClock::now() < end);
+    note("not yet told: " + late);
+    return false;
+}

@@ -1,0 +1,100 @@
+// DaemonRun: one life of the daemon, with the parts as its members in the order in which they are
+// made. Private to Daemon.
+#ifndef AGENT_DAEMON_DAEMONRUN_H
+#define AGENT_DAEMON_DAEMONRUN_H
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "agent/Context.h"
+#include "agent/EngineFolder.h"
+#include "agent/MonitorThread.h"
+#include "agent/daemon/Bell.h"
+#include "agent/daemon/ChangeDesk.h"
+#include "agent/daemon/ControlServer.h"
+#include "agent/daemon/Daemon.h"
+#include "agent/daemon/Door.h"
+#include "agent/daemon/PacedClock.h"
+#include "agent/daemon/PidLock.h"
+#include "agent/daemon/Pipeline.h"
+#include "agent/daemon/RunFolder.h"
+#include "agent/daemon/ServiceManager.h"
+#include "agent/settings/AgentSettings.h"
+#include "agent/sinks/SinkSet.h"
+#include "agent/spool/SafeSnapshot.h"
+#include "agent/spool/Spool.h"
+#include "agent/state/StateBuilder.h"
+#include "storlib/VantLib.h"
+
+class DaemonRun {
+public:
+    DaemonRun(const Daemon::Options& optionsIN, const Context& contextIN);
+    ~DaemonRun();
+    DaemonRun(const DaemonRun&) = delete;
+    DaemonRun& operator=(const DaemonRun&) = delete;
+
+    int watch();  // until a stop is requested
+    int once();
+
+private:
+    AgentSettings readSettings() const;
+    void prepareFolders() const;
+    void note(const std::string& line) const;
+
+    void freeMachineLock() const;
+    void openStore();
+    void startSinks();
+    void startMonitor();
+    void openDoors();
+
+    void turn();
+    void pruneSometimes();
+    void tellManager();
+    std::vector<std::string> reload();  // the files read; Failure, and nothing changed
+    void reloadOnSignal();
+    void shutDown();
+    bool waitForReport();
+    bool waitForSinks();
+    std::shared_ptr<const PollReport> look();
+    void putSnapshotBack();
+    nlohmann::ordered_json carryOut(const nlohmann::ordered_json& request);
+
+    const Daemon::Options options;
+    const Context& context;
+    mutable std::mutex noting;  // sinks' threads have notes too
+    Bell bell;
+    std::unique_ptr<PacedClock> clock;
+    AgentSettings settings;
+    const RunFolder places;
+    std::unique_ptr<PidLock> lock;
+    std::string catalogue;
+    std::unique_ptr<EngineFolder> folder;
+    std::unique_ptr<VantLib> lib;
+    std::unique_ptr<Spool> spool;
+    std::unique_ptr<SafeSnapshot> safe;
+    std::unique_ptr<SinkSet> sinks;
+    std::unique_ptr<Pipeline> pipeline;
+
+    StateBuilder builder;       // the monitoring thread's own
+    std::string shownSnapshot;  // the same; of the last completed poll
+    std::string host;
+    std::unique_ptr<MonitorThread> monitor;
+
+    ChangeDesk desk{[this] { bell.ring(); }};
+    std::unique_ptr<Door> controlDoor;
+    std::unique_ptr<Door> readDoor;
+    std::unique_ptr<ControlServer> controlServer;
+    std::unique_ptr<ControlServer> readServer;
+
+    ServiceManager service;
+    std::chrono::steady_clock::time_point nextPrune;
+    bool polled = false;  // at least once
+};
+
+#endif  // AGENT_DAEMON_DAEMONRUN_H

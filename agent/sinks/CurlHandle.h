@@ -1,0 +1,61 @@
+// CurlHandle: one transfer of libcurl, cleaned up at the end of the scope, with what every transfer
+// of ours has in common: no signals, TLS that is always verified, errors as one safe line.
+//
+//   CurlHandle transfer;
+//   transfer.set(CURLOPT_URL, url.c_str());
+//   const CURLcode result = transfer.perform();
+//   if (result != CURLE_OK) return transfer.failure(result);
+//
+// Threads  Any number of objects; one thread per object. libcurl is initialised once.
+// Errors   std::runtime_error from the constructor and set(): an option that is not taken is never
+//          passed over, because it may be the one that keeps us safe.
+#ifndef AGENT_SINKS_CURLHANDLE_H
+#define AGENT_SINKS_CURLHANDLE_H
+
+#include <curl/curl.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <stdexcept>
+#include <string>
+
+class CurlHandle {
+public:
+    CurlHandle();
+    ~CurlHandle();
+    CurlHandle(const CurlHandle&) = delete;
+    CurlHandle& operator=(const CurlHandle&) = delete;
+
+    template <typename Value>
+    void set(CURLoption option, Value value) {
+        check(curl_easy_setopt(handle, option, value));
+    }
+    void setTimeout(std::chrono::milliseconds whole);  // connecting gets at most a third of it
+    // Ends the transfer within about a second once `stop` is true; null for never. Borrowed.
+    void setCancel(const std::atomic<bool>* stop);
+    // Trusts the certificates of this file and no others; "" means those of the system.
+    void setTrust(const std::string& caFile);
+    // One line that is sent as it is; of a list that lives as long as the handle.
+    void addTo(CURLoption option, const std::string& line);
+
+    CURLcode perform();
+    long number(CURLINFO what) const;      // 0 when not known
+    long long large(CURLINFO what) const;  // likewise
+    // What went wrong and, where there is one, the cure; safe for people.
+    std::string failure(CURLcode result) const;
+
+private:
+    struct List {
+        CURLoption option = CURLOPT_LASTENTRY;
+        curl_slist* lines = nullptr;
+    };
+
+    static void check(CURLcode result);
+
+    CURL* handle = nullptr;
+    std::array<List, 2> lists;
+    std::array<char, CURL_ERROR_SIZE> error{};
+};
+
+#endif  // AGENT_SINKS_CURLHANDLE_H

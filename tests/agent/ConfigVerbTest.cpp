@@ -1,0 +1,114 @@
+#include "agent/commands/ConfigVerb.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/agent/CommandRun.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+TEST(ConfigVerb, CheckSaysThatAllIsInOrderAndNamesTheFiles) {
+    const TempDir dir;
+    const std::string file = dir.write("raidwatch.toml", "[monitor]\nsource = \"linux\"\n");
+    const std::string more = dir.write("conf.d/a.toml", "");
+    const CommandRun ran = runCommand({"config", "check", "--config", file});
+    EXPECT_EQ(0, ran.exit);
+    EXPECT_EQ("in order: " + file + ", " + more + "\n", ran.out);
+}
+
+TEST(ConfigVerb, CheckNamesEveryProblemAndFails) {
+    const TempDir dir;
+    const std::string file = dir.write("raidwatch.toml", "[monitor]\na = 1\n[spool]\nkeep = 0\n");
+    const CommandRun ran = runCommand({"config", "check", "--config", file});
+    EXPECT_EQ(1, ran.exit);
+    EXPECT_EQ(file + ":2: [monitor] has no key a; it has source, language\n" + file +
+                  ":4: keep is 0s; give 1h to 36600d\n",
+              ran.out);
+    const CommandRun json = runCommand({"config", "check", "--json", "--config", file});
+    EXPECT_EQ(1, json.exit);
+    const auto document = nlohmann::json::parse(json.out);
+    EXPECT_FALSE(document["ok"].get<bool>());
+    EXPECT_EQ(2u, document["problems"].size());
+}
+
+TEST(ConfigVerb, CheckRefusesALanguageThatIsNotInstalled) {
+    const TempDir dir;
+    const std::string file = dir.write("raidwatch.toml", "[monitor]\nlanguage = \"xx\"\n");
+    const CommandRun ran = runCommand({"config", "check", "--config", file});
+    EXPECT_EQ(1, ran.exit);
+    EXPECT_EQ(0u, ran.out.find(file + ":2: ")) << ran.out;
+    EXPECT_NE(std::string::npos, ran.out.find("de, en, es")) << ran.out;
+}
+
+TEST(ConfigVerb, ShowSaysWhereEachValueComesFromAndHidesSecrets) {
+    const TempDir dir;
+    const std::string token = dir.write("token", "geheim");
+    ASSERT_EQ(0, chmod(token.c_str(), 0600));
+    dir.write("engine/QELConfig.conf", "qel.eventQueueSize=3000\n");
+    const std::string file =
+        dir.write("raidwatch.toml", "[paths]\nengine = \"" + dir.file("engine") +
+                                        "\"\n[sink.web]\ntype = \"webhook\"\nurl = \"http://h\"\n"
+                                        "token_file = \"" +
+                                        token +
+                                        "\"\nheaders = { X-Api-Key = \"abc\", X-Site = \"home\" }\n"
+                                        "[sink.journal]\nenabled = true\n");
+    const CommandRun ran = runCommand({"config", "show", "--config", file});
+    EXPECT_EQ(0, ran.exit);
+    const auto has = [&](const std::string& text) {
+        EXPECT_NE(std::string::npos, ran.out.find(text)) << text << "\n" << ran.out;
+    };
+    has("[access]\ncontrol_group = \"raidwatch\"                  # default\n");
+    has("\n[sink.web]\n");
+    has("url = \"http://h\"                             # " + file + ":5\n");
+    has("headers = { X-Api-Key = \"********\", X-Site = \"home\" }  # " + file + ":7\n");
+    has("token_file = \"" + token + "\"");
+    has("# qel.eventQueueSize=3000");
+    has("# qel.debugMask=0                            # default\n");
+    EXPECT_EQ(std::string::npos, ran.out.find("geheim"));
+    EXPECT_EQ(std::string::npos, ran.out.find("abc"));
+
+    const auto json =
+        nlohmann::json::parse(runCommand({"config", "show", "--json", "--config", file}).out);
+    EXPECT_EQ(nlohmann::json(std::vector<std::string>{file}), json["files"]);
+    bool found = false;
+    for (const auto& value : json["values"]) {
+        if (value["key"] != "sink.web.timeout") continue;
+        found = true;
+        EXPECT_EQ("30s", value["value"]);
+        EXPECT_EQ("default", value["origin"]);
+    }
+    EXPECT_TRUE(found);
+    EXPECT_EQ("3000", json["engine"]["values"][0]["value"]);
+}
+
+TEST(ConfigVerb, ShowOfAWrongConfigurationNamesTheProblems) {
+    const TempDir dir;
+    const CommandRun ran =
+        runCommand({"config", "show", "--config", dir.write("raidwatch.toml", "a = 1\n")});
+    EXPECT_EQ(1, ran.exit);
+    EXPECT_EQ("the configuration is not in order; correct it, then try again", ran.failure);
+    ASSERT_EQ(1u, ran.notes.size());
+    EXPECT_EQ(0u, ran.notes[0].find(dir.file("raidwatch.toml:1: "))) << ran.notes[0];
+}
+
+TEST(ConfigVerb, GivenAWordThatItDoesNotHaveThenBadUse) {
+    EXPECT_EQ(2, runCommand({"config"}).exit);
+    EXPECT_EQ("config needs one of its commands: check, show, schema; see raidwatch config --help",
+              runCommand({"config"}).failure);
+    EXPECT_EQ(2, runCommand({"config", "edit"}).exit);
+    EXPECT_EQ(2, runCommand({"config", "show", "--xml"}).exit);
+}
+
+TEST(ConfigVerb, SchemaIsTextOrJsonSchema) {
+    EXPECT_EQ(0u, runCommand({"config", "schema"}).out.find("[monitor]  what is watched\n"));
+    const auto schema = nlohmann::json::parse(runCommand({"config", "schema", "--json"}).out);
+    EXPECT_EQ("https://json-schema.org/draft/2020-12/schema", schema["$schema"]);
+}
+
+}  // namespace
