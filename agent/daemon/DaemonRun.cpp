@@ -142,8 +142,11 @@ void DaemonRun::openStore() {
 }
 
 void DaemonRun::startSinks() {
-    sinks = std::make_unique<SinkSet>(RunFolder::spoolFile(settings),
-                                      [this](const std::string& line) { note(line); });
+    const auto maker = [state = places.stateFile()](const SinkSettings& sink) {
+        return makeSink(sink, state);
+    };
+    sinks = std::make_unique<SinkSet>(
+        RunFolder::spoolFile(settings), [this](const std::string& line) { note(line); }, maker);
     sinks->reload(settings.sinks);
     if (settings.sinks.empty()) {
         note("no sink is configured: nobody will be told; see raidwatch.toml(5)");

@@ -118,16 +118,16 @@ bool become(const HookUser& user) {
     const int report = fcntl(start.report, F_DUPFD_CLOEXEC, 10);
     const int input = fcntl(start.input, F_DUPFD_CLOEXEC, 10);
     const int output = fcntl(start.output, F_DUPFD_CLOEXEC, 10);
-    if (report < 0 || input < 0 || output < 0) giveUp(start.report, "prepare files");
+    if (report < 0 || input < 0 || output < 0) giveUp(start.report, "prepare files for");
     if (dup2(input, 0) < 0 || dup2(output, 1) < 0 || dup2(output, 2) < 0 ||
         dup3(report, kReport, O_CLOEXEC) < 0) {
-        giveUp(report, "prepare files");
+        giveUp(report, "prepare files for");
     }
     // Old kernels cannot; there everything of ours is closed by its own flag.
     (void)syscall(SYS_close_range, kReport + 1, UINT_MAX, 0);
-    if (chdir("/") != 0) giveUp(kReport, "enter /");
+    if (chdir("/") != 0) giveUp(kReport, "enter / for");
     umask(077);
-    if (start.user->change && !become(*start.user)) giveUp(kReport, "become the user");
+    if (start.user->change && !become(*start.user)) giveUp(kReport, "become the user to run");
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);

@@ -3,6 +3,7 @@
 #include "agent/sinks/AlertmanagerSink.h"
 #include "agent/sinks/ExecSink.h"
 #include "agent/sinks/FileSink.h"
+#include "agent/sinks/HookState.h"
 #include "agent/sinks/JournalSink.h"
 #include "agent/sinks/MailSink.h"
 #include "agent/sinks/SinkValues.h"
@@ -34,6 +35,12 @@ std::unique_ptr<Sink> makeSink(const SinkSettings& settings) {
     throw SinkValues(settings).wrong("type", settings.type.empty()
                                                  ? "is missing; it is one of " + known
                                                  : "\"" + settings.type + "\" is none of " + known);
+}
+
+std::unique_ptr<Sink> makeSink(const SinkSettings& settings, const std::string& stateFile) {
+    // Only hooks have words for devices that other records do not know.
+    if (settings.type != "exec") return makeSink(settings);
+    return std::make_unique<ExecSink>(settings, stateIn(stateFile));
 }
 
 std::vector<std::string> sinkTypes() {

@@ -13,6 +13,8 @@
 #include "agent/sinks/Sink.h"
 
 std::unique_ptr<Sink> makeSink(const SinkSettings& settings);
+// The same for a sink that may look up device names in the daemon's state file.
+std::unique_ptr<Sink> makeSink(const SinkSettings& settings, const std::string& stateFile);
 
 // The kinds that this build knows, sorted.
 std::vector<std::string> sinkTypes();

@@ -1,6 +1,6 @@
 // SinkSet: all configured sinks at work, one worker each.
 //
-//   SinkSet sinks(folder + "/spool.db", note);
+//   SinkSet sinks(folder + "/spool.db", note, maker);   // how a sink is made of its settings
 //   sinks.reload(settings.sinks);       // at start, and when the configuration has changed
 //   sinks.notify();                     // after each commit to the spool
 //   sinks.stop();
@@ -26,7 +26,7 @@ class SinkSet {
 public:
     using Maker = std::function<std::unique_ptr<Sink>(const SinkSettings&)>;
 
-    SinkSet(std::string spoolFileIN, SinkPump::Note noteIN, Maker makerIN = makeSink);
+    SinkSet(std::string spoolFileIN, SinkPump::Note noteIN, Maker makerIN);
     ~SinkSet();  // stops
     SinkSet(const SinkSet&) = delete;
     SinkSet& operator=(const SinkSet&) = delete;

@@ -111,7 +111,7 @@ TEST_F(ExecSinkTest, AHookThatTakesTooLongIsStoppedAndTriedAgain) {
     settings.timeout = 1;
     const Answer answer = running("echo begun; exec sleep 100").deliver(driveEvent(), "m:1");
     EXPECT_EQ(Answer::Kind::kRetry, answer.kind);
-    EXPECT_EQ("hook took longer than 1 s and was stopped; it said: begun", answer.text);
+    EXPECT_EQ(0u, answer.text.find("hook took longer than 1 s and was stopped")) << answer.text;
 }
 
 TEST_F(ExecSinkTest, WhatOthersCanChangeIsNotRun) {

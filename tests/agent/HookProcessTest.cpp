@@ -84,7 +84,7 @@ TEST_F(HookProcessTest, ItStartsInTheRootFolderInAGroupOfItsOwnWithUsualSignals)
     call.environment = {"PATH=/usr/bin:/bin"};
     const HookResult result =
         run("pwd; [ $(ps -o pgid= -p $$) = $$ ] && echo group; umask;"
-            "grep -E 'SigBlk|SigIgn' /proc/$$/status");
+            "exec grep -E 'SigBlk|SigIgn' /proc/self/status");
     signal(SIGUSR2, handler);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     EXPECT_EQ("/\ngroup\n0077\nSigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n",
@@ -107,7 +107,7 @@ TEST_F(HookProcessTest, ASignalIsToldAsSuch) {
 }
 
 TEST_F(HookProcessTest, AtTheTimeLimitTheWholeGroupIsEnded) {
-    limits.time = Milliseconds(300);
+    limits.time = Milliseconds(1500);  // long enough for the shell to come so far
     limits.grace = Milliseconds(200);
     call.environment = {"PATH=/usr/bin:/bin"};
     const auto before = std::chrono::steady_clock::now();
@@ -121,7 +121,7 @@ TEST_F(HookProcessTest, AtTheTimeLimitTheWholeGroupIsEnded) {
 }
 
 TEST_F(HookProcessTest, AtTheTimeLimitItMayStillSayGoodbye) {
-    limits.time = Milliseconds(300);
+    limits.time = Milliseconds(1500);  // long enough for the shell to come so far
     limits.grace = Milliseconds(20000);
     call.environment = {"PATH=/usr/bin:/bin"};
     const HookResult result =
