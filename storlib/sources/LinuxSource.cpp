@@ -50,7 +50,7 @@ Ret LinuxSource::fill(System& system) {
     drives = BlockDrives::read(reader, now.blocks);
     health.step(drives);
     tree.build(system, now, drives, &health, places);
-    shown = now;
+    shown = now.conditions(places);
     last = std::move(now);
     looked = true;
     asked.clear();
@@ -72,14 +72,15 @@ void LinuxSource::recordConfigurationChange(unsigned int controllerID) {
 }
 
 void LinuxSource::recordChangedControllers(const LinuxLook& now) {
-    const auto before = shown.conditions(places);
     const auto after = now.conditions(places);
-    const auto textOf = [](const std::map<unsigned int, std::string>& texts, unsigned int number) {
+    static const std::string kNothing;
+    const auto textOf = [](const std::map<unsigned int, std::string>& texts,
+                           unsigned int number) -> const std::string& {
         const auto found = texts.find(number);
-        return found == texts.end() ? std::string() : found->second;
+        return found == texts.end() ? kNothing : found->second;
     };
     for (unsigned int number = 0; number < places.controllers; ++number) {
-        if (announced || textOf(before, number) != textOf(after, number)) {
+        if (announced || textOf(shown, number) != textOf(after, number)) {
             recordConfigurationChange(number);
         }
     }

@@ -17,6 +17,7 @@
 #ifndef STORLIB_SOURCES_LINUXSOURCE_H
 #define STORLIB_SOURCES_LINUXSOURCE_H
 
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -60,8 +61,8 @@ private:
     LinuxTree tree;
     SmartHealth health;
     ControllerEventLog log;
-    LinuxLook last;   // the newest look, cheap or not
-    LinuxLook shown;  // the look that the last tree was made from
+    LinuxLook last;                             // the newest look, cheap or not
+    std::map<unsigned int, std::string> shown;  // conditions() that the last tree was made from
     LinuxPlaces places;
     std::vector<LinuxDrive> drives;
     std::set<unsigned int> asked;  // controllers whose listing was read since the last look

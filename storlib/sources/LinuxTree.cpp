@@ -1,6 +1,7 @@
 #include "storlib/sources/LinuxTree.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 
 #include "storlib/Attributes.h"
@@ -105,17 +106,27 @@ int urgency(int state) {
     }
 }
 
-int driveState(const LinuxDrive& drive, const LinuxLook& look, bool failing) {
-    int state = kDriveReady;
+// What the arrays say about their members, in the order of the members' places.
+std::vector<std::pair<std::string, int>> memberRoles(const LinuxLook& look) {
+    std::vector<std::pair<std::string, int>> roles;
     for (const MdArray& array : look.arrays) {
         for (const MdMember& member : array.members) {
-            const bool here =
-                member.blockPath == drive.path ||
-                member.blockPath.compare(0, drive.path.size() + 1, drive.path + "/") == 0;
-            if (!here) continue;
-            const int role = MdArrays::memberState(array, member);
-            if (urgency(role) > urgency(state)) state = role;
+            roles.emplace_back(member.blockPath, MdArrays::memberState(array, member));
         }
+    }
+    std::sort(roles.begin(), roles.end());
+    return roles;
+}
+
+// By the roles of the drive itself and of its partitions.
+int driveState(const LinuxDrive& drive, const std::vector<std::pair<std::string, int>>& roles,
+               bool failing) {
+    int state = kDriveReady;
+    const std::size_t length = drive.path.size();
+    for (auto role = std::lower_bound(roles.begin(), roles.end(), std::pair(drive.path, INT_MIN));
+         role != roles.end() && role->first.compare(0, length, drive.path) == 0; ++role) {
+        const bool here = role->first.size() == length || role->first[length] == '/';
+        if (here && urgency(role->second) > urgency(state)) state = role->second;
     }
     if (!drive.answers) return kDriveNotPresent;
     return failing && state == kDriveMember ? static_cast<int>(kDriveFailed) : state;
@@ -253,7 +264,7 @@ LinuxTree::Branch* LinuxTree::branchOf(std::vector<Branch>& branches, const Linu
     return drive.kind == LinuxDrive::Kind::kNvme ? nullptr : other;
 }
 
-void LinuxTree::addDrive(Branch& branch, const LinuxDrive& drive, const LinuxLook& look,
+void LinuxTree::addDrive(Branch& branch, const LinuxDrive& drive, const Roles& roles,
                          const SmartHealth* health, SasPhys& phys, LinuxPlaces& places) {
     unsigned int channelNumber = 0;
     unsigned int wanted = 0;
@@ -291,7 +302,7 @@ void LinuxTree::addDrive(Branch& branch, const LinuxDrive& drive, const LinuxLoo
     object->size = drive.megabytes;
     object->pfaSupported = smart != SmartHealth::kUnknown;
     object->pfaError = smart == SmartHealth::kFailing;
-    object->state = driveState(drive, look, object->pfaError);
+    object->state = driveState(drive, roles, object->pfaError);
     object->taskInProgress = object->state == kDriveRebuilding;
     object->OSPartition = isMounted(mounts, drive.name);
     if (channel->getChannelType() == kChannelSas) {
@@ -433,9 +444,10 @@ void LinuxTree::build(System& system, const LinuxLook& seen, const std::vector<L
             if (host.kind == ScsiHost::Kind::kSas) addHostPhys(host, phys, *branch.adapter);
         }
     }
+    const Roles roles = memberRoles(look);
     for (const LinuxDrive& drive : drives) {
         Branch* branch = branchOf(branches, drive);
-        if (branch != nullptr) addDrive(*branch, drive, look, health, phys, places);
+        if (branch != nullptr) addDrive(*branch, drive, roles, health, phys, places);
     }
     for (const LinuxEnclosure& enclosure : look.enclosures) {
         if (homeOf(branches, enclosure) == nullptr) {

@@ -18,6 +18,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "storlib/sources/BlockDrives.h"
@@ -42,6 +43,7 @@ public:
 private:
     struct Branch;                                              // one controller under construction
     using Links = std::map<std::string, std::vector<SasLink>>;  // by SAS address of the drive
+    using Roles = std::vector<std::pair<std::string, int>>;     // of members, by place
 
     void addArrays(System& system, const LinuxLook& look);
     void addController(System& system, const LinuxController& controller, unsigned int number,
@@ -49,7 +51,7 @@ private:
     void addHostPhys(const ScsiHost& host, SasPhys& phys, Adapter& adapter);
     Channel* channelFor(Branch& branch, unsigned int number, int type);
     Branch* branchOf(std::vector<Branch>& branches, const LinuxDrive& drive);
-    void addDrive(Branch& branch, const LinuxDrive& drive, const LinuxLook& look,
+    void addDrive(Branch& branch, const LinuxDrive& drive, const Roles& roles,
                   const SmartHealth* health, SasPhys& phys, LinuxPlaces& places);
     Branch* homeOf(std::vector<Branch>& branches, const LinuxEnclosure& enclosure);
     void addEnclosure(std::vector<Branch>& branches, const LinuxEnclosure& enclosure,

@@ -2,8 +2,10 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -75,13 +77,17 @@ std::string joined(const std::string& folder, const std::string& target) {
 SysfsReader::SysfsReader(const std::string& rootFolder) { setRoot(rootFolder); }
 
 SysfsReader::~SysfsReader() {
+    leaveFolders();
     if (rootHandle >= 0) ::close(rootHandle);
 }
 
 void SysfsReader::setRoot(const std::string& rootFolder) {
+    leaveFolders();
     if (rootHandle >= 0) ::close(rootHandle);
     root = rootFolder.empty() ? "/" : rootFolder;
     live = root.find_first_not_of('/') == std::string::npos;
+    struct statfs system = {};
+    keeps = live && ::statfs("/sys", &system) == 0 && system.f_type == SYSFS_MAGIC;
     rootHandle = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
@@ -108,6 +114,98 @@ int SysfsReader::open(const std::string& path, int flags) const {
         kernelKeepsInside = false;
     }
     return openByWalk(path, flags);
+}
+
+// Drops what the last two looks did not ask for.
+void SysfsReader::closeUnused() {
+    ++looks;
+    for (auto entry = attributes.begin(); entry != attributes.end();) {
+        if (looks - entry->second.lastLook <= 2) {
+            ++entry;
+            continue;
+        }
+        ::close(entry->second.handle);
+        entry = attributes.erase(entry);
+    }
+}
+
+// Reads an attribute through a handle that stays open; -1 when it cannot be had that way.
+ssize_t SysfsReader::readKept(const std::string& path, char* block, std::size_t size) {
+    auto known = attributes.find(path);
+    if (known == attributes.end()) {
+        if (attributes.size() >= kMostAttributes) return -1;
+        const int handle = openAttribute(path);
+        if (handle < 0) return -1;
+        known = attributes.emplace(path, Attribute{handle, looks}).first;
+    }
+    known->second.lastLook = looks;
+    ssize_t got = -1;
+    do {
+        got = ::pread(known->second.handle, block, size, 0);
+    } while (got < 0 && errno == EINTR);
+    if (got < 0) {  // the kernel has taken it away; there may be a new one
+        ::close(known->second.handle);
+        attributes.erase(known);
+    }
+    return got;
+}
+
+void SysfsReader::leaveFolders() {
+    for (const auto& [path, attribute] : attributes) ::close(attribute.handle);
+    attributes.clear();
+    for (const auto& [folder, handle] : folders) ::close(handle);
+    folders.clear();
+    lastFolder.clear();
+    lastHandle = -1;
+}
+
+void SysfsReader::forgetLastFolder() {
+    const auto known = folders.find(lastFolder);
+    if (known == folders.end()) return;
+    ::close(known->second);
+    folders.erase(known);
+    lastFolder.clear();
+    lastHandle = -1;
+}
+
+int SysfsReader::handleOf(const std::string& folder) {
+    const auto known = folders.find(folder);
+    if (known != folders.end()) return known->second;
+    if (folders.size() >= kMostFolders) return -1;
+    const int handle = open(folder, O_PATH | O_DIRECTORY);
+    if (handle >= 0) folders.emplace(folder, handle);
+    return handle;
+}
+
+// The folder in front of the last slash; -1 when it is not open. A recording is read once from one
+// end to the other, so there only a second question opens a folder, and the next folder closes it.
+int SysfsReader::folderOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos || slash == 0 || path.find('\0') != std::string::npos) return -1;
+    const char* name = path.c_str() + slash + 1;
+    if (*name == 0 || std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) return -1;
+
+    const bool same = slash == lastFolder.size() && path.compare(0, slash, lastFolder) == 0;
+    if (same && lastHandle >= 0) return lastHandle;
+    if (!same) {
+        if (!keeps) leaveFolders();
+        lastFolder.assign(path, 0, slash);
+    }
+    lastHandle = same || keeps ? handleOf(lastFolder) : -1;
+    return lastHandle;
+}
+
+// For reading. What is not there as a plain file is looked for from the root: a link must be kept
+// inside it, and the folder may be another one by now.
+int SysfsReader::openAttribute(const std::string& path) {
+    const int folder = folderOf(path);
+    if (folder < 0) return open(path, O_RDONLY);
+    int handle = ::openat(folder, path.c_str() + path.rfind('/') + 1,
+                          O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (handle >= 0) return handle;
+    handle = open(path, O_RDONLY);
+    if (handle >= 0) forgetLastFolder();
+    return handle;
 }
 
 int SysfsReader::openByWalk(const std::string& path, int flags) const {
@@ -155,7 +253,7 @@ int SysfsReader::openByWalk(const std::string& path, int flags) const {
 }
 
 bool SysfsReader::read(const std::string& path, std::string& contents, std::size_t limit) {
-    const int handle = open(path, O_RDONLY);
+    const int handle = openAttribute(path);
     if (handle < 0) return false;
     contents.clear();
     char block[4096];
@@ -180,14 +278,16 @@ bool SysfsReader::read(const std::string& path, std::string& contents, std::size
 
 // One read: an attribute of sysfs comes whole, and is no longer than a page.
 std::string SysfsReader::text(const std::string& path) {
-    const int handle = open(path, O_RDONLY);
-    if (handle < 0) return std::string();
     char block[4096];
-    ssize_t got = 0;
-    do {
-        got = ::read(handle, block, sizeof block);
-    } while (got < 0 && errno == EINTR);
-    ::close(handle);
+    ssize_t got = keeps ? readKept(path, block, sizeof block) : -1;
+    if (got < 0) {
+        const int handle = openAttribute(path);
+        if (handle < 0) return std::string();
+        do {
+            got = ::read(handle, block, sizeof block);
+        } while (got < 0 && errno == EINTR);
+        ::close(handle);
+    }
     if (got < 0) return std::string();
     const auto size = static_cast<std::size_t>(got);
     if (recorder != nullptr) recorder->file(path, std::string(block, size));
@@ -219,7 +319,13 @@ bool SysfsReader::exists(const std::string& path) {
     bool there = false;
     if (live) {
         struct stat ignored = {};
-        there = ::lstat(path.c_str(), &ignored) == 0;
+        const int folder = folderOf(path);
+        there = folder >= 0 && ::fstatat(folder, path.c_str() + path.rfind('/') + 1, &ignored,
+                                         AT_SYMLINK_NOFOLLOW) == 0;
+        if (!there) {
+            there = ::lstat(path.c_str(), &ignored) == 0;
+            if (there) forgetLastFolder();
+        }
     } else {
         const int handle = open(path, O_PATH | O_NOFOLLOW);
         there = handle >= 0;
@@ -235,13 +341,14 @@ std::string SysfsReader::resolve(const std::string& path) {
     const std::string folder = path.substr(0, slash);
     std::string target;
     bool found = false;
-    if (live) {
-        found = readLink(AT_FDCWD, path.c_str(), target);
-    } else {
+    const int near = folderOf(path);
+    if (near >= 0) found = readLink(near, path.c_str() + slash + 1, target);
+    if (!found) {
         const int handle = open(folder.empty() ? "/" : folder, O_PATH | O_DIRECTORY);
         if (handle < 0) return std::string();
         found = readLink(handle, path.c_str() + slash + 1, target);
         ::close(handle);
+        if (found) forgetLastFolder();
     }
     if (!found) return std::string();
     if (recorder != nullptr) recorder->link(path, target);
@@ -285,6 +392,8 @@ bool SysfsReader::list(const std::string& folder, const std::string& prefix,
 
 bool SysfsReader::listLinks(const std::string& folder, const std::string& prefix,
                             std::vector<std::pair<std::string, std::string>>& found) {
+    if (!keeps) leaveFolders();
+    if (keeps && folder == "/sys/block") closeUnused();
     const int handle = open(folder, O_RDONLY | O_DIRECTORY);
     std::vector<std::string> names;
     if (!namesIn(handle, prefix, names)) {

@@ -9,14 +9,22 @@
 //            recording never shows the machine that it is read on.
 // Errors     None: whatever cannot be read is "not known". An attribute may vanish, be empty or
 //            half written at any moment, and that is no reason to stop.
+// Speed      The kernel makes an attribute anew for each reading and says so when its device is
+// gone.
+//            So on this machine the attributes that every look asks for, and the folders of the
+//            others, stay open, up to the limits below. In a recording, where files may be
+//            replaced, only the folder at hand is open.
 // Bounds     At most `limit` bytes of a file are read; the rest is as if it were not there.
 // Threads    None inside; one thread at a time.
 #ifndef STORLIB_SOURCES_SYSFSREADER_H
 #define STORLIB_SOURCES_SYSFSREADER_H
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -24,6 +32,8 @@ class SysfsReader {
 public:
     static constexpr std::size_t kAttributeLimit = 64 * 1024;
     static constexpr std::size_t kTableLimit = 1024 * 1024;  // files that grow with the machine
+    static constexpr std::size_t kMostFolders = 128;
+    static constexpr std::size_t kMostAttributes = 192;
 
     // Is told everything that was read; RecordingWriter makes a recording of it.
     class Recorder {
@@ -45,6 +55,8 @@ public:
     // Follows links by itself, as it does where the kernel cannot be told to stay below a folder.
     void followLinksHere() { kernelKeepsInside = false; }
     bool isThisMachine() const { return live; }  // the root is "/"
+    // Keeps handles open as if the files were the kernel's: for a tree in which none is replaced.
+    void keepHandles() { keeps = true; }
     // Borrowed, may be null; told of every later reading.
     void setRecorder(Recorder* listener) { recorder = listener; }
     Recorder* getRecorder() const { return recorder; }
@@ -74,14 +86,31 @@ public:
 
 private:
     int open(const std::string& path, int flags) const;
+    int openAttribute(const std::string& path);
+    ssize_t readKept(const std::string& path, char* block, std::size_t size);
+    void closeUnused();
+    int folderOf(const std::string& path);
+    int handleOf(const std::string& folder);
+    void forgetLastFolder();
+    void leaveFolders();
     bool namesIn(int folder, const std::string& prefix, std::vector<std::string>& names) const;
     int openByWalk(const std::string& path, int flags) const;
 
     std::string root;
     bool live = false;
+    bool keeps = false;  // handles stay open from one look to the next
     int rootHandle = -1;
     mutable bool kernelKeepsInside = true;  // openat2() is there; else links are walked here
-    Recorder* recorder = nullptr;           // borrowed
+    struct Attribute {
+        int handle;
+        unsigned int lastLook;  // that asked for it
+    };
+    std::unordered_map<std::string, Attribute> attributes;  // that stay open, on this machine only
+    unsigned int looks = 0;                        // each begins with the list of block devices
+    std::unordered_map<std::string, int> folders;  // handles that stay open
+    std::string lastFolder;                        // in which something was asked for
+    int lastHandle = -1;                           // of it, when it is open
+    Recorder* recorder = nullptr;                  // borrowed
 };
 
 #endif  // STORLIB_SOURCES_SYSFSREADER_H
