@@ -87,7 +87,7 @@ TEST_F(DaemonTest, GivenStorageThatCannotBeReadYetThenStartsAndWaits) {
 }
 
 TEST_F(DaemonTest, GivenADamagedSnapshotThenStartsAndTells) {
-    room.dir.write("engine/QELVANTConfig.xml", "<System><Adapter");
+    room.dir.write("engine/QELVANTConfig.xml", "<System><Controller x=1></Controller></System>");
     startAndWait();
     EXPECT_TRUE(room.toldCode(kAdapterAdded) ||
                 DaemonRoom::waitFor([&] { return room.toldCode(kAdapterAdded); }));
@@ -208,7 +208,7 @@ TEST_F(DaemonTest, ATestGoesThroughTheWholeRoad) {
         for (const Json& record : room.told()) {
             const Json& data = record["data"];
             if (data["origin"] == "test" && data.contains("notice")) {
-                return data["notice"]["kind"] == "test";
+                return data["notice"]["notice"] == "test";
             }
         }
         return false;
