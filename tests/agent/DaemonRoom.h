@@ -55,14 +55,13 @@ public:
                                "\"\nengine = \"" + settings.engineFolder +
                                "\"\n[sink.journal]\nenabled = false\n[sink.out]\ntype = "
                                "\"file\"\npath = \"" +
-                               dir.file("out.jsonl") +
-                               "\"\nmax_size = \"1T\"\nsend = \"both\"\n" + more);
+                               dir.file("out.jsonl") + "\"\nmax_size = \"1T\"\nsend = \"both\"\n" +
+                               more);
         (void)chmod(config.c_str(), 0600);
     }
 
     void start(const std::vector<std::string>& more = {}) {
-        std::vector<std::string> words = {QEL_RAIDWATCH, "run",   "--config", config,
-                                          "--pace",      pace};
+        std::vector<std::string> words = {QEL_RAIDWATCH, "run", "--config", config, "--pace", pace};
         words.insert(words.end(), more.begin(), more.end());
         std::vector<char*> argv;
         for (std::string& word : words) argv.push_back(word.data());
@@ -123,6 +122,8 @@ public:
         return false;
     }
     Json state() const { return Json::parse(readFile("run/state.json"), nullptr, false); }
+    // The process has the lock, and therefore takes signals.
+    bool isUp() const { return readFile("run/raidwatch.pid") == std::to_string(pid) + "\n"; }
     std::string log() const { return readFile("log"); }
     bool logged(const std::string& part) const { return log().find(part) != std::string::npos; }
     bool polled() const {

@@ -6,7 +6,8 @@
 // list of what must be told. It moves a drive again only after the last move was told, because
 // what comes and goes while nobody looks cannot be known.
 //
-//   RAIDWATCH_KILLS=10000 scripts/in-test-room build/x64/bin/agent_tests --gtest_filter='*KillTest*'
+//   RAIDWATCH_KILLS=10000 scripts/in-test-room build/x64/bin/agent_tests
+//   --gtest_filter='*KillTest*'
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -93,7 +94,9 @@ protected:
     void moveSome() {
         readTold();
         for (int i = 0; i < kDrives; ++i) {
-            if (isSettled(i) && random() % 3 == 0) ASSERT_NO_FATAL_FAILURE(move(i));
+            if (isSettled(i) && random() % 3 == 0) {
+                ASSERT_NO_FATAL_FAILURE(move(i));
+            }
         }
     }
     // A run that nobody disturbs, until all is told.
@@ -102,7 +105,7 @@ protected:
         EXPECT_TRUE(DaemonRoom::waitFor(
             [this] {
                 readTold();
-                return allSettled();
+                return allSettled() && room.isUp();
             },
             std::chrono::seconds(40)))
             << room.log();
@@ -123,7 +126,7 @@ TEST_P(KillTest, GivenKillsAtRandomMomentsThenEveryChangeIsToldOnceAndInOrder) {
     random.seed(static_cast<unsigned>(GetParam()));
     // The first look ever: all drives are new, and nothing of that is counted.
     room.start();
-    ASSERT_TRUE(DaemonRoom::waitFor([this] { return room.toldCode(207) && room.polled(); }))
+    ASSERT_TRUE(DaemonRoom::waitFor([this] { return room.toldCode(207) && room.isUp(); }))
         << room.log();
     ASSERT_EQ(0, room.stop(SIGTERM)) << room.log();
     readTold();

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "agent/EngineFolder.h"
+#include "agent/daemon/PollReport.h"
 #include "storlib/Attributes.h"
 #include "storlib/Channel.h"
 #include "storlib/ConfigSource.h"
@@ -206,6 +207,82 @@ TEST_F(MonitorThreadTest, GivenALogFolderThenTheLogsAreThere) {
     MonitorThread monitor(*lib, folder, settings);
     ASSERT_TRUE(drainUntil(monitor, [&] { return sawCode(207); }));
     EXPECT_TRUE(dir.exists("logs/QELVANTDebug.log"));
+}
+
+// --- for a host that keeps what it takes ---
+
+class WatchedMonitorTest : public MonitorThreadTest {
+protected:
+    WatchedMonitorTest() {
+        settings.look = [this] {
+            auto report = std::make_shared<PollReport>();
+            report->snapshot = dir.read("QELVANTConfig.xml");
+            return report;
+        };
+        settings.wake = [this] { ++woken; };
+    }
+    // Takes until an event of that code has come; all batches are kept.
+    bool takeUntil(MonitorThread& monitor, int code) {
+        return drainWith(monitor, [&] {
+            for (const MonitorThread::Batch& batch : batches) {
+                for (const QELEvent& event : batch.events) {
+                    if (event.eventCode == code) return true;
+                }
+            }
+            return false;
+        });
+    }
+    bool drainWith(MonitorThread& monitor, const std::function<bool()>& done) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (std::chrono::steady_clock::now() < end) {
+            batches.push_back(monitor.take());
+            if (done()) return true;
+            std::this_thread::sleep_for(milliseconds(1));
+        }
+        return false;
+    }
+
+    std::vector<MonitorThread::Batch> batches;
+    std::atomic<int> woken{0};
+};
+
+TEST_F(WatchedMonitorTest, EventsComeWithTheirSourceAndTheReportOfTheirPoll) {
+    MonitorThread monitor(*lib, folder, settings);
+    ASSERT_TRUE(takeUntil(monitor, 207));
+    machine->driveState = kDriveFailed;
+    ASSERT_TRUE(takeUntil(monitor, 401));
+    ASSERT_TRUE(drainWith(monitor, [&] { return batches.back().report != nullptr; }));
+    monitor.stop();
+    EXPECT_GT(woken, 1);
+    int reports = 0;
+    for (const MonitorThread::Batch& batch : batches) {
+        ASSERT_EQ(batch.events.size(), batch.sources.size());
+        ASSERT_LE(batch.finished, batch.events.size());
+        EXPECT_EQ(batch.report != nullptr, batch.polls > 0);
+        if (batch.report != nullptr) {
+            ++reports;
+            EXPECT_NE("", batch.report->snapshot);
+        }
+        for (std::size_t i = 0; i < batch.events.size(); ++i) {
+            const int code = batch.events[i].eventCode;
+            if (code == 207 || code == 401) {
+                EXPECT_EQ(code == 207, batch.sources[i].atStart) << code;
+            }
+        }
+    }
+    EXPECT_GT(reports, 1);
+}
+
+TEST_F(WatchedMonitorTest, GivenAPollThatThrowsThenTheHostIsAskedBeforeTheComparison) {
+    std::atomic<int> asked{0};
+    settings.beforeResuming = [&] { ++asked; };
+    MonitorThread monitor(*lib, folder, settings);
+    ASSERT_TRUE(takeUntil(monitor, 207));
+    machine->blankVendor = true;
+    ASSERT_TRUE(drainWith(monitor, [&] { return asked > 0; }));
+    machine->blankVendor = false;
+    machine->driveState = kDriveFailed;
+    EXPECT_TRUE(takeUntil(monitor, 401));
 }
 
 }  // namespace

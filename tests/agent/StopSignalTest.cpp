@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
+#include <thread>
 
 namespace {
 
@@ -22,6 +24,24 @@ TEST(StopSignal, EachOfTheThreeSignalsIsARequest) {
         EXPECT_TRUE(stop.waitFor(milliseconds(10000))) << number;
         EXPECT_TRUE(stop.requested());
     }
+}
+
+TEST(StopSignal, GivenHangUpMeansReloadThenItEndsNothing) {
+    const StopSignal stop;
+    std::atomic<int> woken{0};
+    stop.takeHangUpAsReload([&] { ++woken; });
+    EXPECT_FALSE(stop.takeReload());
+    for (int i = 1; i <= 2; ++i) {
+        ASSERT_EQ(0, kill(getpid(), SIGHUP));
+        while (woken < i) std::this_thread::sleep_for(milliseconds(1));
+    }
+    EXPECT_FALSE(stop.requested());
+    EXPECT_TRUE(stop.takeReload());
+    EXPECT_FALSE(stop.takeReload()) << "asked for once";
+    ASSERT_EQ(0, kill(getpid(), SIGTERM));
+    EXPECT_TRUE(stop.waitFor(milliseconds(10000)));
+    while (woken < 3) std::this_thread::sleep_for(milliseconds(1));
+    stop.callNobody();
 }
 
 TEST(StopSignal, GivenItIsGoneThenTheMaskIsAsBefore) {
