@@ -8,8 +8,9 @@ constexpr std::int64_t kYear = 366 * kDay;
 constexpr std::int64_t kKilo = 1024;
 constexpr std::int64_t kTera = kKilo * kKilo * kKilo * kKilo;
 
-constexpr const char* kSend = "what it is told: notices for people, every event, or both";
-constexpr const char* kSendWords = "events|notices|both";
+constexpr const char* kSend =
+    "what it is told: notices for people, every event, both, or both without repeats (told)";
+constexpr const char* kSendWords = "events|notices|both|told";
 
 }  // namespace
 
@@ -26,9 +27,12 @@ const std::vector<SinkKey>& sinkKeys() {
         {"", "longest_retry", SinkKey::kSeconds, false, "the longest wait between two tries", "", 1, kDay, "15m"},
         {"", "give_up_after", SinkKey::kSeconds, false, "the age at which a record is given up; 0 never gives up", "", 0, kYear, "7d"},
 
+        {"journal", "send", SinkKey::kText, false, kSend, kSendWords, 0, 0, "told"},
+
         {"syslog", "facility", SinkKey::kText, false, "of the messages", "daemon|user|local0|local1|local2|local3|local4|local5|local6|local7", 0, 0, "daemon"},
         {"syslog", "tag", SinkKey::kText, false, "the program name of the messages", "", 0, 0, "raidwatch"},
         {"syslog", "socket", SinkKey::kPath, false, "the socket of the system log", "", 0, 0, "/dev/log"},
+        {"syslog", "send", SinkKey::kText, false, kSend, kSendWords, 0, 0, "told"},
 
         {"mail", "url", SinkKey::kUrl, false, "the mail server: smtp://HOST:PORT, or smtps:// for TLS from the start", "smtp|smtps", 0, 0, ""},
         {"mail", "from", SinkKey::kText, false, "the sender's address", "", 0, 0, "raidwatch@HOST"},
@@ -49,11 +53,11 @@ const std::vector<SinkKey>& sinkKeys() {
 
         {"webhook", "url", SinkKey::kUrl, true, "where to send the request", "http|https", 0, 0, ""},
         {"webhook", "method", SinkKey::kText, false, "of the request", "POST|PUT|PATCH|GET", 0, 0, "POST"},
-        {"webhook", "headers", SinkKey::kTable, false, "further headers", "", 0, 0, ""},
-        {"webhook", "template", SinkKey::kText, false, "the body, with {placeholders}; without it the record as JSON", "", 0, 0, ""},
-        {"webhook", "content_type", SinkKey::kText, false, "of the body", "", 0, 0, "application/json"},
-        {"webhook", "token", SinkKey::kSecretFile, false, "a file that holds the token; sent as \"Authorization: Bearer\"", "", 0, 0, ""},
-        {"webhook", "send", SinkKey::kText, false, kSend, kSendWords, 0, 0, "both"},
+        {"webhook", "headers", SinkKey::kTable, false, "further headers, with {{placeholders}}; {{token}} is the secret of token_file", "", 0, 0, ""},
+        {"webhook", "template", SinkKey::kText, false, "the body, with {{placeholders}}; without it the record as JSON", "", 0, 0, ""},
+        {"webhook", "content_type", SinkKey::kText, false, "of the body; with a template application/json", "", 0, 0, "application/cloudevents+json"},
+        {"webhook", "token", SinkKey::kSecretFile, false, "a file that holds the token; sent as \"Authorization: Bearer\", unless a header uses it", "", 0, 0, ""},
+        {"webhook", "send", SinkKey::kText, false, "what it is told: notices for people, every event, or both", "events|notices|both", 0, 0, "both"},
         {"webhook", "ca_file", SinkKey::kPath, false, "certificates to trust instead of the system's", "", 0, 0, ""},
         {"webhook", "cert_file", SinkKey::kPath, false, "our certificate, for servers that ask for one", "", 0, 0, ""},
         {"webhook", "key_file", SinkKey::kPath, false, "the key of our certificate", "", 0, 0, ""},

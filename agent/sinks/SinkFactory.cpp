@@ -1,10 +1,13 @@
 #include "agent/sinks/SinkFactory.h"
 
+#include "agent/sinks/AlertmanagerSink.h"
 #include "agent/sinks/ExecSink.h"
 #include "agent/sinks/FileSink.h"
 #include "agent/sinks/JournalSink.h"
+#include "agent/sinks/MailSink.h"
 #include "agent/sinks/SinkValues.h"
 #include "agent/sinks/SyslogSink.h"
+#include "agent/sinks/WebhookSink.h"
 
 namespace {
 
@@ -14,12 +17,17 @@ struct Kind {
 };
 
 // Sorted by type.
+// clang-format off
 constexpr Kind kKinds[] = {
+    {"alertmanager", makeAlertmanagerSink},
     {"exec", makeExecSink},
     {"file", makeFileSink},
     {"journal", makeJournalSink},
+    {"mail", makeMailSink},
     {"syslog", makeSyslogSink},
+    {"webhook", makeWebhookSink},
 };
+// clang-format on
 
 }  // namespace
 
