@@ -7,9 +7,9 @@
 //   for (const std::string& line : doctor.repair()) ...     // only when it was asked for
 //   for (const Finding& finding : doctor.examine()) ...
 //
-// Looking changes nothing, works beside a running daemon, and as any user: what this user may not
-// see is an advice. A sink is asked whether it could deliver, which may take as long as its time
-// limit.
+// Looking works beside a running daemon, and as any user: what this user may not see is an advice.
+// It changes nothing, but each sink is asked whether it could deliver: that may take as long as its
+// time limit, and the file of a sink of type "file" is made.
 //
 // Threads  One at a time. Errors: none; they are findings.
 #ifndef AGENT_DOCTOR_DOCTOR_H
