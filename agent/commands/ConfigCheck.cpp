@@ -1,7 +1,10 @@
 #include "agent/commands/ConfigCheck.h"
 
+#include <exception>
+
 #include "agent/Failure.h"
 #include "agent/Languages.h"
+#include "agent/sinks/SinkFactory.h"
 
 std::string ConfigCheck::verdict() const {
     if (files.empty()) return "in order: there is no configuration file, the defaults hold";
@@ -23,6 +26,13 @@ ConfigCheck checkConfig(SettingsReader reader) {
         (void)Languages::catalogue(result.settings.language);
     } catch (const Failure& e) {
         result.problems.push_back(reader.origins().at("monitor.language") + ": " + e.what());
+    }
+    for (const auto& [name, sink] : result.settings.sinks) {
+        try {
+            (void)makeSink(sink);
+        } catch (const std::exception& e) {
+            result.problems.emplace_back(e.what());
+        }
     }
     return result;
 }

@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "agent/ElapsedText.h"
+#include "agent/Duration.h"
 #include "agent/EventJson.h"
 #include "agent/EventNames.h"
 #include "agent/Failure.h"
@@ -46,7 +46,7 @@ std::string sentence(const std::vector<WatchGap>& gaps, std::int64_t since) {
     if (gaps.empty()) return "Watched without a gap since " + localTimeText(since) + ".";
     std::int64_t total = 0;
     for (const WatchGap& gap : gaps) total += gap.to - gap.from;
-    std::string text = "Nobody watched for " + elapsedText(total);
+    std::string text = "Nobody watched for " + durationText(total);
     if (gaps.size() == 1) return text + ": " + gapText(gaps.front()) + ".";
     return text + " since " + localTimeText(since) + ", in " + std::to_string(gaps.size()) +
            " gaps; the last one: " + gapText(gaps.back()) + ".";

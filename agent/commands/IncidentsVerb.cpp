@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "agent/ElapsedText.h"
+#include "agent/Duration.h"
 #include "agent/EventJson.h"
 #include "agent/EventNames.h"
 #include "agent/Failure.h"
@@ -34,10 +34,10 @@ std::string below(const std::string& text, std::size_t columns) {
 std::string whenOf(const Incident& incident, std::int64_t now) {
     if (incident.open) {
         return "since " + localTimeText(incident.openedAt) + " (" +
-               elapsedText(now - incident.openedAt) + ")";
+               durationText(now - incident.openedAt) + ")";
     }
     return localTimeText(incident.openedAt) + ", resolved after " +
-           elapsedText(incident.resolvedAt - incident.openedAt);
+           durationText(incident.resolvedAt - incident.openedAt);
 }
 
 std::string survivesOf(const Incident& incident) {

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "agent/ElapsedText.h"
+#include "agent/Duration.h"
 #include "agent/EventJson.h"
 #include "agent/Failure.h"
 #include "agent/JsonFields.h"
@@ -27,7 +27,8 @@ std::string whatOf(const Silence& silence) {
 std::string lines(const Silence& silence, std::int64_t now, std::size_t columns) {
     const std::string margin(kMargin, ' ');
     std::string text = std::to_string(silence.id) + "  " + whatOf(silence) + " until " +
-                       localTimeText(silence.until) + " (" + elapsedText(silence.until - now) + ")";
+                       localTimeText(silence.until) + " (" + durationText(silence.until - now) +
+                       ")";
     if (!silence.by.empty()) text += ", by " + safeText(silence.by);
     text += "\n";
     const std::size_t room = columns > kMargin + 20 ? columns - kMargin : 0;
@@ -90,7 +91,7 @@ int SilenceVerb::add(const Context& context, Ask& agent) const {
     context.out.line("silence " + std::to_string(numberOf(answer, "id")) +
                      ": nobody is told about " + whatOf(silence));
     context.out.line("until " + localTimeText(silence.until) + " (" +
-                     elapsedText(silence.until - silence.from) + "); incidents are kept");
+                     durationText(silence.until - silence.from) + "); incidents are kept");
     return Failure::kDone;
 }
 

@@ -5,11 +5,13 @@
 #include "agent/commands/CheckVerb.h"
 #include "agent/commands/ConfigVerb.h"
 #include "agent/commands/DiffVerb.h"
+#include "agent/commands/DoctorVerb.h"
 #include "agent/commands/DrillVerb.h"
 #include "agent/commands/EventsVerb.h"
 #include "agent/commands/ExplainVerb.h"
 #include "agent/commands/IncidentsVerb.h"
 #include "agent/commands/ListVerb.h"
+#include "agent/commands/LocateVerb.h"
 #include "agent/commands/ReplayVerb.h"
 #include "agent/commands/RunVerb.h"
 #include "agent/commands/ScenarioVerb.h"
@@ -34,6 +36,8 @@ std::vector<std::unique_ptr<Verb>> allVerbs() {
     verbs.push_back(std::make_unique<SilenceVerb>());
     verbs.push_back(std::make_unique<DiffVerb>());
     verbs.push_back(std::make_unique<ExplainVerb>());
+    verbs.push_back(std::make_unique<LocateVerb>());
+    verbs.push_back(std::make_unique<DoctorVerb>());
     verbs.push_back(std::make_unique<TestVerb>());
     verbs.push_back(std::make_unique<DrillVerb>());
     verbs.push_back(std::make_unique<ConfigVerb>());

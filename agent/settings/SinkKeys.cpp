@@ -8,8 +8,9 @@ constexpr std::int64_t kYear = 366 * kDay;
 constexpr std::int64_t kKilo = 1024;
 constexpr std::int64_t kTera = kKilo * kKilo * kKilo * kKilo;
 
-constexpr const char* kSend = "what it is told: notices for people, every event, or both";
-constexpr const char* kSendWords = "events|notices|both";
+constexpr const char* kSend =
+    "what it is told: notices for people, every event, both, or both without repeats (told)";
+constexpr const char* kSendWords = "events|notices|both|told";
 
 }  // namespace
 
@@ -26,9 +27,12 @@ const std::vector<SinkKey>& sinkKeys() {
         {"", "longest_retry", SinkKey::kSeconds, false, "the longest wait between two tries", "", 1, kDay, "15m"},
         {"", "give_up_after", SinkKey::kSeconds, false, "the age at which a record is given up; 0 never gives up", "", 0, kYear, "7d"},
 
+        {"journal", "send", SinkKey::kText, false, kSend, kSendWords, 0, 0, "told"},
+
         {"syslog", "facility", SinkKey::kText, false, "of the messages", "daemon|user|local0|local1|local2|local3|local4|local5|local6|local7", 0, 0, "daemon"},
         {"syslog", "tag", SinkKey::kText, false, "the program name of the messages", "", 0, 0, "raidwatch"},
         {"syslog", "socket", SinkKey::kPath, false, "the socket of the system log", "", 0, 0, "/dev/log"},
+        {"syslog", "send", SinkKey::kText, false, kSend, kSendWords, 0, 0, "told"},
 
         {"mail", "url", SinkKey::kUrl, false, "the mail server: smtp://HOST:PORT, or smtps:// for TLS from the start", "smtp|smtps", 0, 0, ""},
         {"mail", "from", SinkKey::kText, false, "the sender's address", "", 0, 0, "raidwatch@HOST"},

@@ -18,11 +18,17 @@ struct Kind {
 };
 
 // Sorted by type.
+// clang-format off
 constexpr Kind kKinds[] = {
-    {"alertmanager", makeAlertmanagerSink}, {"exec", makeExecSink}, {"file", makeFileSink},
-    {"journal", makeJournalSink},           {"mail", makeMailSink}, {"syslog", makeSyslogSink},
+    {"alertmanager", makeAlertmanagerSink},
+    {"exec", makeExecSink},
+    {"file", makeFileSink},
+    {"journal", makeJournalSink},
+    {"mail", makeMailSink},
+    {"syslog", makeSyslogSink},
     {"webhook", makeWebhookSink},
 };
+// clang-format on
 
 }  // namespace
 

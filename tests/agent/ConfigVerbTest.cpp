@@ -37,6 +37,20 @@ TEST(ConfigVerb, CheckNamesEveryProblemAndFails) {
     EXPECT_EQ(2u, document["problems"].size());
 }
 
+// Only the sink itself knows all that it needs.
+TEST(ConfigVerb, CheckMakesEachSinkAndNamesWhatItRefuses) {
+    const TempDir dir;
+    const std::string file = dir.write("raidwatch.toml",
+                                       "[sink.a]\ntype = \"exec\"\ncommand = [\"true\"]\n"
+                                       "[sink.b]\ntype = \"mail\"\nurl = \"smtp://h\"\n"
+                                       "to = [\"a b\"]\n");
+    const CommandRun ran = runCommand({"config", "check", "--config", file});
+    EXPECT_EQ(1, ran.exit);
+    EXPECT_EQ(0u, ran.out.find(file + ":1: sink \"a\": command: \"true\"")) << ran.out;
+    EXPECT_NE(std::string::npos, ran.out.find("\n" + file + ":4: sink \"b\": to \"a b\""))
+        << ran.out;
+}
+
 TEST(ConfigVerb, CheckRefusesALanguageThatIsNotInstalled) {
     const TempDir dir;
     const std::string file = dir.write("raidwatch.toml", "[monitor]\nlanguage = \"xx\"\n");

@@ -127,6 +127,7 @@ url = "http://localhost/x?y=a@b"
 token_file = "DIR/token"
 [sink.web.headers]
 X-Site = "home"
+Authorization = "Key {{token}}"
 [sink.prom]
 type = "alertmanager"
 urls = ["http://127.0.0.1:9093"]
