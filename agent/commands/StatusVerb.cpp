@@ -23,7 +23,7 @@ int StatusVerb::run(const Context& context) {
     const Verdict found = verdict(seen.state, seen.incidents, now, settings.staleAfter);
     if (json) {
         nlohmann::ordered_json document = {
-            {"verdict", found.word()}, {"sentence", found.sentence}, {"watched", seen.watched}};
+            {"verdict", levelWord(found.level)}, {"sentence", found.sentence}, {"watched", seen.watched}};
         document["incidents"] = nlohmann::ordered_json::array();
         for (const Incident& each : seen.incidents) {
             document["incidents"].push_back(incidentJson(each));
