@@ -24,8 +24,8 @@ using Json = nlohmann::ordered_json;
 class AskingVerbTest : public testing::Test {
 protected:
     AskingVerbTest() : spool(dir.file("state/spool.db", true)) {
-        dir.write("raidwatch.toml", "[paths]\nstate_folder = \"" + dir.file("state") +
-                                        "\"\nrun_folder = \"" + dir.file("run") + "\"\n");
+        dir.write("raidwatch.toml", "[paths]\nstate = \"" + dir.file("state") + "\"\nrun = \"" +
+                                        dir.file("run") + "\"\n");
     }
 
     struct Folder : TempDir {
