@@ -62,7 +62,12 @@ void DeliveryReport::look() {
     for (const Json& row : agent.ask({{"do", "sinks"}})) {
         const SinkStatus status = sinkStatusFromJson(row);
         const auto found = lines.find(status.sink);
-        if (found != lines.end()) found->second.passed = status.cursor >= last;
+        if (found == lines.end()) continue;
+        Line& line = found->second;
+        line.passed = status.cursor >= last;
+        if (line.passed || line.tries != 0 || status.tries == 0) continue;
+        line.tries = status.tries;  // of a record before these, which holds them up
+        line.answer = status.lastAnswer;
     }
 }
 

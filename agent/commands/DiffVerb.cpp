@@ -140,7 +140,8 @@ int DiffVerb::work(const Context& context, Ask& agent) {
         say(some);
         for (const Json& record : list) printer.print(record);
     };
-    show(Origin::kAtStart, "Changed while nobody watched:", "Nothing had changed meanwhile.");
+    show(Origin::kAtStart, firstRun ? "Found at the first look:" : "Changed while nobody watched:",
+         "Nothing had changed meanwhile.");
     show(Origin::kLive, "And since then, while watched:", "");
     printer.tellMuted();
     return Failure::kDone;

@@ -1,15 +1,18 @@
 #include "agent/spool/Spool.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <random>
-#include <set>
 
 #include "tests/support/TempDir.h"
 
@@ -507,7 +510,7 @@ void plant(const TempDir& dir, const std::string& bytes) {
 
 TEST(Spool, GivenAFileCutAnywhereThenItOpens) {
     const std::string sound = soundBytes();
-    for (std::size_t size = 0; size < sound.size(); size += size < 200 ? 17 : 3001) {
+    for (std::size_t size = 0; size < sound.size(); size += size < 200 ? 41 : 8009) {
         SCOPED_TRACE(size);
         const TempDir dir;
         plant(dir, sound.substr(0, size));
@@ -518,7 +521,7 @@ TEST(Spool, GivenAFileCutAnywhereThenItOpens) {
 TEST(Spool, GivenGarbageAnywhereThenItOpens) {
     const std::string sound = soundBytes();
     std::mt19937 random(7);
-    for (std::size_t at = 0; at < sound.size(); at += at < 120 ? 5 : 1733) {
+    for (std::size_t at = 0; at < sound.size(); at += at < 120 ? 9 : 5003) {
         SCOPED_TRACE(at);
         const TempDir dir;
         std::string bytes = sound;
@@ -709,6 +712,56 @@ TEST(Spool, GivenNoRoomThenTheCommitFailsWholeAndLaterOnesWork) {
     Spool spool(file);
     EXPECT_EQ("", spool.openingNote());
     EXPECT_EQ((Sequences{1, 2, 3, 4}), sequencesOf(spool.read(0, 0)));
+}
+
+// In a child with a small file system of its own. Exit codes: 0 as it should be, 77 not permitted.
+int fillADisk(const std::string& folder) {
+    if (unshare(CLONE_NEWNS) != 0 ||
+        mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=2m") != 0) {
+        return 77;
+    }
+    Spool spool(folder + "spool.db");
+    fill(spool, 3);
+    std::ofstream(folder + "filler") << std::string(1200000, 'x');
+    std::int64_t last = 3;
+    Record big = eventRecord(4, "drive:A");
+    big.event.text.assign(60000, 'x');
+    bool full = false;
+    for (int i = 0; i < 100 && !full; ++i) {
+        try {
+            last = commitOne(spool, big);
+        } catch (const SpoolError& e) {
+            full = std::string(e.what()).find("make room in") != std::string::npos;
+            if (!full) return 2;
+        }
+    }
+    if (!full) return 3;
+    if (spool.lastSequence() != last) return 4;
+    if (static_cast<std::int64_t>(spool.read(0, 0).size()) != last) return 5;
+    fs::remove(folder + "filler");
+    if (commitOne(spool, eventRecord(5, "drive:A")) != last + 1) return 6;
+    return Spool(folder + "spool.db").openingNote().empty() ? 0 : 7;
+}
+
+TEST(Spool, GivenAFullDiskThenNothingIsHalfWrittenAndRoomHeals) {
+    const TempDir dir;
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        int answer = 9;
+        try {
+            answer = fillADisk(dir.folder());
+        } catch (const std::exception& e) {
+            std::fprintf(stderr, "%s\n", e.what());
+        }
+        _exit(answer);
+    }
+    int status = 0;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "may not mount a file system here";
+    EXPECT_EQ(0, WEXITSTATUS(status));
 }
 
 }  // namespace
