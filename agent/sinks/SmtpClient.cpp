@@ -1,7 +1,6 @@
 #include "agent/sinks/SmtpClient.h"
 
 #include <algorithm>
-#include <cstring>
 #include <exception>
 
 #include "agent/SafeText.h"
@@ -25,7 +24,7 @@ struct Conversation {
 std::size_t readMail(char* into, std::size_t one, std::size_t count, void* from) {
     auto& talk = *static_cast<Conversation*>(from);
     const std::size_t size = std::min(one * count, talk.text.size() - talk.sent);
-    std::memcpy(into, talk.text.data() + talk.sent, size);
+    std::copy_n(talk.text.data() + talk.sent, size, into);
     talk.sent += size;
     return size;
 }
