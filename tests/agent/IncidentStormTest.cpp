@@ -134,7 +134,7 @@ constexpr Expected kStories[] = {
     {"drives-come-and-go", 4, 1},
     {"drives-foretell-their-failure", 11, 1},
     {"drives-in-every-kind-of-place", 6, 6},
-    {"enclosure-loses-its-cable", 8, 2},
+    {"enclosure-loses-its-cable", 9, 1},
     {"fan-fails-and-is-replaced", 8, 0},
     {"host-is-flooded", 0, 0},
     {"no-controller-then-one-is-plugged-in", 0, 0},
