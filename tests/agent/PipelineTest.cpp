@@ -1,7 +1,10 @@
 #include "agent/daemon/Pipeline.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
+#include <filesystem>
 #include <memory>
 
 #include <nlohmann/json.hpp>
@@ -9,7 +12,6 @@
 #include "agent/Failure.h"
 #include "agent/daemon/PollReport.h"
 #include "agent/spool/SafeSnapshot.h"
-#include "agent/spool/SqliteFile.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -145,19 +147,33 @@ TEST_F(PipelineTest, GivenAPollThatBrokeOffThenItsEventsAreNotRecordedAgain) {
     EXPECT_EQ(Codes({408, 499}), spooled());
 }
 
-// Another program holds the database: the same road as with a full disk.
-TEST_F(PipelineTest, GivenASpoolThatCannotBeWrittenThenNothingIsLostAndTheOrderStays) {
+// No file may grow any more: for the database that is a full disk.
+class FullDisk {
+public:
+    explicit FullDisk(const std::string& file) {
+        (void)std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit full{std::filesystem::file_size(file), before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &full);
+    }
+    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &before); }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    rlimit before{};
+};
+
+TEST_F(PipelineTest, GivenAFullDiskThenNothingIsLostAndTheOrderStays) {
     pipeline->pass(batchOf({401}, 1, kFirstShown));
     {
-        SqliteFile other(dir.file("spool.db"), SqliteFile::Mode::kWrite);
-        other.run("BEGIN IMMEDIATE");
+        const FullDisk full(dir.file("spool.db-wal"));
         pipeline->pass(batchOf({408}, 1, kSecondShown));
         EXPECT_EQ(1u, pipeline->problems().count("spool"));
         EXPECT_TRUE(state()["daemon"]["problems"].contains("spool"));
         EXPECT_GE(state()["daemon"]["unspooled"].get<int>(), 1);
         EXPECT_EQ(kFirstShown, dir.read("QELVANTConfig.xml.safe")) << "it must not run ahead";
         EXPECT_EQ(Codes({401}), spooled());
-        other.run("ROLLBACK");
     }
     pipeline->pass(batchOf({407}, 1, kFirstShown));
     EXPECT_EQ(Codes({401, 408, 407}), spooled());
