@@ -12,7 +12,7 @@
 // SIGTERM, SIGINT  The monitor stops after the poll under way; what it found is spooled; sinks
 //         finish the delivery under way. Their places are kept.
 //
-// Threads  run() on the thread that made the StopSignal's owner; it returns when all threads have
+// Threads  run() on the main thread; it becomes the pipeline, and returns when all threads have
 //          ended. Errors: Failure when it cannot start; from then on problems are told and
 //          survived.
 #ifndef AGENT_DAEMON_DAEMON_H

@@ -24,7 +24,7 @@ public:
     void status(const std::string& line);  // sent when it has changed
     void reloading();                      // ready() ends it
     void stopping();
-    void polled();  // at most two messages per watchdog interval
+    void polled();  // told when a quarter of the watchdog interval has passed
 
     bool hasWatchdog() const { return interval.count() != 0; }
 
