@@ -197,12 +197,17 @@ HookDevices hookDevices(const Record& record, const MachineState* state) {
     }
     for (const ArrayState& candidate : state->arrays) {
         bool isMember = candidate.key == array;
+        bool wasSpare = false;
         for (const MemberState& member : candidate.members) {
-            isMember = isMember || member.drive == record.object;
+            if (member.drive != record.object) continue;
+            isMember = true;
+            wasSpare = member.state == "spare" || (member.state == "failed" && member.slot < 0);
         }
         if (!isMember) continue;
         devices.array = deviceNode(candidate.name);
-        devices.isSpare = candidate.devices > 0 && candidate.working >= candidate.devices;
+        // The state may be that of just before the failure: only what surely was a spare is one.
+        devices.isSpare =
+            wasSpare && candidate.devices > 0 && candidate.working >= candidate.devices;
         break;
     }
     return devices;

@@ -25,7 +25,7 @@ HookStyle hookStyle(const std::string& word);  // of "raidwatch", "mdadm", "smar
 struct HookDevices {
     std::string array;     // "/dev/md0"; "array 1:0" where the system has no name for it; ""
     std::string drive;     // "/dev/sdb"; "drive 1:0:3"; ""
-    bool isSpare = false;  // the drive failed, and its array lacks nothing
+    bool isSpare = false;  // the drive was a spare, and its array lacks nothing
 };
 
 // `state` may be null: then arrays are known by their own records only.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <tuple>
 
 #include <nlohmann/json.hpp>
 
@@ -146,10 +147,23 @@ TEST(HookStyle, EventsHaveTheWordsOfMdadm) {
 
 TEST(HookStyle, ADriveIsAComponentOfItsArray) {
     const MachineState degraded = machine(2);
-    const MachineState whole = machine(3);
+    MachineState whole = machine(3);
     EXPECT_EQ(Words({"Fail", "/dev/md127", "/dev/sdb"}), mdadm(driveEvent(401), &degraded));
     EXPECT_EQ(Words({"Fail", "/dev/md127", "/dev/sdb"}), mdadm(driveEvent(404), &degraded));
-    EXPECT_EQ(Words({"FailSpare", "/dev/md127", "/dev/sdb"}), mdadm(driveEvent(401), &whole));
+    EXPECT_EQ(Words({"Fail", "/dev/md127", "/dev/sdb"}), mdadm(driveEvent(401), &whole))
+        << "the state is older than the event";
+    MemberState spare;
+    spare.drive = "drive:S7K2M9Q0";
+    for (const auto& [state, slot, word] :
+         {std::tuple<const char*, int, const char*>{"spare", -1, "FailSpare"},
+          {"failed", -1, "FailSpare"},
+          {"failed", 1, "Fail"},
+          {"active", 1, "Fail"}}) {
+        spare.state = state;
+        spare.slot = slot;
+        whole.arrays[0].members = {spare};
+        EXPECT_EQ(Words({word, "/dev/md127", "/dev/sdb"}), mdadm(driveEvent(401), &whole)) << state;
+    }
     EXPECT_EQ(Words({"SparesMissing", "/dev/md127", "/dev/sdb"}), mdadm(driveEvent(498), &whole));
     EXPECT_EQ(Words({"Fail", "drive 1:0:3"}), mdadm(driveEvent(401))) << "nothing is known";
     const MachineState other;
