@@ -40,7 +40,7 @@ const std::vector<SinkKey>& sinkKeys() {
         {"mail", "user", SinkKey::kText, false, "the name to log in with", "", 0, 0, ""},
         {"mail", "password", SinkKey::kSecretFile, false, "a file that holds the password", "", 0, 0, ""},
         {"mail", "sendmail", SinkKey::kList, false, "instead of url: a program and its arguments that takes the mail on its input", "", 0, 0, ""},
-        {"mail", "tls", SinkKey::kText, false, "whether the connection must be encrypted", "required|optional|never", 0, 0, "required"},
+        {"mail", "tls", SinkKey::kText, false, "whether the connection must be encrypted; if not set, it must, but for this machine itself", "required|optional|never", 0, 0, ""},
         {"mail", "ca_file", SinkKey::kPath, false, "certificates to trust instead of the system's", "", 0, 0, ""},
         {"mail", "subject_prefix", SinkKey::kText, false, "what every subject begins with", "", 0, 0, ""},
 

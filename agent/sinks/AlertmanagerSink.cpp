@@ -119,6 +119,7 @@ AlertmanagerSink::AlertmanagerSink(const SinkSettings& settings) : client(httpAc
                                  "the label " + name + " tells alerts apart and cannot be set");
         }
     }
+    common.cancel = &cancelled;
     common.timeout = std::chrono::seconds(settings.timeout);
     common.headers.emplace_back("Content-Type: application/json");
     addToken(settings, settings.text("token"), common);

@@ -5,13 +5,14 @@
 // alert behind. Each address is told; one that takes it is enough.
 //
 //   auto sink = std::make_unique<AlertmanagerSink>(settings);   // of type "alertmanager"
-//   sink->knowOpen(spool.openIncidents());                      // after a restart
+//   sink->knowOpen(incidents);                                  // after a restart
 //
-// Threads  As in Sink.h; knowOpen() before the worker starts, or on its thread.
+// Threads and ownership as in Sink.h.
 // Errors   As in Sink.h. What tick() could not tell is told with the next one.
 #ifndef AGENT_SINKS_ALERTMANAGERSINK_H
 #define AGENT_SINKS_ALERTMANAGERSINK_H
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -34,11 +35,11 @@ public:
     // Throws BadSinkSetting.
     explicit AlertmanagerSink(const SinkSettings& settings);
 
-    // The incidents that are open while no notice of them is waiting.
-    void knowOpen(const std::vector<Incident>& incidents);
+    void knowOpen(const std::vector<Incident>& incidents) override;
 
     bool wants(const Record& record) const override;
     Answer deliver(const Record& record, const std::string& id) override;
+    void cancel() override { cancelled = true; }
     void tick() override;
     std::string problem() override;
 
@@ -50,6 +51,7 @@ private:
     std::string action(int code) const;
     Answer post(const Json& alerts) const;
 
+    std::atomic<bool> cancelled{false};
     HttpClient client;
     HttpClient::Request common;  // what all requests share
     std::vector<std::string> urls;

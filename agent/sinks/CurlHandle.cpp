@@ -11,6 +11,10 @@ void initialiseOnce() {
     if (result != CURLE_OK) throw std::runtime_error(curl_easy_strerror(result));
 }
 
+int asksToStop(void* stop, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    return static_cast<std::atomic<bool>*>(stop)->load() ? 1 : 0;
+}
+
 }  // namespace
 
 CurlHandle::CurlHandle() {
@@ -34,6 +38,13 @@ void CurlHandle::setTimeout(std::chrono::milliseconds whole) {
         static_cast<long>(std::max<std::chrono::milliseconds::rep>(whole.count(), 1));
     set(CURLOPT_TIMEOUT_MS, limit);
     set(CURLOPT_CONNECTTIMEOUT_MS, std::max(limit / 3, 1L));
+}
+
+void CurlHandle::setCancel(const std::atomic<bool>* stop) {
+    if (stop == nullptr) return;
+    set(CURLOPT_XFERINFODATA, stop);
+    set(CURLOPT_XFERINFOFUNCTION, asksToStop);
+    set(CURLOPT_NOPROGRESS, 0L);
 }
 
 void CurlHandle::setTrust(const std::string& caFile) {
@@ -76,6 +87,7 @@ std::string CurlHandle::failure(CURLcode result) const {
     if (result == CURLE_PEER_FAILED_VERIFICATION) {
         return safe + "; name the issuer's certificate with ca_file";
     }
+    if (result == CURLE_ABORTED_BY_CALLBACK) return "given up, because the agent stops";
     if (result == CURLE_SSL_CACERT_BADFILE) return safe + "; correct ca_file";
     if (result == CURLE_SSL_CERTPROBLEM) return safe + "; correct cert_file and key_file";
     return safe;

@@ -15,6 +15,7 @@
 #include <curl/curl.h>
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <stdexcept>
 #include <string>
@@ -31,6 +32,8 @@ public:
         check(curl_easy_setopt(handle, option, value));
     }
     void setTimeout(std::chrono::milliseconds whole);  // connecting gets at most a third of it
+    // Ends the transfer within about a second once `stop` is true; null for never. Borrowed.
+    void setCancel(const std::atomic<bool>* stop);
     // Trusts the certificates of this file and no others; "" means those of the system.
     void setTrust(const std::string& caFile);
     // One line that is sent as it is; of a list that lives as long as the handle.

@@ -71,6 +71,7 @@ HttpClient::Reply sendOnce(const HttpClient::Request& request, const HttpClient:
     std::string body;
     CurlHandle transfer;
     prepare(transfer, request.url, request.timeout, access);
+    transfer.setCancel(request.cancel);
     setMethod(transfer, request);
     transfer.addTo(CURLOPT_HTTPHEADER, "Expect:");  // do not wait for leave to send
     for (const std::string& header : request.headers) transfer.addTo(CURLOPT_HTTPHEADER, header);

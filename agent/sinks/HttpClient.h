@@ -16,6 +16,7 @@
 #ifndef AGENT_SINKS_HTTPCLIENT_H
 #define AGENT_SINKS_HTTPCLIENT_H
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <string>
@@ -38,7 +39,8 @@ public:
         std::vector<std::string> headers;  // "Name: value", free of line ends
         std::string body;                  // not sent with GET
         std::chrono::milliseconds timeout{30000};
-        std::vector<std::string> secrets;  // masked wherever the other side repeats them
+        std::vector<std::string> secrets;           // masked wherever the other side repeats them
+        const std::atomic<bool>* cancel = nullptr;  // true: give up; borrowed for the call
     };
 
     struct Reply {

@@ -43,9 +43,11 @@ constexpr NoticeText kNotices[] = {
 };
 // clang-format on
 
+// Commands stand alone on their lines, ready to be copied.
 constexpr char kNoticeHelp[] =
-    "\"raidwatch incidents\" lists what is open, \"raidwatch explain @RAIDWATCH_CODE@\" says what "
-    "caused it, and \"raidwatch ack @RAIDWATCH_INCIDENT@\" ends the reminders.";
+    "What is open:          raidwatch incidents\n"
+    "What it means:         raidwatch explain @RAIDWATCH_CODE@\n"
+    "To end the reminders:  raidwatch ack @RAIDWATCH_INCIDENT@\n";
 
 std::string paragraph(const std::string& text) {
     std::string lines;
@@ -98,7 +100,7 @@ std::string journalCatalog(const EventReference& reference) {
         text += head(noticeMessageId(notice.kind), notice.subject) + paragraph(notice.body);
         const bool needsHelp =
             notice.kind != Notice::Kind::kResolved && notice.kind != Notice::Kind::kTest;
-        if (needsHelp) text += "\n" + paragraph(kNoticeHelp);
+        if (needsHelp) text += "\n" + std::string(kNoticeHelp);
     }
     std::vector<std::pair<std::string, std::vector<const Entry*>>> groups;  // in their first order
     for (const Entry& entry : reference.all()) {

@@ -5,7 +5,7 @@
 //   const Answer answer = program.send(text);
 //
 // Exit code 0 is delivered; those of sysexits.h that speak of the mail (65, 67, 68) refuse it; any
-// other is tried again. What takes too long is killed with all that it started.
+// other is tried again. What takes too long is ended with all that it started.
 //
 // Threads  Any number at once. Errors: an Answer; nothing is thrown.
 #ifndef AGENT_SINKS_MAILPROGRAM_H
@@ -19,17 +19,21 @@
 
 class MailProgram {
 public:
-    MailProgram(std::vector<std::string> argumentsIN, std::chrono::milliseconds timeoutIN)
-        : arguments(std::move(argumentsIN)), timeout(timeoutIN) {}
+    MailProgram(std::vector<std::string> argumentsIN, std::chrono::milliseconds timeoutIN);
+    ~MailProgram();
+    MailProgram(const MailProgram&) = delete;
+    MailProgram& operator=(const MailProgram&) = delete;
 
     // `text` has CRLF line ends; the program gets LF, which it expects from a local writer.
     Answer send(const std::string& text) const;
+    void cancel();  // from any thread: ends the program under way, and every later one at once
     // "" or why it cannot be run.
     std::string problem() const;
 
 private:
     std::vector<std::string> arguments;  // the first is the program, by its full path
     std::chrono::milliseconds timeout;
+    int stopFd;  // readable once cancel() was called; -1 when there is no such thing
 };
 
 #endif  // AGENT_SINKS_MAILPROGRAM_H

@@ -77,7 +77,9 @@ MailSink::MailSink(const SinkSettings& settings) {
                                            : "url and sendmail are both set; keep one");
     }
     if (command.empty()) {
-        server.emplace(accessOf(settings));
+        SmtpClient::Access access = accessOf(settings);
+        access.cancel = &cancelled;
+        server.emplace(access);
         return;
     }
     if (command.front().empty() || command.front().front() != '/') {
@@ -105,6 +107,11 @@ Answer MailSink::deliver(const Record& record, const std::string& id) {
     const MailMessage message(head, record, id);
     if (program) return program->send(message.text());
     return server->send({sender, recipients, message.text()});
+}
+
+void MailSink::cancel() {
+    cancelled = true;
+    if (program) program->cancel();
 }
 
 std::string MailSink::problem() { return program ? program->problem() : server->reach(); }

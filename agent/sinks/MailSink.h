@@ -7,6 +7,7 @@
 #ifndef AGENT_SINKS_MAILSINK_H
 #define AGENT_SINKS_MAILSINK_H
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,12 +26,14 @@ public:
 
     bool wants(const Record& record) const override;
     Answer deliver(const Record& record, const std::string& id) override;
+    void cancel() override;
     // A server is connected to and logged in at; no mail is sent.
     std::string problem() override;
 
 private:
     void readAddresses(const SinkSettings& settings);
 
+    std::atomic<bool> cancelled{false};
     MailMessage::Head head;
     std::string sender;  // bare
     std::vector<std::string> recipients;

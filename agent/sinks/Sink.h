@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/incidents/Incident.h"
 #include "agent/spool/Record.h"
 
 struct Answer {
@@ -57,6 +58,10 @@ public:
         for (const Parcel& parcel : parcels) answers.push_back(deliver(*parcel.record, parcel.id));
         return answers;
     }
+
+    // Once, before the first tick(): the open incidents that the sink was told of by an agent
+    // before this one.
+    virtual void knowOpen(const std::vector<Incident>& incidents) { (void)incidents; }
 
     // Called about every second between deliveries, for sinks that must speak up by themselves
     // (Alertmanager wants open alerts again and again).

@@ -17,6 +17,20 @@ constexpr std::size_t kLongestAnswer = 4096;  // characters of a receipt
 // One line, whatever the other side said.
 std::string asLine(const std::string& text) { return cutText(safeText(text), kLongestAnswer); }
 
+// The open incidents that the sink is told of.
+std::vector<Incident> openOnes(const Spool& spool, const SinkSettings& settings) {
+    std::vector<Incident> incidents;
+    for (const Incident& incident : spool.openIncidents()) {
+        Record record;
+        record.kind = Record::Kind::kNotice;
+        record.object = incident.object;
+        record.objectName = incident.objectName;
+        record.notice.incident = incident;
+        if (passesFilter(settings.filter, record)) incidents.push_back(incident);
+    }
+    return incidents;
+}
+
 }  // namespace
 
 SinkPump::SinkPump(std::string spoolFileIN, SinkSettings settingsIN, std::unique_ptr<Sink> sinkIN,
@@ -34,9 +48,9 @@ void SinkPump::stop() {
 
 std::int64_t SinkPump::step() {
     if (stopping) return 1;
-    sink->tick();
     try {
         openSpool();
+        sink->tick();
         while (!stopping && round()) {
         }
         spoolWell();
@@ -49,7 +63,10 @@ std::int64_t SinkPump::step() {
 }
 
 void SinkPump::openSpool() {
-    if (spool == nullptr) spool = std::make_unique<Spool>(spoolFile);
+    if (spool == nullptr) {
+        spool = std::make_unique<Spool>(spoolFile);
+        sink->knowOpen(openOnes(*spool, settings));
+    }
     if (cursor < 0) cursor = spool->cursor(settings.name);
 }
 
@@ -135,10 +152,9 @@ void SinkPump::deliver(const std::vector<Record>& records) {
     answers.resize(records.size(), {Answer::Kind::kRetry, "no answer"});
     // What is delivered is kept here first: a spool that fails now must not make it come again.
     for (std::size_t i = 0; i < records.size(); ++i) take(records[i], answers[i], i == 0);
+    const bool mustWait = done.count(records[0].sequence) == 0;
     settle();
-    if (answers[0].kind == Answer::Kind::kRetry && done.count(records[0].sequence) == 0) {
-        failedTry(records[0], answers[0]);
-    }
+    if (mustWait) failedTry(records[0], answers[0]);
 }
 
 void SinkPump::take(const Record& record, const Answer& answer, bool isFirst) {

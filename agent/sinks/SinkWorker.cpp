@@ -65,8 +65,7 @@ void SinkWorker::askToStop() {
 bool SinkWorker::waitForEnd() {
     if (!thread.joinable()) return true;
     std::unique_lock<std::mutex> lock(shared->mutex);
-    const bool inTime =
-        shared->changed.wait_for(lock, timeLimit, [&] { return shared->ended; });
+    const bool inTime = shared->changed.wait_for(lock, timeLimit, [&] { return shared->ended; });
     lock.unlock();
     if (inTime) {
         thread.join();

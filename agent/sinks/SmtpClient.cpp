@@ -97,6 +97,7 @@ public:
         transfer.set(CURLOPT_PROTOCOLS_STR, "smtp,smtps");
         transfer.setTimeout(access.timeout);
         transfer.setTrust(access.caFile);
+        transfer.setCancel(access.cancel);
         transfer.set(CURLOPT_USE_SSL, levelOf(access.tls));
         transfer.set(CURLOPT_PROXY, "");
         if (!access.user.empty()) {

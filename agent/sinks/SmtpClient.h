@@ -14,6 +14,7 @@
 #ifndef AGENT_SINKS_SMTPCLIENT_H
 #define AGENT_SINKS_SMTPCLIENT_H
 
+#include <atomic>
 #include <chrono>
 #include <string>
 #include <vector>
@@ -29,8 +30,9 @@ public:
         Tls tls = Tls::kRequired;
         std::string user;  // "" logs in nowhere
         std::string password;
-        std::string caFile;                        // "" for the issuers of the system
-        std::chrono::milliseconds timeout{30000};  // of the whole conversation
+        std::string caFile;                         // "" for the issuers of the system
+        std::chrono::milliseconds timeout{30000};   // of the whole conversation
+        const std::atomic<bool>* cancel = nullptr;  // true: give up; borrowed
     };
 
     struct Mail {

@@ -67,6 +67,7 @@ std::string methodOf(const SinkSettings& settings) {
 WebhookSink::WebhookSink(const SinkSettings& settings) : client(httpAccess(settings)) {
     common.url = httpUrl(settings, "url", settings.text("url"));
     common.method = methodOf(settings);
+    common.cancel = &cancelled;
     common.timeout = std::chrono::seconds(settings.timeout);
     readHeaders(settings);
     readBody(settings);

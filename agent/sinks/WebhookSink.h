@@ -7,6 +7,7 @@
 #ifndef AGENT_SINKS_WEBHOOKSINK_H
 #define AGENT_SINKS_WEBHOOKSINK_H
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,6 +25,7 @@ public:
 
     bool wants(const Record& record) const override;
     Answer deliver(const Record& record, const std::string& id) override;
+    void cancel() override { cancelled = true; }
     // Asks with a bare connection; no request is sent, so that nobody is alarmed.
     std::string problem() override;
 
@@ -36,6 +38,7 @@ private:
     void readHeaders(const SinkSettings& settings);
     void readBody(const SinkSettings& settings);
 
+    std::atomic<bool> cancelled{false};
     HttpClient client;
     HttpClient::Request common;  // what all requests share
     std::vector<Header> headers;

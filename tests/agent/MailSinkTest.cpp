@@ -216,6 +216,15 @@ TEST_F(MailSinkTest, GivenAServerThatHangsThenReturnsWithinTheTimeLimit) {
     EXPECT_THAT(answer.text, HasSubstr("timed out"));
 }
 
+TEST_F(MailSinkTest, GivenTheAgentStopsThenComesBackSoon) {
+    serve({"--hang"});
+    const std::unique_ptr<Sink> sink = makeMailSink(settings);
+    sink->cancel();
+    const Answer answer = sink->deliver(net::noticeRecord(Notice::Kind::kOpened), net::kId);
+    EXPECT_EQ(Kind::kRetry, answer.kind);
+    EXPECT_EQ(place() + "given up, because the agent stops", answer.text);
+}
+
 TEST_F(MailSinkTest, GivenAServerThatGoesAwayInTheMiddleThenTriesAgain) {
     serve({"--drop"});
     const Answer answer = deliver();
@@ -289,12 +298,21 @@ TEST_F(MailSinkWithProgram, GivenAProgramThatHangsThenKillsItWithItsChildren) {
     settings.timeout = 1;
     const Answer answer = deliver();
     EXPECT_EQ(Kind::kRetry, answer.kind);
-    EXPECT_EQ(dir.file("sendmail") + ": took longer than 1 s and was killed", answer.text);
+    EXPECT_EQ(dir.file("sendmail") + ": took longer than 1 s and was ended", answer.text);
     const int child = std::atoi(dir.read("child").c_str());
     ASSERT_GT(child, 1);
     // Whoever inherits the child collects it soon; until then it is a dead entry in the table.
     const std::string state = net::outputOf("ps -o state= -p " + std::to_string(child));
     EXPECT_TRUE(state.empty() || state[0] == 'Z' || state[0] == 'X') << state;
+}
+
+TEST_F(MailSinkWithProgram, GivenTheAgentStopsThenComesBackSoon) {
+    program("sleep 1000\n");
+    const std::unique_ptr<Sink> sink = makeMailSink(settings);
+    sink->cancel();
+    const Answer answer = sink->deliver(net::noticeRecord(Notice::Kind::kOpened), net::kId);
+    EXPECT_EQ(Kind::kRetry, answer.kind);
+    EXPECT_EQ(dir.file("sendmail") + ": ended, because the agent stops", answer.text);
 }
 
 TEST_F(MailSinkWithProgram, GivenAChildThatLivesOnThenDoesNotWaitForIt) {
@@ -312,7 +330,8 @@ TEST_F(MailSinkWithProgram, GivenNoSuchProgramThenSaysSo) {
     settings.lists["sendmail"] = {"/no/such/sendmail", "-t"};
     const Answer answer = deliver();
     EXPECT_EQ(Kind::kRetry, answer.kind);
-    EXPECT_EQ("/no/such/sendmail: No such file or directory", answer.text);
+    EXPECT_EQ("/no/such/sendmail: cannot run /no/such/sendmail: No such file or directory",
+              answer.text);
     EXPECT_EQ("/no/such/sendmail: No such file or directory; install it or correct sendmail",
               makeMailSink(settings)->problem());
 }

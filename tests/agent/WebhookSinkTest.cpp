@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 #include "agent/spool/RecordJson.h"
 #include "tests/agent/support/NetFixture.h"
 
@@ -11,6 +14,8 @@ namespace {
 using Kind = Answer::Kind;
 using testing::HasSubstr;
 using testing::Not;
+
+constexpr std::chrono::seconds kPatience(20);
 
 class WebhookSinkTest : public testing::Test {
 protected:
@@ -108,6 +113,25 @@ TEST_F(WebhookSinkTest, GivenAServerThatIsBusyOrAwayThenTriesAgain) {
     EXPECT_THAT(away.text, HasSubstr("onnect"));
     EXPECT_THAT(away.text, Not(HasSubstr("later")));
     EXPECT_THAT(sink->problem(), HasSubstr("onnect"));
+}
+
+TEST_F(WebhookSinkTest, GivenTheAgentStopsThenADeliveryUnderWayComesBackSoon) {
+    ASSERT_TRUE(server.up()) << server.whyNot();
+    settings.texts["url"] = place() + "/hang";
+    settings.timeout = 60;
+    const std::unique_ptr<Sink> sink = makeWebhookSink(settings);
+    const auto begin = std::chrono::steady_clock::now();
+    std::thread stopper([&] {
+        while (seen().is_null() && std::chrono::steady_clock::now() - begin < kPatience) {
+            std::this_thread::yield();
+        }
+        sink->cancel();
+    });
+    const Answer answer = sink->deliver(net::eventRecord(), net::kId);
+    stopper.join();
+    EXPECT_EQ(Kind::kRetry, answer.kind);
+    EXPECT_EQ(place() + ": given up, because the agent stops", answer.text);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, kPatience);
 }
 
 TEST(WebhookSink, WantsWhatItIsSetTo) {
