@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <memory>
@@ -40,9 +41,18 @@ public:
     // One line, or what came before the end.
     std::string hear() const {
         std::string line;
-        char byte = 0;
-        while (recv(fd, &byte, 1, 0) == 1 && byte != '\n') line += byte;
-        return line;
+        std::vector<char> bytes(65536);
+        for (;;) {
+            const ssize_t seen = recv(fd, bytes.data(), bytes.size(), MSG_PEEK);
+            if (seen <= 0) return line;
+            const auto last = bytes.begin() + seen;
+            const auto end = std::find(bytes.begin(), last, '\n');
+            line.append(bytes.begin(), end);
+            const auto taken =
+                static_cast<std::size_t>(end - bytes.begin()) + (end == last ? 0 : 1);
+            (void)recv(fd, bytes.data(), taken, 0);
+            if (end != last) return line;
+        }
     }
     std::string ask(const std::string& text) const { return say(text + "\n") ? hear() : ""; }
     bool isClosed() const {
@@ -135,7 +145,8 @@ TEST_F(ControlServerTest, GivenAClientThatReadsNothingThenOthersAreServed) {
 
 TEST_F(ControlServerTest, GivenABigAnswerThenAllOfItArrives) {
     serve();
-    EXPECT_EQ(std::string(8 * 1024 * 1024, 'x'), Client(file).ask("big"));
+    // Not EXPECT_EQ, which would print it.
+    EXPECT_TRUE(Client(file).ask("big") == std::string(8 * 1024 * 1024, 'x'));
 }
 
 TEST_F(ControlServerTest, GivenThousandsOfLinesAtOnceThenAnswersAll) {

@@ -123,7 +123,7 @@ TEST(StateBuilder, GivenADrivePulledWhenMdHasNotNoticedThenItIsMissingAllTheSame
         two,
         two,
         "no array",
-        "md127 volume failed 1/0 survives 0 of -1 [sdb active]",
+        "md127 volume failed 1/0 survives 0 of 0 [sdb active]",
     };
     EXPECT_EQ(lines("raid5-pull"), expected);
 }
