@@ -71,19 +71,19 @@ void QELConfigBuilder::readContents() {
     closeFile();
     if (!fileName.empty()) file = std::fopen(fileName.c_str(), "r");
     if (file == nullptr) return;
-    std::setvbuf(file, nullptr, _IONBF, 0);  // the blocks below are the buffer
-    contents.clear();
-    const auto block = std::make_unique<char[]>(kBlock);
+    std::setvbuf(file, nullptr, _IONBF, 0);  // every block is read to where it stays
+    std::size_t length = 0;
     for (bool more = true; more;) {
-        const std::size_t got = std::fread(block.get(), 1, kBlock, file);
-        const void* last = std::memchr(block.get(), kEndByte, got);
-        const std::size_t used =
-            last == nullptr
-                ? got
-                : static_cast<std::size_t>(static_cast<char const*>(last) - block.get());
-        contents.append(block.get(), used);
+        if (contents.size() < length + kBlock) contents.resize(length + kBlock);
+        char* const block = &contents[length];
+        const std::size_t got = std::fread(block, 1, kBlock, file);
+        const void* last = std::memchr(block, kEndByte, got);
+        length += last == nullptr
+                      ? got
+                      : static_cast<std::size_t>(static_cast<char const*>(last) - block);
         more = got == kBlock && last == nullptr;
     }
+    contents.resize(length);
     closeFile();
 }
 

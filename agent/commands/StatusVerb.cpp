@@ -22,8 +22,9 @@ int StatusVerb::run(const Context& context) {
     const std::int64_t now = Clock::current().now();
     const Verdict found = verdict(seen.state, seen.incidents, now, settings.staleAfter);
     if (json) {
-        nlohmann::ordered_json document = {
-            {"verdict", levelWord(found.level)}, {"sentence", found.sentence}, {"watched", seen.watched}};
+        nlohmann::ordered_json document = {{"verdict", levelWord(found.level)},
+                                           {"sentence", found.sentence},
+                                           {"watched", seen.watched}};
         document["incidents"] = nlohmann::ordered_json::array();
         for (const Incident& each : seen.incidents) {
             document["incidents"].push_back(incidentJson(each));
