@@ -1,6 +1,8 @@
 #include "storlib/sources/Scenario.h"
 
+#include <algorithm>
 #include <fstream>
+#include <utility>
 
 #include "storlib/LDPathUtils.h"
 #include "storlib/sources/ScenarioParser.h"
@@ -17,6 +19,13 @@ unsigned int numberOf(const ScenarioObject& controller) {
 std::string complaint(const std::string& file, int line, const std::string& where,
                       const std::string& what) {
     return file + ":" + std::to_string(line) + ": " + where + ": " + what;
+}
+
+// A complaint repeats keys and texts of the file, and those may hold any character.
+std::string oneLine(std::string text) {
+    const auto isControl = [](char c) { return (c >= 0 && c < 0x20) || c == 0x7f; };
+    std::replace_if(text.begin(), text.end(), isControl, '_');
+    return text;
 }
 
 }  // namespace
@@ -40,7 +49,10 @@ std::unique_ptr<Scenario> Scenario::load(const std::string& path, std::string& e
 std::unique_ptr<Scenario> Scenario::parse(const std::string& text, const std::string& name,
                                           std::string& error) {
     const std::unique_ptr<Scenario> rehearsal = ScenarioParser(name).read(text, error);
-    if (!rehearsal || !rehearsal->rehearse(error)) return nullptr;
+    if (!rehearsal || !rehearsal->rehearse(error)) {
+        error = oneLine(std::move(error));
+        return nullptr;
+    }
     return ScenarioParser(name).read(text, error);
 }
 
