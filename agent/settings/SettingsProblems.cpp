@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <tuple>
 
+#include "agent/SafeText.h"
+
 void SettingsProblems::add(int file, int line, const std::string& text) {
     found.push_back({file, line, text});
 }
@@ -16,7 +18,8 @@ std::vector<std::string> SettingsProblems::sorted() const {
     std::vector<std::string> lines;
     lines.reserve(ordered.size());
     for (const Problem& problem : ordered) {
-        lines.push_back(where(problem.file, problem.line) + ": " + problem.text);
+        // Names of files and what a file holds may be any bytes; a problem is one line to be read.
+        lines.push_back(safeText(where(problem.file, problem.line) + ": " + problem.text));
     }
     return lines;
 }

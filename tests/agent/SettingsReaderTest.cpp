@@ -246,6 +246,24 @@ TEST(SettingsReader, RejectsInMonitorAndTheOtherTables) {
 }
 
 // The same for sinks: each begins with "[sink.x]"; `line` says where it is found.
+TEST(SettingsReader, GivenNoTomlWithControlCharactersThenTheProblemIsStillOneLine) {
+    const TempDir dir;
+    const Texts problems = problemsOf(dir, "r = i\n\x1b[2Jn\n");
+    ASSERT_EQ(1u, problems.size());
+    EXPECT_EQ(dir.file(kMain) +
+                  ":1: this is no TOML (Error while parsing floating-point: expected 'inf', "
+                  "saw 'i\\n'); correct the line",
+              problems[0]);
+}
+
+TEST(SettingsReader, GivenAFileNameWithControlCharactersThenTheProblemIsStillOneLine) {
+    const TempDir dir;
+    dir.write("conf.d/a\x1b[2J.toml", "x = 1\n");
+    const Texts problems = problemsOf(dir, "");
+    ASSERT_EQ(1u, problems.size());
+    EXPECT_EQ(0u, problems[0].find(dir.file("conf.d/a\\x1b[2J.toml:1: "))) << problems[0];
+}
+
 TEST(SettingsReader, RejectsInSinks) {
     struct Row {
         int line;
