@@ -31,7 +31,8 @@ HighWater::Marks marksIn(int descriptor) {
                     &marks.incident, &again.sequence, &again.incident);
     const bool agree = found == 4 && marks.sequence == again.sequence &&
                        marks.incident == again.incident && marks.sequence >= 0 &&
-                       marks.incident >= 0;
+                       marks.sequence <= HighWater::kMost && marks.incident >= 0 &&
+                       marks.incident <= HighWater::kMost;
     return agree ? marks : HighWater::Marks();
 }
 

@@ -18,6 +18,9 @@
 
 class HighWater {
 public:
+    // No spool lives to give this number: a higher one is damage, and nothing could follow it.
+    static constexpr std::int64_t kMost = std::int64_t{1} << 53;
+
     struct Marks {
         std::int64_t sequence = 0;
         std::int64_t incident = 0;

@@ -134,7 +134,16 @@ Spool::Spool(const std::string& file, Access access) {
     // of this one.
     const HighWater::Marks given = db->high.read();
     db->writing([&] {
-        const std::int64_t last = db->number(spool::kLastSequence);
+        std::int64_t last = db->number(spool::kLastSequence);
+        // A sector of old contents may hold an older counter than its neighbours hold records.
+        const std::int64_t held = db->sql.number("SELECT max(sequence) FROM records");
+        if (held > last) {
+            db->setNumber(spool::kLastSequence, held);
+            db->note += (db->note.empty() ? "" : "; ") + std::string("the counter of the spool ") +
+                        file + " stood at " + std::to_string(last) +
+                        "; it goes on behind its last record, " + std::to_string(held);
+            last = held;
+        }
         if (given.sequence > last || (db->file.isNew() && last == 0)) {
             const std::int64_t leap = db->file.isNew() ? kLeap : 0;
             db->setNumber(spool::kLastSequence, given.sequence + leap);
@@ -143,6 +152,10 @@ Spool::Spool(const std::string& file, Access access) {
                             std::to_string(last + 1) + " to " + std::to_string(given.sequence) +
                             " are missing at the end of the spool " + file;
             }
+        }
+        const std::int64_t heldIncident = db->sql.number("SELECT max(id) FROM incidents");
+        if (heldIncident > db->number(spool::kLastIncident)) {
+            db->setNumber(spool::kLastIncident, heldIncident);
         }
         if (given.incident > db->number(spool::kLastIncident)) {
             db->setNumber(spool::kLastIncident, given.incident + (db->file.isNew() ? kLeap : 0));

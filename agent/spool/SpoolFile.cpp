@@ -10,6 +10,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "agent/spool/HighWater.h"
 #include "util/Clock.h"
 
 namespace {
@@ -209,7 +210,9 @@ bool SpoolFile::isSound() {
     if (connection->isReadOnly() && access(file.c_str(), W_OK) == 0) return false;
     SqliteFile example(":memory:", SqliteFile::Mode::kWrite);
     example.run(kTables);
-    return connection->text(kShape) == example.text(kShape);
+    if (connection->text(kShape) != example.text(kShape)) return false;
+    return connection->number("SELECT max(sequence) FROM records") <= HighWater::kMost &&
+           connection->number("SELECT max(value) FROM numbers") <= HighWater::kMost;
 }
 
 // The side files first: a journal that belongs to nothing must not meet a new database.

@@ -160,6 +160,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         mustExplain(e);
         return 0;
     }
+    fuzz::must(spool->openingNote().find('\n') == std::string::npos, "a note is one line");
     try {
         readAll(*spool);
     } catch (const SpoolError& e) {

@@ -14,10 +14,11 @@
 
 #include <sys/stat.h>
 
-#include <cstdint>
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "fuzz/support/Fuzz.h"

@@ -14,6 +14,7 @@
 #include <map>
 #include <random>
 
+#include "agent/spool/SqliteFile.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -506,6 +507,45 @@ void plant(const TempDir& dir, const std::string& bytes) {
     dir.write("spool.db.high",
               "00000000000000000200 00000000000000000001 "
               "00000000000000000200 00000000000000000001\n");
+}
+
+// A sector that holds its old contents again does not break the form of a database.
+TEST(Spool, GivenCountersBehindWhatIsThereThenTheyGoOnBehindIt) {
+    const TempDir dir;
+    Incident incident;
+    incident.id = 7;
+    {
+        Spool spool(dir.file("spool.db"));
+        fill(spool, 5);
+        spool.putIncident(incident);
+    }
+    SqliteFile(dir.file("spool.db"), SqliteFile::Mode::kWrite).run("UPDATE numbers SET value = 2");
+    fs::remove(dir.file("spool.db.high"));
+
+    Spool spool(dir.file("spool.db"));
+    EXPECT_EQ("the counter of the spool " + dir.file("spool.db") +
+                  " stood at 2; it goes on behind its last record, 5",
+              spool.openingNote());
+    EXPECT_EQ(6, commitOne(spool, eventRecord(402, "drive:B")));
+    EXPECT_EQ(7, spool.lastIncident());
+}
+
+TEST(Spool, GivenANumberThatNoSpoolReachesThenItIsSetAside) {
+    for (const char* damage : {"UPDATE records SET sequence = 9223372036854775807",
+                               "UPDATE numbers SET value = 9223372036854775807"}) {
+        SCOPED_TRACE(damage);
+        const TempDir dir;
+        {
+            Spool spool(dir.file("spool.db"));
+            fill(spool, 1);
+        }
+        SqliteFile(dir.file("spool.db"), SqliteFile::Mode::kWrite).run(damage);
+
+        Spool spool(dir.file("spool.db"));
+        EXPECT_NE(std::string::npos, spool.openingNote().find("was damaged"))
+            << spool.openingNote();
+        EXPECT_LT(1, commitOne(spool, eventRecord(402, "drive:B")));
+    }
 }
 
 TEST(Spool, GivenAFileCutAnywhereThenItOpens) {
