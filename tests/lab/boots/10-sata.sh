@@ -31,6 +31,18 @@ unthrottle
 wait_idle md0
 settle
 
+story two-members-fail
+fail md0 "$C"
+settle
+fail md0 "$D"
+
+story the-failed-array-is-stopped
+mdadm --stop /dev/md0 2>/dev/null
+wait_for 90 told resolved md0 2
+
+story a-new-array
+array md0 1 --raid-devices=2 "/dev/$A" "/dev/$B"
+
 story a-check-finds-mismatches
 dd if=/dev/urandom of="/dev/$A" bs=1024 seek=8192 count=256 conv=notrunc 2>/dev/null
 sync
@@ -43,12 +55,6 @@ settle
 unthrottle
 wait_idle md0
 settle
-
-story two-members-fail
-fail md0 "$C"
-settle
-fail md0 "$D"
-
-story the-failed-array-is-stopped
-mdadm --stop /dev/md0 2>/dev/null
+# The event about them is for the first look, and for every eight hours; see 20-hot.
+grep -q '"badStripes": *[1-9]' /run/raidwatch/state.json
 stop_daemon

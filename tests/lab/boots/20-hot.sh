@@ -1,20 +1,30 @@
-# Drives that come and go: a virtio-scsi box, NVMe drives, and the kernel's own emulated drives.
-# drives: scsi*4,size=32 nvme*2,size=32
+# What comes and goes: drives and a controller of a virtio-scsi box, an NVMe drive, and bad sectors of
+# the kernel's own emulated drives.
+# drives: scsi*4,size=32 scsi*1,size=32,hba=1 nvme*2,size=32
 unthrottle
 array md0 5 --raid-devices=4 --chunk=64 $(dev scsi0 scsi1 scsi2 scsi3)
-array md1 1 --raid-devices=2 $(dev nvme0 nvme1)
+array md1 1 --raid-devices=3 $(dev nvme0 nvme1 scsi4)
 modprobe scsi_debug dev_size_mb=16 per_host_store=1 add_host=2 vpd_use_hostno=1
 wait_for 20 there "$(echo /sys/bus/pseudo/drivers/scsi_debug/adapter1/host*/target*/*/block/sd*)"
 set -- $(ls -d /sys/bus/pseudo/drivers/scsi_debug/adapter*/host*/target*/*/block/sd* | sed 's,.*/,/dev/,')
 array md2 1 --raid-devices=2 "$@"
+
+# A check finds mismatches before anybody watches.
+dd if=/dev/urandom of="/dev/$(disk nvme0)" bs=1024 seek=8192 count=64 conv=notrunc 2>/dev/null
+sync
+echo 3 > /proc/sys/vm/drop_caches
+echo check > /sys/block/md1/md/sync_action
+wait_idle md1
+STORY=first-look-with-mismatches
 start_daemon
 
+# md itself notices only when it writes; the drive and its array are told before.
 story a-drive-is-unplugged
 C=$(disk scsi2)
 host unplug scsi2
 wait_for 20 gone "/sys/block/$C"
 
-story the-array-notices
+story md-notices-and-nothing-is-told-twice
 dd if=/dev/zero of=/dev/md0 bs=64k count=8 conv=fsync 2>/dev/null || true
 wait_for 20 reads /sys/block/md0/md/degraded 1
 
@@ -40,14 +50,24 @@ dd if=/dev/md2 of=/dev/null bs=64k 2>/dev/null || true
 settle
 echo 0 > /sys/bus/pseudo/drivers/scsi_debug/opts
 
-story a-controller-is-unbound
-pci=$(basename "$(readlink -f /sys/block/$(disk nvme1)/device/device)")
-gone=$(disk nvme1)
+story an-nvme-drive-is-unbound
+N=$(disk nvme1)
+pci=$(basename "$(readlink -f "/sys/block/$N/device/device")")
 echo "$pci" > /sys/bus/pci/drivers/nvme/unbind
-wait_for 20 gone "/sys/block/$gone"
-dd if=/dev/zero of=/dev/md1 bs=64k count=8 conv=fsync 2>/dev/null || true
+wait_for 20 gone "/sys/block/$N"
 
-story the-controller-is-bound-again
+story it-is-bound-again
 echo "$pci" > /sys/bus/pci/drivers/nvme/bind
 wait_for 20 disk nvme1
+
+story a-controller-is-unbound
+E=$(disk scsi4)
+pci=$(readlink -f "/sys/block/$E/device" | sed 's,.*/\([0-9a-f:.]*\)/virtio.*,\1,')
+echo "$pci" > /sys/bus/pci/drivers/virtio-pci/unbind
+wait_for 20 gone "/sys/block/$E"
+
+story the-controller-is-bound-again
+echo "$pci" > /sys/bus/pci/drivers/virtio-pci/bind
+wait_for 20 disk scsi4
+wait_for 90 told resolved "controller 2"
 stop_daemon

@@ -18,11 +18,13 @@ story all-is-well-again
 enclosure set fan 1 ok
 enclosure set supply 0 ok
 enclosure set sensor 1 ok celsius=33
+wait_for 90 told resolved "enclosure 1:1:1" 3
 
 story a-supply-fails-and-recovers
 enclosure set supply 1 critical
 settle
 enclosure set supply 1 ok
+wait_for 90 told resolved "enclosure 1:1:1" 4
 
 story a-drive-is-pulled-from-its-slot
 C=$(disk sas2)

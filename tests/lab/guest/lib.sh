@@ -42,6 +42,7 @@ collect() {
 	mv /out/records.new /out/records.jsonl
 	cp "$TOLD" /out/told.jsonl
 	tail -n 1 /out/records.jsonl | sed 's/.*"id": *"[^":]*:\([0-9]*\)".*/\1/' > /state/last
+	sync
 }
 
 # settle: until the daemon has seen and told what happened up to now.
