@@ -35,7 +35,7 @@ function(qel_add_tests target)
     add_dependencies(${target} catalogue)
     gtest_discover_tests(${target}
         TEST_PREFIX "${QEL_TEST_PREFIX}" WORKING_DIRECTORY "${QEL_TEST_CWD}"
-        DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120 ${semaphore_lock})
+        DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 300 ${semaphore_lock})
 endfunction()
 
 file(GLOB support CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/support/*.cpp")

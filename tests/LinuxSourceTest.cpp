@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "storlib/LogicalDrive.h"
 #include "storlib/SATAChannel.h"
 #include "tests/support/EventListener.h"
 #include "tests/support/LinuxMachine.h"
@@ -261,6 +262,73 @@ TEST(LinuxSource, GivenSataDrivesThenEachHostIsAPortAndTheIdentityIsWhole) {
     EXPECT_TRUE(boot->OSPartition);
     EXPECT_FALSE(boot->pfaSupported);
     EXPECT_FALSE(seen.drive("KL7A200")->OSPartition);
+}
+
+// "sda 1:0:0 slot 0 active": who belongs to the only array, by which roles.
+Lines membersOf(const SystemText& seen) {
+    std::vector<RaidObject*> arrays;
+    seen.tree().getChildren(arrays, "LogicalDrive", true, true);
+    Lines lines;
+    if (arrays.size() != 1) return lines;
+    constexpr const char* kRoles[] = {"active", "rebuilding", "failed", "spare", "missing"};
+    for (const ArrayMember& member : static_cast<LogicalDrive*>(arrays.front())->members) {
+        std::string line = member.osName.empty() ? "-" : member.osName;
+        if (member.drive.deviceID != Addr::kNotSet) {
+            line += " " + std::to_string(member.drive.controllerID) + ":" +
+                    std::to_string(member.drive.channelID) + ":" +
+                    std::to_string(member.drive.deviceID);
+        }
+        line += " slot " + std::to_string(member.slot);
+        lines.push_back(line + " " + kRoles[member.role]);
+    }
+    return lines;
+}
+
+TEST(LinuxSource, GivenAnArrayWithASpareThenItsMembersAreListedBySlot) {
+    SysTree tree(drives() + array("md0", "raid1", 2, "idle") +
+                 member("md0", "sdb", 1, "in_sync", 1) + member("md0", "sda", 0, "in_sync", 0) +
+                 member("md0", "sdc", 2, "spare", -1));
+    LinuxSource source(tree.folder());
+    EXPECT_EQ(
+        (Lines{"sda 1:0:0 slot 0 active", "sdb 1:0:1 slot 1 active", "sdc 1:0:2 slot -1 spare"}),
+        membersOf(SystemText(source)));
+}
+
+TEST(LinuxSource, GivenAPulledDriveThenItsPlaceIsListedAsMissing) {
+    SysTree tree(drives() + wholeArray("md0", "raid5", 4));
+    tree.add("x /sys/block/sdc");
+    LinuxSource source(tree.folder());
+    EXPECT_EQ((Lines{"sda 1:0:0 slot 0 active", "sdb 1:0:1 slot 1 active", "- slot 2 missing",
+                     "sdd 1:0:3 slot 3 active"}),
+              membersOf(SystemText(source)));
+}
+
+TEST(LinuxSource, GivenARebuildThenFailedAndRebuildingMembersAreListed) {
+    SysTree tree(drives() + array("md0", "raid1", 2, "recover") +
+                 member("md0", "sda", 0, "in_sync", 0) + member("md0", "sdb", 1, "spare", 1) +
+                 member("md0", "sdc", 2, "faulty", -1) + set("md0", "degraded", "1"));
+    LinuxSource source(tree.folder());
+    EXPECT_EQ((Lines{"sda 1:0:0 slot 0 active", "sdb 1:0:1 slot 1 rebuilding",
+                     "sdc 1:0:2 slot -1 failed"}),
+              membersOf(SystemText(source)));
+}
+
+TEST(LinuxSource, GivenARaid10ThenItsCopiesAreThoseOfItsLayout) {
+    const struct {
+        const char* layout;
+        int copies;
+    } rows[] = {{"258", 2}, {"513", 2}, {"259", 3}, {"0", 0}};
+    for (const auto& row : rows) {
+        SysTree tree(drives() + wholeArray("md0", "raid10", 4) + set("md0", "layout", row.layout));
+        LinuxSource source(tree.folder());
+        const SystemText seen(source);
+        std::vector<RaidObject*> arrays;
+        seen.tree().getChildren(arrays, "LogicalDrive", true, true);
+        ASSERT_EQ(1u, arrays.size());
+        EXPECT_EQ(row.copies, static_cast<LogicalDrive*>(arrays.front())->copies) << row.layout;
+        EXPECT_EQ(4, static_cast<LogicalDrive*>(arrays.front())->raidDevices);
+        EXPECT_EQ("md0", static_cast<LogicalDrive*>(arrays.front())->osName);
+    }
 }
 
 // ---- what a field says is not always what it means -------------------------------------------
