@@ -50,7 +50,7 @@ def word_of(data):
         word = None
     else:
         incident = notice["incident"]
-        word = f"{notice['notice']}:{incident['condition']}={incident['value']}"
+        word = f"{notice['notice']}:{incident['condition']}={incident['value']}".replace(" ", "-")
     if word and data["origin"] != "live":
         word = f"{data['origin']}!{word}"
     return word
