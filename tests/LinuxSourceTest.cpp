@@ -405,6 +405,17 @@ TEST(LinuxSource, GivenARebuildOntoTheLastMemberOfAWatchedArrayThenItIsNoFirstBu
     EXPECT_EQ(Lines{"md0: raid 5, state 6, 128 MB, task 6 at 25 %"}, SystemText(source).arrays());
 }
 
+// md says so as soon as a member fails, until it has looked for a spare.
+TEST(LinuxSource, GivenARecoveryWithoutAMemberThatIsRebuiltThenTheArrayIsDegradedAndHasNoTask) {
+    SysTree tree(drives() + wholeArray("md0", "raid5", 4));
+    LinuxSource source(tree.folder());
+    (void)SystemText(source);
+    tree.add(set("md0", "degraded", "1") + set("md0", "sync_action", "recover") +
+             set("md0", "sync_completed", "none") + set("md0", "dev-sdd/state", "faulty") +
+             set("md0", "dev-sdd/slot", "none"));
+    EXPECT_EQ(Lines{"md0: raid 5, state 3, 128 MB"}, SystemText(source).arrays());
+}
+
 // md marks the member that was copied away so that nobody uses it again; the drive is well.
 TEST(LinuxSource, GivenAReplacedHealthyDriveThatReadsFaultyThenTheDriveIsReady) {
     SysTree tree(drives() + wholeArray("md0", "raid1", 2));

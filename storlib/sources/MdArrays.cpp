@@ -233,8 +233,8 @@ bool anyRebuilds(const MdArray& array) {
                        [](const MdMember& member) { return member.rebuilds(); });
 }
 
-// As soon as a member fails, and until it gets to look for a spare, md calls what it does "recover",
-// with nothing to recover onto. That can take as long as a controller's reset.
+// As soon as a member fails, and until it looks for a spare, md says "recover" with nothing to
+// recover onto. That can last as long as the reset of a controller.
 std::string operationOf(const MdArray& array, const std::string& action) {
     if (action == "recover" && !anyRebuilds(array)) return std::string();
     if (action == "recover" || action == "resync" || action == "check" || action == "repair" ||

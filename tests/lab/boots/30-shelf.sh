@@ -16,7 +16,9 @@ enclosure set sensor 1 critical celsius=67 overheated
 
 story all-is-well-again
 enclosure set fan 1 ok
+wait_for 90 told resolved "enclosure 1:1:1" 1
 enclosure set supply 0 ok
+wait_for 90 told resolved "enclosure 1:1:1" 2
 enclosure set sensor 1 ok celsius=33
 wait_for 90 told resolved "enclosure 1:1:1" 3
 

@@ -1,10 +1,10 @@
 """What happened in each story: the daemon's records as text, and the comparison with what should.
 
-The text has one line per object, its records in their order:
+The text has one line per object, its events and its notices in their order:
 
     story fail
       drive SATA1: 401 499
-      md0: 399 301 opened:redundancy=degraded
+      md0: 399 301 | opened:redundancy=degraded
 
 A number is an event, a word a notice. Left out are percentages of a task, of which there are as many
 as there was time for, and notices that something is better but not well ("updated"), which are
@@ -50,20 +50,23 @@ def word_of(data):
         word = None
     else:
         incident = notice["incident"]
-        word = f"{notice['notice']}:{incident['condition']}={incident['value']}"
+        word = f"{notice['notice']}:{incident['condition']}={incident['value']}".replace(" ", "-")
     if word and data["origin"] != "live":
         word = f"{data['origin']}!{word}"
     return word
 
 
 def lines_of(records):
-    """["object: word word", ...] by object, sorted; the records of each in order."""
+    """["object: events | notices", ...] by object, sorted; the records of each in their order. How
+    the two mix is not compared: good news waits until a value has lasted."""
     words = {}
     for record in records:
         word = word_of(record["data"])
         if word:
-            words.setdefault(object_of(record["data"]), []).append(word)
-    return [f"{name}: {' '.join(row)}" for name, row in sorted(words.items())]
+            rows = words.setdefault(object_of(record["data"]), ([], []))
+            rows[0 if record["data"].get("event") else 1].append(word)
+    return [f"{name}: {' '.join(events)}{' | ' if notices else ''}{' '.join(notices)}"
+            for name, (events, notices) in sorted(words.items())]
 
 
 def tell(marks, records):
