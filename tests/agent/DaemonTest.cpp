@@ -187,9 +187,9 @@ TEST_F(DaemonTest, GivenNoConfigurationFileThenTheDefaultsHold) {
         mode_t mode;
     };
     const Mode modes[] = {
-        {"/run/raidwatch/state.json", 0644},       {"/run/raidwatch/read.sock", 0666},
-        {"/run/raidwatch/raidwatch.pid", 0644},    {"/var/lib/raidwatch/spool.db", 0640},
-        {"/var/lib/raidwatch/spool.db-wal", 0640}, {"/var/lib/raidwatch/machine-id", 0644},
+        {"/run/raidwatch/state.json", 0644},     {"/run/raidwatch/read.sock", 0666},
+        {"/var/lib/raidwatch/spool.db", 0640},   {"/var/lib/raidwatch/spool.db-wal", 0640},
+        {"/var/lib/raidwatch/machine-id", 0644},
     };
     for (const Mode& expected : modes) {
         struct stat info {};
