@@ -13,9 +13,6 @@
 
 namespace {
 
-// Beyond this, events stay in the engine's queue, which is bounded.
-constexpr std::size_t kMostWaiting = 50000;
-
 std::string seconds(std::chrono::milliseconds time) {
     return std::to_string((time.count() + 999) / 1000) + " s";
 }
@@ -179,7 +176,7 @@ std::shared_ptr<VantRaidMonitor> MonitorThread::makeMonitor() {
 void MonitorThread::pollBegins(bool withStored) {
     const std::lock_guard<std::mutex> guard(mutex);
     // What an earlier poll left in the queue is that poll's.
-    if (published != nullptr) drainInto(waiting);
+    if (published != nullptr && hasRoom()) drainInto(waiting);
     polling.atStart = withStored;
     ++polling.poll;
 }
@@ -190,7 +187,7 @@ void MonitorThread::pollEnded() {
     {
         const std::lock_guard<std::mutex> guard(mutex);
         if (published == nullptr) return;
-        if (waiting.events.size() < kMostWaiting) {
+        if (hasRoom()) {
             drainInto(waiting);
             waiting.finished = waiting.events.size();
             waiting.report = std::move(report);
@@ -199,6 +196,9 @@ void MonitorThread::pollEnded() {
     }
     if (settings.wake) settings.wake();
 }
+
+// With the mutex held.
+bool MonitorThread::hasRoom() const { return waiting.events.size() < settings.mostWaiting; }
 
 // With the mutex held, so that events keep their order whoever takes them.
 void MonitorThread::drainInto(Batch& batch) {

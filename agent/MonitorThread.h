@@ -51,6 +51,9 @@ public:
         std::chrono::milliseconds longestWait{60000};
         std::chrono::milliseconds joinStep{1000};  // between two requests to stop
 
+        // Beyond so many that nobody took, events stay in the engine's queue, which is bounded.
+        std::size_t mostWaiting = 50000;
+
         // After each completed poll; null for a host that only wants the events.
         std::function<std::shared_ptr<const PollReport>()> look = nullptr;
         std::function<void()> wake = nullptr;  // there is something to take
@@ -104,6 +107,7 @@ private:
     std::shared_ptr<VantRaidMonitor> makeMonitor();
     void pollBegins(bool withStored) override;
     void pollEnded() override;
+    bool hasRoom() const;
     void drainInto(Batch& batch);
 
     VantLib& lib;

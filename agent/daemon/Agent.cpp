@@ -11,6 +11,7 @@
 
 #include "agent/Failure.h"
 #include "agent/daemon/OfflineChanges.h"
+#include "agent/daemon/PidLock.h"
 #include "agent/daemon/RunFolder.h"
 #include "agent/spool/Spool.h"
 
@@ -148,6 +149,10 @@ Json Agent::change(const Json& request) {
         throw Failure(Failure::kFailed, "the daemon is busy; try again in a moment");
     }
     if (!OfflineChanges::canDo(request)) throw notRunning("");
+    // It would not see what is changed behind its back.
+    if (PidLock::isHeld(RunFolder(settings).lockFile())) {
+        throw Failure(Failure::kFailed, "raidwatch is starting or stopping; try again in a moment");
+    }
     try {
         Spool spool(RunFolder::spoolFile(settings));
         OfflineChanges changes(spool, settings);

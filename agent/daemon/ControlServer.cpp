@@ -87,10 +87,7 @@ ControlServer::ControlServer(const std::string& fileIN, const Access& access, Ha
 
 ControlServer::~ControlServer() {
     stop();
-    for (const Client& client : clients) (void)close(client.fd);
-    (void)close(listener);
     (void)close(wakeUp);
-    (void)unlink(file.c_str());
 }
 
 void ControlServer::stop() {
@@ -98,6 +95,10 @@ void ControlServer::stop() {
     const std::uint64_t one = 1;
     (void)!write(wakeUp, &one, sizeof one);
     thread.join();
+    for (const Client& client : clients) (void)close(client.fd);
+    clients.clear();
+    (void)close(listener);
+    (void)unlink(file.c_str());
 }
 
 void ControlServer::listenOn(const Access& access) {
@@ -125,7 +126,7 @@ void ControlServer::listenOn(const Access& access) {
                                  : "it cannot be given to the group " + access.group);
         }
     }
-    // Nobody else can connect before this: a new socket has no write permission for others.
+    // Nobody can connect before listen(), whatever the umask says.
     if (chmod(file.c_str(), mode) != 0) fail("open", file);
     if (listen(listener, kBacklog) != 0) fail("listen on", file);
 }
@@ -149,7 +150,7 @@ void ControlServer::serve() {
             if (client.writing()) {
                 if (called) writeTo(client);
             } else if (client.hasLine()) {
-                answer(client);
+                if (mayAnswer(client)) answer(client);
             } else if (called) {
                 readFrom(client);
             }
@@ -161,7 +162,9 @@ void ControlServer::serve() {
 
 int ControlServer::millisecondsToWait() const {
     if (clients.empty()) return -1;
-    const auto hasWork = [](const Client& client) { return !client.writing() && client.hasLine(); };
+    const auto hasWork = [this](const Client& client) {
+        return !client.writing() && client.hasLine() && mayAnswer(client);
+    };
     if (std::any_of(clients.begin(), clients.end(), hasWork)) return 0;
     const auto first =
         std::min_element(clients.begin(), clients.end(), [](const Client& a, const Client& b) {
@@ -204,7 +207,17 @@ void ControlServer::readFrom(Client& client) {
         return;
     }
     client.in.append(bytes, static_cast<std::size_t>(count));
-    if (client.hasLine() || client.in.size() > limits.request) answer(client);
+    if (client.in.size() > limits.request || (client.hasLine() && mayAnswer(client))) {
+        answer(client);
+    }
+}
+
+bool ControlServer::mayAnswer(const Client& asking) const {
+    std::size_t unread = 0;
+    for (const Client& client : clients) {
+        if (client.peer == asking.peer) unread += client.out.size() - client.sent;
+    }
+    return unread < limits.unread;
 }
 
 // The next line, or a line that has become too long.

@@ -6,12 +6,13 @@
 // Whatever clients do delays other clients at most, never the daemon: the server has a thread of
 // its own, never waits for a client, and knows limits. A client that sends no whole line, or does
 // not read its answer, is dropped when its time is over; one that sends a longer line gets an
-// answer that says so and is dropped; one user can take only a part of the places.
+// answer that says so and is dropped; one user can take only a part of the places, and gets no more
+// answers while too much of earlier ones waits to be read.
 //
 // A socket that was left behind is replaced; the caller has the lock of the run folder (PidLock).
 //
 // Threads    The handler is called on the server's thread, one request at a time.
-// Ownership  What the handler uses outlives the server. The socket goes with it.
+// Ownership  What the handler uses outlives the server. The socket goes with stop().
 // Errors     Failure from the constructor; note() has one line for people where the socket is up
 //            but not as asked for.
 #ifndef AGENT_DAEMON_CONTROLSERVER_H
@@ -36,6 +37,7 @@ public:
         std::size_t clients = 64;
         std::size_t perUser = 16;
         std::size_t request = 64 * 1024;            // bytes of a line
+        std::size_t unread = 32 * 1024 * 1024;      // bytes of answers that a user has yet to read
         std::chrono::milliseconds patience{10000};  // for a whole line, and for taking the answer
     };
     // Neither line has its line end.
@@ -47,7 +49,9 @@ public:
     ControlServer(const ControlServer&) = delete;
     ControlServer& operator=(const ControlServer&) = delete;
 
-    void stop();  // waits for the request under way
+    // Waits for the request under way. Then nobody is connected, and the socket is gone: who comes
+    // now finds no daemon, instead of one that never answers.
+    void stop();
     const std::string& note() const { return remark; }
 
 private:
@@ -58,6 +62,7 @@ private:
     void acceptClients();
     void readFrom(Client& client);
     void answer(Client& client);
+    bool mayAnswer(const Client& asking) const;
     void writeTo(Client& client);
     void dropFinished();
     int millisecondsToWait() const;

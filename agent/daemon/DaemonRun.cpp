@@ -14,6 +14,7 @@
 #include "agent/daemon/MachineLock.h"
 #include "agent/daemon/PollReport.h"
 #include "agent/daemon/StateFile.h"
+#include "agent/incidents/IncidentJson.h"
 #include "agent/settings/SettingsReader.h"
 #include "agent/state/StateJson.h"
 #include "util/Clock.h"
@@ -52,6 +53,7 @@ bool sameWatching(const AgentSettings& a, const AgentSettings& b) {
 DaemonRun::DaemonRun(const Daemon::Options& optionsIN, const Context& contextIN)
     : options(optionsIN),
       context(contextIN),
+      hangUps(takeHangUps()),
       clock(options.pace == 1 ? nullptr : std::make_unique<PacedClock>(options.pace)),
       settings(readSettings()),
       places(settings),
@@ -77,7 +79,13 @@ DaemonRun::DaemonRun(const Daemon::Options& optionsIN, const Context& contextIN)
     startMonitor();
 }
 
-DaemonRun::~DaemonRun() { context.stop.callNobody(); }
+DaemonRun::HangUps::~HangUps() { stop.callNobody(); }
+
+// With `once` a hang-up ends the run, as it ends any other verb.
+DaemonRun::HangUps DaemonRun::takeHangUps() {
+    if (!options.once) context.stop.takeHangUpAsReload([this] { bell.ring(); });
+    return {context.stop};
+}
 
 void DaemonRun::note(const std::string& line) const {
     const std::lock_guard<std::mutex> guard(noting);
@@ -199,7 +207,6 @@ void DaemonRun::openDoors() {
 }
 
 int DaemonRun::watch() {
-    context.stop.takeHangUpAsReload([this] { bell.ring(); });
     openDoors();
     service.ready("watching " + settings.source);
     while (!context.stop.requested()) {
@@ -293,17 +300,15 @@ Json DaemonRun::carryOut(const Json& request) {
     for (const auto& [name, sink] : settings.sinks) names.push_back(name);
     if (word == "ack") {
         const AckRequest ack = ChangeRequests::ackOf(request);
-        pipeline->acknowledge(ack.id, ack.by, ack.comment, ack.until);
-        return {{"id", ack.id}};
+        return incidentJson(pipeline->acknowledge(ack.id, ack.by, ack.comment, ack.until));
     }
     if (word == "unack") {
-        const std::int64_t id = ChangeRequests::idOf(request);
-        pipeline->unacknowledge(id);
-        return {{"id", id}};
+        return incidentJson(pipeline->unacknowledge(ChangeRequests::idOf(request)));
     }
     if (word == "silence-add") {
-        const Silence silence = ChangeRequests::silenceOf(request, Clock::current().now());
-        return {{"id", pipeline->addSilence(silence)}};
+        Silence silence = ChangeRequests::silenceOf(request, Clock::current().now());
+        silence.id = pipeline->addSilence(silence);
+        return silenceJson(silence);
     }
     if (word == "silence-rm") {
         const std::int64_t id = ChangeRequests::idOf(request);

@@ -35,7 +35,6 @@
 class DaemonRun {
 public:
     DaemonRun(const Daemon::Options& optionsIN, const Context& contextIN);
-    ~DaemonRun();
     DaemonRun(const DaemonRun&) = delete;
     DaemonRun& operator=(const DaemonRun&) = delete;
 
@@ -43,6 +42,12 @@ public:
     int once();
 
 private:
+    // While it lives, SIGHUP rings the bell.
+    struct HangUps {
+        const StopSignal& stop;
+        ~HangUps();
+    };
+
     AgentSettings readSettings() const;
     void prepareFolders() const;
     void note(const std::string& line) const;
@@ -63,12 +68,15 @@ private:
     bool waitForSinks();
     std::shared_ptr<const PollReport> look();
     void putSnapshotBack();
+    HangUps takeHangUps();
     nlohmann::ordered_json carryOut(const nlohmann::ordered_json& request);
 
     const Daemon::Options options;
     const Context& context;
     mutable std::mutex noting;  // sinks' threads have notes too
     Bell bell;
+    // From the first moment, so that a hang-up while all this is made is a reload and no stop.
+    const HangUps hangUps;
     std::unique_ptr<PacedClock> clock;
     AgentSettings settings;
     const RunFolder places;

@@ -6,6 +6,7 @@
 #include <sys/sem.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -69,7 +70,8 @@ MachineLock::Diagnosis plain(MachineLock::State state, const char* line) {
 // Value 0, and nobody ever took it: made, but not set free.
 MachineLock::Diagnosis lookAtNew(MachineLock::Diagnosis found, const semid_ds& set) {
     found.since = static_cast<std::int64_t>(set.sem_ctime);
-    if (Clock::current().now() - found.since < kSecondsToMakeIt) {
+    // Far in the future as well as long ago: the clock may have been set back meanwhile.
+    if (std::abs(Clock::current().now() - found.since) < kSecondsToMakeIt) {
         found.state = MachineLock::State::kTaken;
         found.line = "the machine-wide lock is being made";
         return found;

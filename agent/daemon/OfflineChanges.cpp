@@ -6,6 +6,7 @@
 #include "agent/Failure.h"
 #include "agent/daemon/ChangeRequests.h"
 #include "agent/incidents/IncidentBook.h"
+#include "agent/incidents/IncidentJson.h"
 #include "agent/spool/Spool.h"
 #include "util/Clock.h"
 
@@ -26,7 +27,9 @@ Json OfflineChanges::change(const Json& request) {
     const std::string word = ChangeRequests::wordOf(request);
     const std::int64_t now = Clock::current().now();
     if (word == "silence-add") {
-        return {{"id", spool.addSilence(ChangeRequests::silenceOf(request, now))}};
+        Silence silence = ChangeRequests::silenceOf(request, now);
+        silence.id = spool.addSilence(silence);
+        return silenceJson(silence);
     }
     if (word == "silence-rm") {
         const std::int64_t id = ChangeRequests::idOf(request);
@@ -47,5 +50,5 @@ Json OfflineChanges::change(const Json& request) {
                                             "; raidwatch incidents lists them");
     }
     for (const Incident& changed : effect.changed) spool.putIncident(changed);
-    return {{"id", ack.id}};
+    return incidentJson(effect.changed.front());
 }

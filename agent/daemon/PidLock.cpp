@@ -1,6 +1,7 @@
 #include "agent/daemon/PidLock.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -11,6 +12,10 @@
 #include "agent/Failure.h"
 
 namespace {
+
+// Somebody may only be looking, see isHeld().
+constexpr int kTries = 10;
+constexpr int kPauseMilliseconds = 10;
 
 // "" when the file does not tell: the holder may be about to write it.
 std::string holderOf(int fd) {
@@ -28,8 +33,12 @@ PidLock::PidLock(const std::string& file)
         throw Failure(Failure::kFailed, "cannot write " + file + " (" + std::strerror(errno) +
                                             "); name another folder for it, run in [paths]");
     }
-    while (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    for (int tries = 0; flock(fd, LOCK_EX | LOCK_NB) != 0;) {
         if (errno == EINTR) continue;
+        if (errno == EWOULDBLOCK && ++tries < kTries) {
+            (void)poll(nullptr, 0, kPauseMilliseconds);
+            continue;
+        }
         const std::string holder = holderOf(fd);
         (void)close(fd);
         throw Failure(Failure::kFailed, "raidwatch runs already" + holder + " (lock " + file +
@@ -39,6 +48,15 @@ PidLock::PidLock(const std::string& file)
     if (ftruncate(fd, 0) != 0 || pwrite(fd, text.data(), text.size(), 0) < 0) {
         // The lock is what counts; the number is for people.
     }
+}
+
+// A shared lock for a moment; the constructor has patience for that.
+bool PidLock::isHeld(const std::string& file) {
+    const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (fd < 0) return false;
+    const bool held = flock(fd, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    (void)close(fd);
+    return held;
 }
 
 // The file stays: to remove it would let two processes lock two files of the same name.

@@ -16,6 +16,9 @@ public:
     PidLock(const PidLock&) = delete;
     PidLock& operator=(const PidLock&) = delete;
 
+    // Whether somebody holds it; also a daemon that has yet to open its sockets.
+    static bool isHeld(const std::string& file);
+
     int descriptor() const { return fd; }  // on which the lock is held
 
 private:

@@ -209,7 +209,10 @@ void Pipeline::readSilences() {
 bool Pipeline::commit() {
     const bool news =
         !pending.records.empty() || !pending.incidents.empty() || !pending.snapshot.empty();
-    const bool noteDown = pending.polledAt >= polledAtStored + kPolledAtSeconds;
+    // Also when the clock was set back: what is stored lies in the future then.
+    const bool noteDown =
+        pending.polledAt != 0 && (pending.polledAt >= polledAtStored + kPolledAtSeconds ||
+                                  pending.polledAt < polledAtStored);
     if (!news && !noteDown) {
         if (copyIsOld) keepCopy();
         return true;
@@ -224,7 +227,7 @@ bool Pipeline::commit() {
         return false;
     }
     setProblem(kSpoolTopic, "");
-    polledAtStored = std::max(polledAtStored, pending.polledAt);
+    if (pending.polledAt != 0) polledAtStored = pending.polledAt;
     if (!pending.snapshot.empty()) {
         snapshot = std::move(pending.snapshot);
         copyIsOld = true;
@@ -288,8 +291,8 @@ void Pipeline::writeState() {
 
 // --- changes ---
 
-void Pipeline::acknowledge(std::int64_t id, const std::string& by, const std::string& comment,
-                           std::int64_t until) {
+Incident Pipeline::acknowledge(std::int64_t id, const std::string& by, const std::string& comment,
+                               std::int64_t until) {
     IncidentBook::Effect effect;
     if (!book.acknowledge(id, by, comment, until, seconds(), effect)) {
         throw Failure(Failure::kFailed, "there is no open incident " + std::to_string(id) +
@@ -297,9 +300,10 @@ void Pipeline::acknowledge(std::int64_t id, const std::string& by, const std::st
     }
     addEffect(effect, Origin::kLive);
     commitChange();
+    return effect.changed.front();
 }
 
-void Pipeline::unacknowledge(std::int64_t id) {
+Incident Pipeline::unacknowledge(std::int64_t id) {
     IncidentBook::Effect effect;
     if (!book.unacknowledge(id, seconds(), effect)) {
         throw Failure(Failure::kFailed, "there is no open incident " + std::to_string(id) +
@@ -307,6 +311,7 @@ void Pipeline::unacknowledge(std::int64_t id) {
     }
     addEffect(effect, Origin::kLive);
     commitChange();
+    return effect.changed.front();
 }
 
 std::int64_t Pipeline::addSilence(const Silence& silence) { return spool.addSilence(silence); }

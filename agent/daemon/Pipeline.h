@@ -93,9 +93,10 @@ public:
 
     // --- changes. Failure when there is no such thing, or when they could not be stored (they
     // hold nevertheless, and storing is tried again) ---
-    void acknowledge(std::int64_t id, const std::string& by, const std::string& comment,
-                     std::int64_t until);
-    void unacknowledge(std::int64_t id);
+    // Both return the incident as it is then.
+    Incident acknowledge(std::int64_t id, const std::string& by, const std::string& comment,
+                         std::int64_t until);
+    Incident unacknowledge(std::int64_t id);
     std::int64_t addSilence(const Silence& silence);
     void removeSilence(std::int64_t id);
     // An event and a notice for each of `sinks`, or, with none named, one of each for all.

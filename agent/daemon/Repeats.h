@@ -6,8 +6,8 @@
 // finds those differences a second time.
 //
 //   Repeats repeats;
-//   repeats.add(record, poll);                    // spooled before its snapshot
-//   const std::vector<bool> known = repeats.find(events, objects, sources);
+//   repeats.add(object, event, poll);             // spooled before its snapshot
+//   const std::vector<bool> known = repeats.find(found);
 //   repeats.clear();                              // the snapshot has caught up
 //
 // An event is a repeat when a record with the same contents is among the last ones of its object

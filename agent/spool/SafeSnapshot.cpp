@@ -122,7 +122,8 @@ std::string SafeSnapshot::readCurrent() const {
 
 void SafeSnapshot::keep(const std::string& text) {
     if (text.empty() || text == kept || !isComplete(text)) return;
-    write(copy, text);
+    std::string there;
+    if (!kept.empty() || !readSafely(copy, there) || there != text) write(copy, text);
     kept = text;
 }
 

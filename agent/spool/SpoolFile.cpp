@@ -193,7 +193,10 @@ void SpoolFile::openChecked() {
     bringUpToDate();
 }
 
+// Serial numbers and what sinks answered are not for everybody on the machine.
 void SpoolFile::connect() {
+    const int made = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
+    if (made >= 0) close(made);  // otherwise SQLite says what is wrong
     connection = std::make_unique<SqliteFile>(file, SqliteFile::Mode::kWrite);
     connection->run(
         "PRAGMA journal_mode = WAL;"

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstring>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "agent/Failure.h"
@@ -71,6 +72,7 @@ protected:
             file, ControlServer::Access{0666, ""},
             [this](const std::string& line, uid_t peer) {
                 lastPeer = peer;
+                ++handled;
                 if (line == "big") return std::string(8 * 1024 * 1024, 'x');
                 return "echo " + line;
             },
@@ -80,6 +82,7 @@ protected:
     TempDir dir;
     std::string file = dir.file("sock");
     std::atomic<uid_t> lastPeer{12345};
+    std::atomic<int> handled{0};
     std::unique_ptr<ControlServer> server;
 };
 
@@ -171,6 +174,24 @@ TEST_F(ControlServerTest, GivenTooManyOfOneUserThenTurnsTheRestAway) {
     EXPECT_EQ("echo again", first.ask("again"));
 }
 
+// A third connection is turned away after the second client's line was seen.
+TEST_F(ControlServerTest, GivenAUserWhoReadsNothingThenNoMoreIsKeptForHim) {
+    ControlServer::Limits limits;
+    limits.perUser = 2;
+    limits.unread = 1000;
+    serve(limits);
+    const Client first(file);
+    ASSERT_TRUE(first.say("big\n"));
+    while (handled < 1) std::this_thread::yield();
+    const Client second(file);
+    ASSERT_TRUE(second.say("x\n"));
+    const Client third(file);
+    EXPECT_NE(std::string::npos, third.hear().find("too many connections"));
+    EXPECT_EQ(1, handled);
+    EXPECT_EQ(8u * 1024 * 1024, first.hear().size());
+    EXPECT_EQ("echo x", second.hear());
+}
+
 TEST_F(ControlServerTest, GivenASocketOfADeadServerThenReplacesItAndTakesItAway) {
     dir.write("sock", "left behind");
     serve();
@@ -188,6 +209,15 @@ TEST_F(ControlServerTest, GivenStopWithClientsThenReturnsAtOnce) {
     server.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
     EXPECT_TRUE(idle.isClosed());
+}
+
+TEST_F(ControlServerTest, GivenStopThenTheSocketIsGoneBeforeTheServerIs) {
+    serve();
+    const Client early(file);
+    server->stop();
+    EXPECT_TRUE(early.isClosed());
+    EXPECT_NE(0, access(file.c_str(), F_OK));
+    server->stop();
 }
 
 TEST_F(ControlServerTest, GivenAGroupThatIsNotThereThenOnlyTheOwnerMayUseIt) {

@@ -20,6 +20,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -63,12 +64,17 @@ public:
     void start(const std::vector<std::string>& more = {}) {
         std::vector<std::string> words = {QEL_RAIDWATCH, "run", "--config", config, "--pace", pace};
         words.insert(words.end(), more.begin(), more.end());
+        pid = spawn(words, "log");
+    }
+
+    // Any program; what it prints goes to the end of a file of the room.
+    pid_t spawn(std::vector<std::string> words, const std::string& output) const {
         std::vector<char*> argv;
         for (std::string& word : words) argv.push_back(word.data());
         argv.push_back(nullptr);
-        const std::string log = dir.file("log");
-        pid = fork();
-        if (pid != 0) return;
+        const std::string log = dir.file(output);
+        const pid_t child = fork();
+        if (child != 0) return child;
         // Only calls that are safe after fork() of a program with threads.
         sigset_t none;
         sigemptyset(&none);
@@ -85,11 +91,11 @@ public:
         (void)kill(pid, signal);
         return waitForEnd();
     }
-    int waitForEnd() {
+    int waitForEnd() { return waitForEndOf(std::exchange(pid, -1)); }
+    static int waitForEndOf(pid_t process) {
         int status = 0;
-        while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+        while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
         }
-        pid = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
 

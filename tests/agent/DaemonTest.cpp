@@ -3,11 +3,19 @@
 #include "agent/daemon/Daemon.h"
 
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/sem.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 
+#include <cstdlib>
+#include <cstring>
+
+#include "agent/EngineFolder.h"
 #include "agent/Failure.h"
 #include "agent/daemon/Agent.h"
+#include "agent/daemon/PidLock.h"
 #include "tests/agent/DaemonRoom.h"
 
 namespace {
@@ -139,6 +147,113 @@ TEST_F(DaemonTest, GivenNoConfigurationFileThenANamedOneIsMissed) {
     room.start();
     EXPECT_EQ(2, room.waitForEnd()) << room.log();
     EXPECT_TRUE(room.logged("missing.toml")) << room.log();
+}
+
+// In a mount namespace of its own, where /run and /var/lib are empty, with the engine's files
+// beside a library of its own.
+TEST_F(DaemonTest, GivenNoConfigurationFileThenTheDefaultsHold) {
+    if (std::system("unshare -m true 2>/dev/null") != 0) {
+        GTEST_SKIP() << "may not make a mount namespace here";
+    }
+    const std::filesystem::path own = room.dir.file("lib");
+    std::filesystem::create_directories(own);
+    for (const auto& entry : std::filesystem::directory_iterator(EngineFolder::libraryFolder())) {
+        const std::string name = entry.path().filename().string();
+        const bool wanted = name.find("libQEL.so") == 0 || name.find("libSTORVANT.so") == 0 ||
+                            name == "RaidNLS.properties";
+        if (wanted) std::filesystem::copy(entry.path(), own / name);
+    }
+    const std::string prepare =
+        "mount -t tmpfs none /run && mount -t tmpfs none /var/lib && "
+        "{ [ ! -d /etc/raidwatch ] || mount -t tmpfs none /etc/raidwatch; } && "
+        "LD_LIBRARY_PATH=\"$0\" exec \"$@\"";
+    room.pid =
+        room.spawn({"/usr/bin/unshare", "-m", "--", "/bin/sh", "-c", prepare, own.string(),
+                    QEL_RAIDWATCH, "run", "--source", room.settings.source, "--pace", room.pace},
+                   "log");
+    const std::string root = "/proc/" + std::to_string(room.pid) + "/root";
+    const auto state = [&root] {
+        std::ifstream in(root + "/run/raidwatch/state.json", std::ios::binary);
+        return Json::parse(std::string(std::istreambuf_iterator<char>(in), {}), nullptr, false);
+    };
+    ASSERT_TRUE(DaemonRoom::waitFor([&] {
+        const Json seen = state();
+        return seen.is_object() && seen.value("polledAt", 0LL) != 0;
+    })) << room.log();
+    EXPECT_EQ(4u, state()["drives"].size());
+    EXPECT_EQ(Json::object(), state()["daemon"]["problems"]);
+    struct Mode {
+        const char* file;
+        mode_t mode;
+    };
+    const Mode modes[] = {
+        {"/run/raidwatch/state.json", 0644},     {"/run/raidwatch/read.sock", 0666},
+        {"/var/lib/raidwatch/spool.db", 0640},   {"/var/lib/raidwatch/spool.db-wal", 0640},
+        {"/var/lib/raidwatch/machine-id", 0644},
+    };
+    for (const Mode& expected : modes) {
+        struct stat info {};
+        ASSERT_EQ(0, stat((root + expected.file).c_str(), &info)) << expected.file;
+        EXPECT_EQ(expected.mode, info.st_mode & 07777u) << expected.file;
+    }
+    EXPECT_TRUE(room.dir.exists("lib/QELVANTConfig.xml")) << "beside the library";
+    EXPECT_EQ(0, room.stop(SIGTERM)) << room.log();
+}
+
+// The spool is opened by somebody else for himself alone, so that the start takes its time.
+TEST_F(DaemonTest, GivenAHangUpWhileItStartsThenItGoesOnStarting) {
+    startAndWait();
+    ASSERT_EQ(0, room.stop(SIGTERM)) << room.log();
+    std::filesystem::remove(room.dir.file("run/state.json"));
+    const int held = open(room.dir.file("state/spool.db.lock").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(held, 0);
+    ASSERT_EQ(0, flock(held, LOCK_EX));
+    room.start();
+    ASSERT_TRUE(DaemonRoom::waitFor([&] { return room.isUp(); })) << room.log();
+    ASSERT_EQ(0, kill(room.pid, SIGHUP));
+    ASSERT_EQ(0, flock(held, LOCK_UN));
+    (void)close(held);
+    EXPECT_TRUE(DaemonRoom::waitFor([&] { return room.polled() && room.logged("read again"); }))
+        << room.log();
+    EXPECT_EQ(0, room.stop(SIGTERM)) << room.log();
+}
+
+TEST_F(DaemonTest, GivenOneThatIsStartingThenNothingIsChangedBehindItsBack) {
+    startAndWait();
+    ASSERT_EQ(0, room.stop(SIGTERM)) << room.log();
+    const PidLock starting(room.dir.file("run/raidwatch.pid"));
+    EXPECT_EQ(
+        "raidwatch is starting or stopping; try again in a moment",
+        changeError(
+            {{"do", "silence-add"}, {"object", ""}, {"until", 4000000000}, {"reason", "work"}}));
+    EXPECT_TRUE(agent().ask({{"do", "silences"}}).empty());
+}
+
+// Clients that ask much and read nothing, at both sockets, for as long as they like.
+TEST_F(DaemonTest, GivenSlowClientsThenNobodyElseWaitsForThem) {
+    startAndWait();
+    std::vector<int> slow;
+    for (const std::string& name : {std::string("read.sock"), std::string("control.sock")}) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        const std::string file = room.dir.file("run/" + name);
+        ASSERT_LT(file.size(), sizeof address.sun_path);
+        std::memcpy(address.sun_path, file.c_str(), file.size() + 1);
+        slow.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(
+            0, connect(slow.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
+        std::string asked;
+        for (int i = 0; i < 1000; ++i) asked += "{\"do\":\"state\"}\n";
+        ASSERT_EQ(static_cast<ssize_t>(asked.size()),
+                  send(slow.back(), asked.data(), asked.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
+        ASSERT_EQ(4, send(slow.back(), "{\"do", 4, MSG_NOSIGNAL | MSG_DONTWAIT));
+    }
+    pull("sdb");
+    EXPECT_TRUE(DaemonRoom::waitFor([&] { return room.toldCode(kDriveRemoved); })) << room.log();
+    EXPECT_TRUE(agent().ask({{"do", "state"}}).is_object());
+    EXPECT_EQ(1u, agent().change({{"do", "reload"}})["files"].size());
+    EXPECT_EQ(0, room.stop(SIGTERM)) << room.log();
+    for (const int fd : slow) (void)close(fd);
 }
 
 TEST_F(DaemonTest, GivenAConfigurationWithErrorsThenNamesAllOfThem) {

@@ -1,15 +1,17 @@
 // The daemon is killed at random moments, hundreds of times, while drives of its machine come and
-// go. Every change must reach the file sink: in order for each drive, none missing, none twice
-// under another number, none invented.
+// go, fail and are brought back, and arrays lose and regain their redundancy. Every change must
+// reach the file sink: in order for each thing, none missing, none twice under another number, none
+// invented.
 //
-// The machine is a folder outside the killed process; this test moves drives in it and keeps the
-// list of what must be told. It moves a drive again only after the last move was told, because
+// The machine is a folder outside the killed process; this test changes things in it and keeps the
+// list of what must be told. It changes a thing again only after its last change was told, because
 // what comes and goes while nobody looks cannot be known.
 //
 //   RAIDWATCH_KILLS=10000 scripts/in-test-room build/x64/bin/agent_tests
 //   --gtest_filter='*KillTest*'
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <random>
@@ -23,37 +25,106 @@ using Json = nlohmann::ordered_json;
 using std::chrono::microseconds;
 
 constexpr int kTests = 5;
-constexpr int kKillsInAll = 500;  // unless RAIDWATCH_KILLS says otherwise
-constexpr int kDrives = 8;
+constexpr int kTestsOfArrays = 2;  // besides, with as many kills each
+constexpr int kKillsInAll = 500;   // unless RAIDWATCH_KILLS says otherwise
+constexpr int kThings = 8;
 constexpr int kLatestKill = 160000;  // microseconds after the start
-constexpr int kRemoved = 408;
-constexpr int kAdded = 407;
+
+// Something on the machine that has two states.
+struct Thing {
+    std::string file;   // of the tree
+    std::string aside;  // what stands there in the other state; need not exist
+    int away;           // the code for leaving the first state
+    int back;           // and for coming back to it
+    const char* place;  // member of the event's location, and its value
+    int number;
+};
 
 int killsPerTest() {
     const char* const wanted = std::getenv("RAIDWATCH_KILLS");
     return (wanted == nullptr ? kKillsInAll : std::atoi(wanted)) / kTests;
 }
 
-std::string machine() {
+std::string driveName(int target) { return std::string("sd") + static_cast<char>('a' + target); }
+
+std::string drives(int count) {
     std::string text = LinuxMachine::host() +
                        "f /proc/mdstat Personalities :\nf /proc/sys/kernel/osrelease 6.1.0\n";
-    for (int i = 0; i < kDrives; ++i) {
-        text += LinuxMachine::drive(std::string("sd") + static_cast<char>('a' + i), i);
+    for (int i = 0; i < count; ++i) text += LinuxMachine::drive(driveName(i), i);
+    return text;
+}
+
+std::vector<Thing> drivesThatComeAndGo() {
+    std::vector<Thing> things;
+    for (int i = 0; i < kThings; ++i) {
+        things.push_back(
+            {"/sys/block/" + driveName(i), "/aside-" + std::to_string(i), 408, 407, "deviceID", i});
+    }
+    return things;
+}
+
+// Mirrors of two drives. Of the first four the kernel's count of missing drives changes, of the
+// others the state of a member.
+std::string arrays() {
+    std::string text = drives(2 * kThings);
+    for (int i = 0; i < kThings; ++i) {
+        const std::string name = "md" + std::to_string(i);
+        text += LinuxMachine::array(name, "raid1", 2, "idle") +
+                LinuxMachine::member(name, driveName(2 * i), 2 * i, "in_sync", 0) +
+                LinuxMachine::member(name, driveName(2 * i + 1), 2 * i + 1, "in_sync", 1) +
+                "f /aside-" + std::to_string(i) + (i < kThings / 2 ? " 1\n" : " faulty\n");
     }
     return text;
 }
 
+std::vector<Thing> arraysThatFail() {
+    std::vector<Thing> things;
+    for (int i = 0; i < kThings; ++i) {
+        const std::string folder = LinuxMachine::folder("md" + std::to_string(i));
+        const std::string aside = "/aside-" + std::to_string(i);
+        if (i < kThings / 2) {
+            things.push_back({folder + "/degraded", aside, 301, 345, "logicalDriveID", i});
+        } else {
+            things.push_back({folder + "/dev-" + driveName(2 * i) + "/state", aside, 401, 403,
+                              "deviceID", 2 * i});
+        }
+    }
+    return things;
+}
+
 class KillTest : public testing::TestWithParam<int> {
 protected:
+    KillTest(const std::string& tree, std::vector<Thing> thingsIN)
+        : room(tree), things(std::move(thingsIN)) {}
+    KillTest() : KillTest(drives(kThings), drivesThatComeAndGo()) {}
+
+    static std::set<int> codesOf(const std::vector<Thing>& things) {
+        std::set<int> codes;
+        for (const Thing& thing : things) codes.insert({thing.away, thing.back});
+        return codes;
+    }
     // One call of the system, so that no poll sees half of it.
-    void move(int drive) {
-        const std::string name = std::string("/sys/block/sd") + static_cast<char>('a' + drive);
-        const std::string aside = room.machine.file("/aside-" + std::to_string(drive));
-        const bool there = expected[drive].size() % 2 == 0;
-        ASSERT_EQ(0, there ? rename(room.machine.file(name).c_str(), aside.c_str())
-                           : rename(aside.c_str(), room.machine.file(name).c_str()))
-            << name;
-        expected[drive].push_back(there ? kRemoved : kAdded);
+    void move(int number) {
+        const Thing& thing = things[static_cast<std::size_t>(number)];
+        const std::string file = room.machine.file(thing.file);
+        const std::string aside = room.machine.file(thing.aside);
+        const bool isFirst = expected[number].size() % 2 == 0;
+        if (renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, aside.c_str(), RENAME_EXCHANGE) != 0) {
+            ASSERT_EQ(ENOENT, errno) << thing.file;
+            ASSERT_EQ(0, isFirst ? rename(file.c_str(), aside.c_str())
+                                 : rename(aside.c_str(), file.c_str()))
+                << thing.file;
+        }
+        expected[number].push_back(isFirst ? thing.away : thing.back);
+    }
+    // -1 for an event that is not about a change of ours.
+    int thingOf(const Json& event) const {
+        for (int i = 0; i < kThings; ++i) {
+            const Thing& thing = things[static_cast<std::size_t>(i)];
+            const bool ours = event["code"] == thing.away || event["code"] == thing.back;
+            if (ours && event["location"].value(thing.place, -1) == thing.number) return i;
+        }
+        return -1;
     }
 
     // Reads on where the last call ended. Repeats under the same id are dropped, as any receiver
@@ -72,16 +143,17 @@ protected:
             }
             if (!record["data"].contains("event")) continue;
             const Json& event = record["data"]["event"];
-            const int code = event["code"];
-            if (code != kRemoved && code != kAdded) continue;
-            const int drive = event["location"].value("deviceID", -1);
-            ASSERT_TRUE(drive >= 0 && drive < kDrives) << line;
-            told[drive].push_back(code);
+            const int thing = thingOf(event);
+            if (thing >= 0) {
+                told[thing].push_back(event["code"]);
+            } else {
+                EXPECT_EQ(0u, moving.count(event["code"])) << "of nothing that was moved: " << line;
+            }
         }
     }
-    bool isSettled(int drive) { return told[drive].size() >= expected[drive].size(); }
+    bool isSettled(int thing) { return told[thing].size() >= expected[thing].size(); }
     bool allSettled() {
-        for (int i = 0; i < kDrives; ++i) {
+        for (int i = 0; i < kThings; ++i) {
             if (!isSettled(i)) return false;
         }
         return true;
@@ -90,10 +162,10 @@ protected:
         std::this_thread::sleep_for(
             microseconds(std::uniform_int_distribution<int>(0, most)(random)));
     }
-    // Some of the drives whose last move was told.
+    // Some of the things whose last change was told.
     void moveSome() {
         readTold();
-        for (int i = 0; i < kDrives; ++i) {
+        for (int i = 0; i < kThings; ++i) {
             if (isSettled(i) && random() % 3 == 0) {
                 ASSERT_NO_FATAL_FAILURE(move(i));
             }
@@ -113,7 +185,11 @@ protected:
         readTold();
     }
 
-    DaemonRoom room{machine()};
+    void killAtRandomMoments();
+
+    DaemonRoom room;
+    const std::vector<Thing> things;
+    std::set<int> moving = codesOf(things);  // all codes that our changes have
     std::mt19937 random;
     std::map<int, std::vector<int>> expected;
     std::map<int, std::vector<int>> told;
@@ -122,9 +198,9 @@ protected:
     int repeats = 0;
 };
 
-TEST_P(KillTest, GivenKillsAtRandomMomentsThenEveryChangeIsToldOnceAndInOrder) {
+void KillTest::killAtRandomMoments() {
     random.seed(static_cast<unsigned>(GetParam()));
-    // The first look ever: all drives are new, and nothing of that is counted.
+    // The first look ever: everything is new, and nothing of that is counted.
     room.start();
     ASSERT_TRUE(DaemonRoom::waitFor([this] { return room.toldCode(207) && room.isUp(); }))
         << room.log();
@@ -145,8 +221,8 @@ TEST_P(KillTest, GivenKillsAtRandomMomentsThenEveryChangeIsToldOnceAndInOrder) {
     ASSERT_NO_FATAL_FAILURE(settle());
 
     std::size_t moves = 0;
-    for (int i = 0; i < kDrives; ++i) {
-        EXPECT_EQ(expected[i], told[i]) << "drive " << i;
+    for (int i = 0; i < kThings; ++i) {
+        EXPECT_EQ(expected[i], told[i]) << things[static_cast<std::size_t>(i)].file;
         moves += expected[i].size();
     }
     EXPECT_GT(moves, static_cast<std::size_t>(killsPerTest()) / 2) << "too little happened";
@@ -156,6 +232,20 @@ TEST_P(KillTest, GivenKillsAtRandomMomentsThenEveryChangeIsToldOnceAndInOrder) {
                 repeats);
 }
 
+class ArrayKillTest : public KillTest {
+protected:
+    ArrayKillTest() : KillTest(arrays(), arraysThatFail()) {}
+};
+
+TEST_P(KillTest, GivenKillsAtRandomMomentsThenEveryChangeIsToldOnceAndInOrder) {
+    killAtRandomMoments();
+}
+
+TEST_P(ArrayKillTest, GivenKillsAtRandomMomentsThenEveryChangeIsToldOnceAndInOrder) {
+    killAtRandomMoments();
+}
+
 INSTANTIATE_TEST_SUITE_P(Seeds, KillTest, testing::Range(0, kTests));
+INSTANTIATE_TEST_SUITE_P(Seeds, ArrayKillTest, testing::Range(0, kTestsOfArrays));
 
 }  // namespace

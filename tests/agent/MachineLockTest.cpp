@@ -173,6 +173,14 @@ TEST(MachineLock, GivenAnotherAgentHasItsLockThenNothingIsRepaired) {
 }
 
 // A monitor was killed between making the set and setting it free.
+TEST(MachineLock, GivenAClockThatWasSetBackThenASetThatWasNeverSetFreeIsStuckAllTheSame) {
+    inLockRoom([] {
+        makeLock(0);
+        const FastClock clock(std::time(nullptr) - 3600);
+        EXPECT_EQ(State::kStuck, MachineLock::look().state);
+    });
+}
+
 TEST(MachineLock, GivenASetThatWasNeverSetFreeThenItIsStuckAfterAWhile) {
     inLockRoom([] {
         makeLock(0);

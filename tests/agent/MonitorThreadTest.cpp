@@ -7,6 +7,7 @@
 
 #include "agent/EngineFolder.h"
 #include "agent/daemon/PollReport.h"
+#include "events/QELEventCollection.h"
 #include "storlib/Attributes.h"
 #include "storlib/Channel.h"
 #include "storlib/ConfigSource.h"
@@ -271,6 +272,70 @@ TEST_F(WatchedMonitorTest, EventsComeWithTheirSourceAndTheReportOfTheirPoll) {
         }
     }
     EXPECT_GT(reports, 1);
+}
+
+// Nobody takes for many polls. The first ones fill what the host may keep; the rest stays with the
+// engine, whose queue is bounded.
+TEST_F(WatchedMonitorTest, GivenAHostThatTakesNothingThenWhatWaitsForItIsBounded) {
+    settings.mostWaiting = 1;
+    std::atomic<int> looks{0};
+    settings.look = [&looks] {
+        ++looks;
+        return std::make_shared<PollReport>();
+    };
+    MonitorThread monitor(*lib, folder, settings);
+    const auto waitForLooks = [&looks](int more) {
+        const int wanted = looks + more;
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (looks < wanted && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(milliseconds(1));
+        }
+        return looks >= wanted;
+    };
+    ASSERT_TRUE(waitForLooks(2)) << "the first poll has filled it";
+    machine->driveState = kDriveFailed;
+    ASSERT_TRUE(waitForLooks(3));
+    monitor.stop();
+    const MonitorThread::Batch batch = monitor.take();
+    const auto failed = std::find_if(batch.events.begin(), batch.events.end(),
+                                     [](const QELEvent& one) { return one.eventCode == 401; });
+    ASSERT_NE(batch.events.end(), failed) << "it waited in the engine's queue";
+    EXPECT_LE(batch.finished, static_cast<std::size_t>(failed - batch.events.begin()))
+        << "it was not taken when its poll ended";
+}
+
+// The queue's member, as any class derived from the engine's could reach it.
+struct QueueOf : BaseRaidMonitor {
+    static auto member() { return &QueueOf::eventCollection; }
+};
+
+TEST_F(WatchedMonitorTest, TheQueueHoldsTwoThousandUnlessTheSettingsNameASize) {
+    struct Case {
+        const char* settings;
+        int size;
+    };
+    const Case cases[] = {
+        {"", 2000},
+        {"qel.eventQueueSize=0\n", 2000},
+        {"qel.eventQueueSize=200\n", 2000},
+        {"qel.eventQueueSize=500\n", 500},
+        {"qel.eventQueueSize=3000\n", 3000},
+    };
+    struct Nobody : WatchedMonitor::Watcher {
+        void pollBegins(bool) override {}
+        void pollEnded() override {}
+    } nobody;
+    for (const Case& c : cases) {
+        dir.write("QELConfig.conf", c.settings);
+        WatchedMonitor monitor(lib.get(), nobody);
+        QELEventCollection& queue = *(monitor.*QueueOf::member());
+        const QELEvent event(499, kEventError, "x", "X");
+        for (int i = 0; i < c.size; ++i) queue.addEvent(event);
+        EXPECT_EQ(c.size, queue.getNumberOfEvents()) << c.settings;
+        queue.addEvent(event);
+        EXPECT_EQ(QELEventCollection::kOverloadCode, queue.getEvents(1).at(0).eventCode)
+            << c.settings;
+    }
 }
 
 TEST_F(WatchedMonitorTest, GivenAPollThatThrowsThenTheHostIsAskedBeforeTheComparison) {

@@ -35,6 +35,17 @@ TEST(PidLock, GivenALivingHolderThenNamesIt) {
     EXPECT_EQ(std::to_string(getpid()) + "\n", dir.read("pid")) << "the holder's number stays";
 }
 
+TEST(PidLock, TellsWhetherItIsHeldWithoutTakingIt) {
+    const TempDir dir;
+    EXPECT_FALSE(PidLock::isHeld(dir.file("pid")));
+    EXPECT_FALSE(dir.exists("pid")) << "looking makes nothing";
+    {
+        const PidLock lock(dir.file("pid"));
+        EXPECT_TRUE(PidLock::isHeld(dir.file("pid")));
+    }
+    EXPECT_FALSE(PidLock::isHeld(dir.file("pid"))) << "the file stays, the lock does not";
+}
+
 TEST(PidLock, GivenAFileOfADeadProcessThenIsTaken) {
     const TempDir dir;
     const pid_t child = fork();

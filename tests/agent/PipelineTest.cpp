@@ -108,6 +108,25 @@ TEST_F(PipelineTest, GivenAPollWithoutNewsThenNothingIsWritten) {
     EXPECT_EQ(1000000000, state()["polledAt"]);
 }
 
+// A poll without news is noted down once a minute, by whatever the clock says.
+TEST_F(PipelineTest, GivenAClockThatIsSetBackThenTheLastPollIsStillNotedDown) {
+    spool->beginWatch(999999000);
+    const auto lastPollAfter = [this](std::int64_t polledAt) {
+        MonitorThread::Batch batch = batchOf({}, 0, kFirstShown);
+        auto report = std::make_shared<PollReport>(*batch.report);
+        report->state.polledAt = polledAt;
+        batch.report = report;
+        pipeline->pass(std::move(batch));
+        return spool->watchSpans(0).back().lastPoll;
+    };
+    EXPECT_EQ(1000000000, lastPollAfter(1000000000));
+    EXPECT_EQ(1000000000, lastPollAfter(1000000059)) << "not with every poll";
+    EXPECT_EQ(1000000060, lastPollAfter(1000000060));
+    EXPECT_EQ(999996400, lastPollAfter(999996400)) << "an hour back";
+    EXPECT_EQ(999996400, lastPollAfter(999996459));
+    EXPECT_EQ(999996460, lastPollAfter(999996460));
+}
+
 TEST_F(PipelineTest, EventsOfAPollThatHasNotEndedWaitForItsEnd) {
     pipeline->pass(batchOf({408}, 0, ""));
     EXPECT_EQ(Codes(), spooled());
@@ -262,10 +281,10 @@ TEST_F(PipelineTest, AnAcknowledgementSurvivesARestart) {
     pipeline->pass(batchOf({401}, 1, kFirstShown));
     const std::vector<Incident> open1 = spool->openIncidents();
     ASSERT_EQ(1u, open1.size());
-    pipeline->acknowledge(open1[0].id, "ann", "on it", 0);
+    EXPECT_EQ("on it", pipeline->acknowledge(open1[0].id, "ann", "on it", 0).ackComment);
     open();
     EXPECT_EQ("ann", spool->openIncidents().at(0).ackBy);
-    pipeline->unacknowledge(open1[0].id);
+    EXPECT_EQ("", pipeline->unacknowledge(open1[0].id).ackBy);
     EXPECT_FALSE(spool->openIncidents().at(0).acknowledged());
 }
 

@@ -118,6 +118,21 @@ TEST(SafeSnapshot, GivenTheSameTextThenTheCopyIsNotWritten) {
     EXPECT_FALSE(dir.exists(kCopy));
 }
 
+// On a full disk a start must not fail for want of room for what is there already.
+TEST(SafeSnapshot, GivenACopyOfTheLastRunWithTheSameTextThenItIsNotWritten) {
+    const TempDir dir;
+    SafeSnapshot(dir.file("S.xml")).keep("<System>1</System>");
+    struct stat before {};
+    ASSERT_EQ(0, stat(dir.file("S.xml.safe").c_str(), &before));
+    SafeSnapshot next(dir.file("S.xml"));
+    next.keep("<System>1</System>");
+    struct stat after {};
+    ASSERT_EQ(0, stat(dir.file("S.xml.safe").c_str(), &after));
+    EXPECT_EQ(before.st_ino, after.st_ino) << "a new file would have taken its place";
+    next.keep("<System>2</System>");
+    EXPECT_EQ("<System>2</System>", dir.read("S.xml.safe"));
+}
+
 TEST(SafeSnapshot, GivenALinkAtTheEnginesNameThenTheCopyStandsBesideItsTarget) {
     const TempDir dir;
     fs::create_directories(dir.file("lib"));

@@ -79,6 +79,19 @@ TEST(Spool, GivenAFreshFolderThenItIsEmptyAndSaysNothing) {
     EXPECT_EQ(spool.machineId() + ":17", spool.idOf(17));
 }
 
+TEST(Spool, IsNotForEverybodyToRead) {
+    const TempDir dir;
+    Spool spool(dir.file("spool.db"));
+    Spool::Batch batch;
+    batch.records.emplace_back();
+    spool.commit(batch);
+    for (const char* side : {"", "-wal", "-shm"}) {
+        struct stat info {};
+        ASSERT_EQ(0, stat(dir.file(std::string("spool.db") + side).c_str(), &info)) << side;
+        EXPECT_EQ(0640u, info.st_mode & 07777u) << side;
+    }
+}
+
 TEST(Spool, GivesSequencesFromOneWithoutGaps) {
     const TempDir dir;
     Spool spool(dir.file("spool.db"));
