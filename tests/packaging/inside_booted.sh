@@ -59,7 +59,7 @@ done
 for place in /usr /etc /etc/raidwatch /boot /var/lib /var/spool /run /root /srv; do
     ! in_sandbox touch "$place/probe" || fail "can write to $place"
 done
-grep -q '^CapBnd:[[:space:]]*0000000000020000$' "/proc/$pid/status" ||
+grep -q '^CapBnd:[[:space:]]*00000000000200c0$' "/proc/$pid/status" ||
     fail "capabilities: $(grep CapBnd "/proc/$pid/status")"
 grep -q '^NoNewPrivs:[[:space:]]*1$' "/proc/$pid/status" || fail "may gain privileges"
 
