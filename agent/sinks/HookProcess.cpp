@@ -135,24 +135,41 @@ bool become(const HookUser& user) {
     giveUp(kReport, "run");
 }
 
-// Forks with all signals held back, so that none of our handlers runs in the child.
-pid_t startChild(const Start& start) {
+// Forks with all signals held back, so that none of our handlers runs in the child. The work ends
+// the child.
+template <typename Work>
+pid_t forkFor(const Work& work) {
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
     const pid_t pid = fork();
-    if (pid == 0) runChild(start);
+    if (pid == 0) work();
     const int error = errno;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     errno = error;
     return pid;
 }
 
+// A daemon of root without CAP_KILL may not signal programs of another user; who is that user in
+// effect may. The child stays root by its real user, so that the program cannot signal it back.
+void signalGroup(pid_t group, int number, const HookUser& user) {
+    if (kill(-group, number) == 0 || errno != EPERM || !user.change) return;
+    const auto same = static_cast<uid_t>(-1);
+    const pid_t pid = forkFor([&] {
+        if (syscall(SYS_setresuid, same, user.uid, same) == 0) kill(-group, number);
+        _exit(0);
+    });
+    if (pid < 0) return;
+    while (waitpid(pid, nullptr, 0) < 0 && errno == EINTR) continue;
+}
+
 class Watch {
 public:
-    Watch(pid_t pidIN, int outputIN, const HookLimits& limitsIN, int cancelFdIN)
+    Watch(pid_t pidIN, const HookUser& userIN, int outputIN, const HookLimits& limitsIN,
+          int cancelFdIN)
         : pid(pidIN),
+          user(userIN),
           output(outputIN),
           limits(limitsIN),
           cancelFd(cancelFdIN),
@@ -172,10 +189,10 @@ public:
             if (stage == 1) {
                 result.end = cancelNow ? HookResult::End::kCancelled : HookResult::End::kTimeOut;
             }
-            kill(-pid, stage == 1 ? SIGTERM : SIGKILL);
+            signalGroup(pid, stage == 1 ? SIGTERM : SIGKILL, user);
             limit = Time::now() + (stage == 1 ? limits.grace : kAfterKill);
         }
-        if (stage != 0) kill(-pid, SIGKILL);  // its children too; it is not yet reaped
+        if (stage != 0) signalGroup(pid, SIGKILL, user);  // its children too; it is not yet reaped
         drain();
         finish(stage);
         return std::move(result);
@@ -230,6 +247,7 @@ private:
     }
 
     const pid_t pid;
+    const HookUser& user;
     const int output;
     const HookLimits limits;
     const int cancelFd;
@@ -266,7 +284,7 @@ HookResult runHook(const HookCall& call, const HookLimits& limits, int cancelFd)
     start.output = outputWrite.get();
     start.report = reportWrite.get();
     start.user = &call.user;
-    const pid_t pid = startChild(start);
+    const pid_t pid = forkFor([&] { runChild(start); });
     if (pid < 0) return notStarted("make a process", errno);
     setpgid(pid, pid);  // whoever comes first, child or we
     outputWrite.reset();
@@ -283,5 +301,5 @@ HookResult runHook(const HookCall& call, const HookLimits& limits, int cancelFd)
         failed.step[sizeof failed.step - 1] = '\0';
         return notStarted(std::string(failed.step) + " " + call.arguments[0], failed.error);
     }
-    return Watch(pid, outputRead.get(), limits, cancelFd).wait();
+    return Watch(pid, call.user, outputRead.get(), limits, cancelFd).wait();
 }

@@ -7,19 +7,21 @@ _raidwatch_words() {
         "") echo "run status list show watch events incidents ack unack silence diff check test drill
                 explain locate doctor config capture replay scenario
                 --json --no-color --lang --config --help --version" ;;
-        run) echo "--once $common" ;;
+        run) echo "--source --once --wait --pace $common" ;;
+        status | show) echo "--source $common" ;;
         list) echo "controllers arrays drives enclosures phys tasks --source $common" ;;
         watch) echo "--source --once --state --logs --all $common" ;;
         events) echo "--since --until --severity --object --code --undelivered --follow --limit
-                      $common" ;;
+                      --all $common" ;;
         incidents) echo "--all $common" ;;
         ack) echo "--comment --until $common" ;;
         silence) echo "add list rm $common" ;;
         "silence add") echo "--object --all --for --reason $common" ;;
-        diff) echo "--since $common" ;;
-        check) echo "--stale-after $common" ;;
+        diff) echo "--since --all $common" ;;
+        check) echo "--source --stale-after $common" ;;
+        test | drill) echo "--wait $common" ;;
         explain) echo "--all $common" ;;
-        locate) echo "on off status --for $common" ;;
+        locate) echo "on off status --for --root $common" ;;
         doctor) echo "--fix $common" ;;
         config) echo "check show schema $common" ;;
         capture) echo "--root --name $common" ;;
@@ -60,7 +62,7 @@ _raidwatch() {
         --since) [ "$verb" = diff ] && words="boot last-run" ;;
         --source) words="linux replay: scenario:" ;;
         --until | --object | --code | --limit | --comment | --for | --reason | --stale-after | \
-            --name | --pace) return ;;
+            --name | --pace | --wait) return ;;
         *)
             words=$(_raidwatch_words "$verb")
             case $verb in

@@ -2,8 +2,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <signal.h>
 #include <sys/eventfd.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -183,6 +185,37 @@ TEST_F(HookProcessTest, GivenAUserThenItRunsAsThatUserWithItsGroupsOnly) {
     call.user.groups = {65534, 100};
     call.environment = {"PATH=/usr/bin:/bin"};
     EXPECT_EQ("65534 65534\n65534 100\n", run("echo $(id -u) $(id -ru); id -G").output);
+}
+
+// As below a unit that grants no such capability; of the calling thread alone.
+bool dropCapKill() {
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3]{};
+    if (syscall(SYS_capget, &header, data) != 0) return false;
+    data[0].effective &= ~(1U << CAP_KILL);
+    data[0].permitted &= ~(1U << CAP_KILL);
+    return syscall(SYS_capset, &header, data) == 0;
+}
+
+TEST_F(HookProcessTest, GivenAUserAndNoRightToSignalOthersThenTheTimeLimitHolds) {
+    if (geteuid() != 0) GTEST_SKIP() << "NOT TESTED: only root can become another user";
+    call.user.change = true;
+    call.user.uid = 65534;
+    call.user.gid = 65534;
+    limits.time = Milliseconds(1500);  // long enough for the shell to come so far
+    limits.grace = Milliseconds(200);
+    call.environment = {"PATH=/usr/bin:/bin"};
+    bool dropped = false;
+    HookResult result;
+    std::thread([&] {
+        dropped = dropCapKill();
+        result = run("trap '' TERM; (trap '' TERM; exec sleep 30) & echo $!; wait");
+    }).join();
+    ASSERT_TRUE(dropped);
+    EXPECT_EQ(End::kTimeOut, result.end);
+    const std::string child = result.output.substr(0, result.output.find('\n'));
+    ASSERT_NE("", child);
+    EXPECT_TRUE(waitUntil([&] { return !isAlive(child); })) << "process " << child;
 }
 
 TEST_F(HookProcessTest, ManyMayRunAtOnceInManyThreads) {

@@ -1,5 +1,5 @@
 #!/bin/sh
-# clean_root.sh FOLDER: makes FOLDER/base, a minimal Debian 12 that also knows i386, and
+# clean_root.sh FOLDER: makes FOLDER/base, a minimal Debian 12 with systemd that also knows i386, and
 # FOLDER/archives, a cache of downloaded packages. Nothing happens when FOLDER/base is there.
 # Exits with 77 when that is not possible here, and says why.
 set -eu
@@ -14,7 +14,7 @@ mkdir -p "$folder/archives"
 log=$folder/base.log
 echo "making a clean Debian in $folder (once)"
 rm -rf "$folder/partial"
-if ! debootstrap --variant=minbase --cache-dir="$(realpath "$folder/archives")" bookworm \
+if ! debootstrap --variant=minbase --include=systemd-sysv --cache-dir="$(realpath "$folder/archives")" bookworm \
     "$folder/partial" "$mirror" >"$log" 2>&1; then
     tail -n 5 "$log"
     skip "debootstrap cannot make a clean Debian from $mirror"

@@ -2,8 +2,9 @@
 """completion_test.py RAIDWATCH: do the completions and the man page know what the program knows?
 
 Every verb of "raidwatch --help", and every verb below a verb, is in the completion of each shell and
-has its paragraph in raidwatch(1); every long option of every verb is in both as well. Then the shells
-themselves are asked: bash always, zsh and fish where they are installed.
+has its paragraph in raidwatch(1); every long option of a verb is told there, or among the options of
+all, and is offered behind that verb. Then the shells themselves are asked: bash always, zsh and fish
+where they are installed.
 """
 
 import pathlib
@@ -54,23 +55,50 @@ def commands(program):
     return found
 
 
+def zsh_part(text, verb):
+    """What _raidwatch says of one verb; the options that all have lie in `common` and `source`."""
+    part = re.search(rf"^ +{re.escape(verb)}\) (_arguments .*?);;", text, re.MULTILINE | re.DOTALL)
+    shared = re.search(r"common=\((.*?)\n    \)", text, re.DOTALL).group(1)
+    if part and '"$source"' in part.group(1):
+        shared += "--source"
+    return (part.group(1) if part else "") + shared
+
+
+def man_part(man, verb):
+    """The paragraph of one verb, with what is told of the options that many verbs have."""
+    name = f"**raidwatch {' '.join(verb)}**"
+    own = [part for part in man.split("\n\n")
+           if part.startswith("**raidwatch ") and name in part.split("\n")[0]]
+    return "\n".join(own) + man[man.index("\n## OPTIONS"):man.index("\n## EXIT STATUS")]
+
+
 def check_texts(found):
     man = MAN.read_text(encoding="utf-8")
+    zsh = COMPLETIONS["zsh"].read_text(encoding="utf-8")
     for shell, path in COMPLETIONS.items():
         text = path.read_text(encoding="utf-8")
-        for verb, options in found.items():
+        for verb in found:
             for word in verb:
                 check(re.search(rf"(?<![\w-]){re.escape(word)}(?![\w-])", text),
                       f"{path.name} does not know the verb {word}")
-            for option in options:
-                pattern = rf"-l {option}\b" if shell == "fish" else rf"--{option}(?![\w-])"
-                check(re.search(pattern, text), f"{path.name} does not know --{option}")
     for verb, options in found.items():
-        if verb and not any(other[:len(verb)] == verb and other != verb for other in found):
-            check(f"**raidwatch {' '.join(verb)}**" in man,
-                  f"{MAN.name} has no paragraph **raidwatch {' '.join(verb)}**")
+        name = " ".join(verb)
+        if not verb or any(other[:len(verb)] == verb and other != verb for other in found):
+            continue
+        check(re.search(rf"^\*\*raidwatch .*\*\*raidwatch {name}\*\*|^\*\*raidwatch {name}\*\*", man,
+                        re.MULTILINE), f"{MAN.name} has no paragraph **raidwatch {name}**")
+        for option in options - {"help"}:
+            check(f"**--{option}**" in man_part(man, verb), f"{MAN.name} does not tell {name} --{option}")
         for option in options:
-            check(re.search(rf"\*\*--{option}\*\*", man), f"{MAN.name} does not tell --{option}")
+            check(re.search(rf"--{option}(?![\w-])", zsh_part(zsh, verb[0])),
+                  f"_raidwatch does not know {name} --{option}")
+
+
+def check_options(shell, ask, found):
+    """Every option of every verb is offered behind that verb."""
+    for verb, options in found.items():
+        missing = {f"--{option}" for option in options} - set(ask(*verb, "--"))
+        check(not missing, f"{shell} does not offer {sorted(missing)} after {' '.join(verb)}")
 
 
 def ask_bash(*words):
@@ -132,6 +160,7 @@ def main(program):
           f"the help of raidwatch was not understood: {sorted(found)}")
     check_texts(found)
     check_shell("bash", ask_bash, QUESTIONS)
+    check_options("bash", ask_bash, found)
     for shell in ("zsh", "fish"):
         if not shutil.which(shell):
             print(f"SKIPPED: {shell} is not installed; its completion was only read")
@@ -140,6 +169,8 @@ def main(program):
                                 capture_output=True, text=True)
         check(result.returncode == 0 and not result.stderr, f"{shell} -n says {result.stderr}")
         check_shell(shell, ask_zsh if shell == "zsh" else ask_fish, QUESTIONS)
+        if shell == "fish":  # zsh takes a second for each
+            check_options(shell, ask_fish, found)
     for line in failures:
         print(line, file=sys.stderr)
     if not failures:

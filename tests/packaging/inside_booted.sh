@@ -21,19 +21,13 @@ wait_for() {
     done
 }
 
-if raidwatch --help | grep -q '^  run '; then
-    daemon=yes
-else
-    # A build without the daemon: its sandbox is tried with "watch", which keeps the same files.
-    echo "NOTE: this raidwatch has no verb run; the unit runs watch instead"
-    daemon=
-    mkdir -p /etc/systemd/system/raidwatch.service.d
-    printf '[Service]\nType=exec\nWatchdogSec=0\nExecStart=\nExecStart=/usr/bin/raidwatch watch\n' \
-        >/etc/systemd/system/raidwatch.service.d/watch.conf
-    systemctl daemon-reload
-    systemctl reset-failed raidwatch
-    systemctl restart raidwatch
-fi
+# Sooner than in the unit, so that both can be seen: that polls feed the watchdog, and that it bites.
+drop_in=/etc/systemd/system/raidwatch.service.d
+mkdir -p $drop_in
+printf '[Service]\nWatchdogSec=9\nRestartSec=1\nTimeoutAbortSec=3\n' >$drop_in/watchdog.conf
+systemctl daemon-reload
+systemctl restart raidwatch || fail "restart: $(systemctl status raidwatch)"
+started=$(date +%s)
 
 [ "$(systemctl is-enabled raidwatch)" = enabled ] || fail "the unit is not enabled"
 wait_for 30 systemctl -q is-active raidwatch || fail "the unit is $(shows ActiveState)"
@@ -59,24 +53,87 @@ done
 for place in /usr /etc /etc/raidwatch /boot /var/lib /var/spool /run /root /srv; do
     ! in_sandbox touch "$place/probe" || fail "can write to $place"
 done
-grep -q '^CapBnd:[[:space:]]*0000000000020000$' "/proc/$pid/status" ||
+grep -q '^CapBnd:[[:space:]]*00000000000200c0$' "/proc/$pid/status" ||
     fail "capabilities: $(grep CapBnd "/proc/$pid/status")"
 grep -q '^NoNewPrivs:[[:space:]]*1$' "/proc/$pid/status" || fail "may gain privileges"
 
-if [ -n "$daemon" ]; then
-    systemctl reload raidwatch || fail "reload"
-    sleep 1
-    [ "$(shows MainPID)" = "$pid" ] || fail "reload ended the daemon"
-    raidwatch status >/status 2>&1
-    [ $? -le 2 ] || fail "status: $(cat /status)"
-    # Everybody may look; only root and the group may change something.
-    setpriv --reuid=nobody --regid=nogroup --clear-groups raidwatch status >/status 2>&1
-    [ $? -le 2 ] || fail "status for nobody: $(cat /status)"
-    [ "$(stat -c '%a %G' /run/raidwatch/control.sock)" = "660 raidwatch" ] ||
-        fail "control.sock: $(stat -c '%a %G' /run/raidwatch/control.sock)"
-    [ "$(stat -c %a /run/raidwatch/read.sock)" = 666 ] ||
-        fail "read.sock: $(stat -c %a /run/raidwatch/read.sock)"
-fi
+# Notify: systemd was told that it is ready, and what it watches.
+[ "$(shows Type)" = notify ] || fail "Type=$(shows Type)"
+[ -n "$(shows StatusText)" ] || fail "systemd was told no status"
+systemctl reload raidwatch || fail "reload"
+[ "$(shows MainPID)" = "$pid" ] || fail "reload ended the daemon"
+raidwatch status >/status 2>&1
+[ $? -le 2 ] || fail "status: $(cat /status)"
+# Everybody may look; only root and the group may change something.
+as_nobody() { setpriv --reuid=nobody --regid=nogroup --clear-groups "$@"; }
+as_nobody raidwatch status >/status 2>&1
+[ $? -le 2 ] || fail "status for nobody: $(cat /status)"
+! as_nobody raidwatch test --wait 1 >/status 2>&1 || fail "nobody may send tests"
+for file in control.sock=660,raidwatch read.sock=666,raidwatch state.json=644,raidwatch; do
+    have=$(stat -c %n=%a,%G "/run/raidwatch/${file%%=*}")
+    [ "$have" = "/run/raidwatch/$file" ] || fail "$have instead of $file"
+done
+setpriv --reuid=raidwatch --regid=raidwatch --clear-groups raidwatch test journal --wait 20 \
+    >/status 2>&1 || fail "a test by the group raidwatch: $(cat /status)"
+journalctl -b -t raidwatch RAIDWATCH_ORIGIN=test -o export >/journal
+for field in RAIDWATCH_ID RAIDWATCH_KIND RAIDWATCH_SEVERITY RAIDWATCH_TIME MESSAGE_ID; do
+    grep -a -q "^$field=." /journal || fail "the journal got no $field"
+done
+journalctl -b -x -t raidwatch --no-pager | grep -q 'Subject: A test of the alerts' ||
+    fail "journalctl -x does not explain a test"
+
+# Hooks run as raidwatch, without capabilities, and are ended in time with all that they started.
+mkdir /etc/raidwatch/slow
+cat >/etc/raidwatch/hooks.d/note <<'HOOK'
+#!/bin/sh
+[ "$RAIDWATCH_ORIGIN" = test ] || exit 0
+{ id -un; id -Gn; sed -n 's/^CapEff:[[:space:]]*//p' /proc/self/status
+  cat; } >/var/lib/raidwatch/hooks/note
+HOOK
+cat >/etc/raidwatch/slow/sleep <<'HOOK'
+#!/bin/sh
+trap '' TERM
+sleep 298 &
+echo "$$ $!" >/var/lib/raidwatch/hooks/slow
+sleep 299
+HOOK
+chmod +x /etc/raidwatch/hooks.d/note /etc/raidwatch/slow/sleep
+cat >/etc/raidwatch/conf.d/hooks.toml <<'CONF'
+[sink.hooks]
+type = "exec"
+dir = "/etc/raidwatch/hooks.d"
+[sink.slow]
+type = "exec"
+dir = "/etc/raidwatch/slow"
+timeout = "1s"
+first_retry = "1d"
+longest_retry = "1d"
+CONF
+raidwatch config check >/status 2>&1 || fail "config check: $(cat /status)"
+systemctl reload raidwatch || fail "reload with hooks"
+[ "$(shows MainPID)" = "$pid" ] || fail "the reload ended the daemon"
+raidwatch test hooks --wait 20 >/status 2>&1 || fail "test of the hooks: $(cat /status)"
+hooks=/var/lib/raidwatch/hooks
+[ "$(head -3 $hooks/note)" = "raidwatch
+raidwatch
+0000000000000000" ] || fail "the hook ran as: $(cat $hooks/note)"
+tail -n +4 $hooks/note | grep -q '"origin":"test"' || fail "the hook got: $(cat $hooks/note)"
+raidwatch test slow --wait 1 >/status 2>&1
+wait_for 10 test -s $hooks/slow || fail "the slow hook did not start: $(cat /status)"
+for process in $(cat $hooks/slow); do
+    gone() { ! grep -q '^State:[[:space:]]*[^Z]' "/proc/$process/status"; }
+    wait_for 15 gone || fail "a hook that takes too long runs on: $(ps -o pid,user,args "$process")"
+done
+
+# Completed polls feed the watchdog: it would have bitten after nine seconds.
+while [ $(($(date +%s) - started)) -lt 12 ]; do sleep 0.5; done
+[ "$(shows MainPID)" = "$pid" ] && [ "$(shows NRestarts)" = 0 ] || fail "the watchdog was not fed"
+kill -STOP "$pid"
+another() { [ "$(shows MainPID)" != "$pid" ] && systemctl -q is-active raidwatch; }
+wait_for 40 another || fail "nobody noticed that the daemon hangs: $(systemctl status raidwatch)"
+pid=$(shows MainPID)
+knows() { raidwatch status >/status 2>&1; [ $? -le 2 ]; }
+wait_for 15 knows || fail "status after the watchdog: $(cat /status)"
 systemd-analyze security --no-pager raidwatch.service | tail -1
 systemd-analyze verify --man=no /lib/systemd/system/raidwatch.service || fail "verify"
 
@@ -89,7 +146,7 @@ wait_for 30 systemctl -q is-active raidwatch || fail "after the upgrade the unit
 dpkg --remove raidwatch >/remove.log 2>&1 || fail "remove: $(cat /remove.log)"
 ! systemctl -q is-active raidwatch || fail "it runs on after it was removed"
 [ -s /var/lib/raidwatch/QELVANTConfig.xml ] || fail "remove took the snapshot"
-rm -rf /etc/systemd/system/raidwatch.service.d
+rm -rf $drop_in /etc/raidwatch/slow /etc/raidwatch/conf.d/hooks.toml /etc/raidwatch/hooks.d/note
 dpkg --purge raidwatch >/purge.log 2>&1 || fail "purge: $(cat /purge.log)"
 [ ! -e /var/lib/raidwatch ] || fail "purge left the state"
 [ "$(systemctl --failed --no-legend | wc -l)" -eq 0 ] || fail "failed: $(systemctl --failed)"

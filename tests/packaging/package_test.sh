@@ -75,7 +75,8 @@ mode() { inside stat -c '%a %U %G' "$1"; }
 # Every file that is there, apart from what apt and dpkg note down about any package.
 listing() {
     (cd "$clean" && find . -xdev -path ./proc -prune -o -path ./sys -prune -o -path ./new -prune \
-        -o -path ./var/cache -prune -o -path ./var/log/apt -prune -o -print | sort)
+        -o -path ./var/cache -prune -o -path ./var/log/apt -prune \
+        -o -path ./var/lib/apt/extended_states -prune -o -print | sort)
 }
 
 say "make the packages"
@@ -89,8 +90,16 @@ fi
 "$root/scripts/package" --as-built $i686 --out "$packages" >"$work/package.log" 2>&1 ||
     fatal "scripts/package: $(cat "$work/package.log")"
 version=$(dpkg-deb -f "$packages"/raidwatch_*.deb Version)
-"$root/scripts/package" --as-built --version "$version+next" --out "$work/next" >"$work/package.log" 2>&1 ||
-    fatal "scripts/package --version: $(cat "$work/package.log")"
+# The next version: the same files with another number.
+for package in "$packages"/{libqel0,raidwatch}_*_amd64.deb; do
+    name=$(basename "$package" | sed 's/_.*//')
+    dpkg-deb -R "$package" "$work/repack"
+    sed -i "s/$version/$version+next/" "$work/repack/DEBIAN/control"
+    mkdir -p "$work/next"
+    dpkg-deb -Zgzip -z1 --root-owner-group -b "$work/repack" \
+        "$work/next/${name}_$version+next_amd64.deb" >/dev/null || fatal "cannot pack the next version"
+    rm -rf "$work/repack"
+done
 
 say "lintian"
 lintian --no-cfg --fail-on error "$packages"/*.deb >"$work/lintian" 2>"$work/lintian.err" ||
@@ -123,7 +132,7 @@ mount -t proc proc "$clean/proc" && mounted+=("$clean/proc")
 mount -t sysfs -o ro sysfs "$clean/sys" && mounted+=("$clean/sys")
 mkdir "$clean/new"
 cp "$packages"/*.deb "$clean/new/"
-install systemd
+install systemd-sysv
 listing >"$work/before"
 install "/new/libqel0_${version}_amd64.deb" "/new/raidwatch_${version}_amd64.deb"
 
@@ -154,6 +163,33 @@ for page in man1/raidwatch.1 man5/raidwatch.toml.5 man5/QELConfig.conf.5; do
     # A minimal Debian leaves documentation out; the package itself has it.
     [ -s "$work/unpacked/usr/share/man/$page.gz" ] || fail "no $page"
 done
+zcat "$work/unpacked/usr/share/man/man5/raidwatch.toml.5.gz" >"$work/page"
+inside raidwatch config schema --json >"$work/schema" || fail "config schema"
+# shellcheck disable=SC2016  # $refs is jq's
+jq -r '[.. | objects | .properties? // empty | keys[]] | unique[]' "$work/schema" >"$work/keys"
+for key in $(grep -v -x -E 'monitor|paths|access|spool|incidents|sink|journal' "$work/keys"); do
+    tr -d '\\' <"$work/page" | grep -q -F -e "f[B]${key}f[R]" -e "fB${key}fR" ||
+        fail "raidwatch.toml(5) does not tell $key"
+done
+[ "$(wc -l <"$work/keys")" -gt 40 ] || fail "the schema was not understood: $(cat "$work/keys")"
+[ -s "$work/unpacked/usr/share/doc/raidwatch/formats/sinks.md" ] || fail "no page about the sinks"
+
+say "the configuration as shipped, and with every example in force"
+inside raidwatch config check >"$work/out" 2>&1 || fail "config check: $(cat "$work/out")"
+[ "$(inside raidwatch config show --json | jq -r '.values[].key | select(startswith("sink."))' |
+    cut -d. -f2 | sort -u)" = journal ] || fail "as shipped, more is told than the journal"
+mkdir "$clean/etc/examples"
+sed 's/^#\([^ #]\)/\1/' "$clean/etc/raidwatch/raidwatch.toml" >"$clean/etc/examples/raidwatch.toml"
+for secret in mail.password chat.token; do
+    (umask 077 && echo secret >"$clean/etc/raidwatch/$secret")
+done
+inside raidwatch config check --config /etc/examples/raidwatch.toml >"$work/out" 2>&1 ||
+    fail "the examples in raidwatch.toml: $(cat "$work/out")"
+[ "$(inside raidwatch config show --config /etc/examples/raidwatch.toml --json |
+    jq -r '.values[].key | select(endswith(".type"))' | wc -l)" -ge 5 ] || fail "examples are missing"
+rm -r "$clean/etc/examples" "$clean"/etc/raidwatch/{mail.password,chat.token}
+inside journalctl --list-catalog 2>/dev/null | grep -q 'raidwatch: A test of the alerts' ||
+    fail "journalctl does not know the catalogue"
 
 say "the engine's files land where an administrator looks"
 inside raidwatch watch --once >"$work/out" 2>&1 || fail "watch --once: $(cat "$work/out")"
