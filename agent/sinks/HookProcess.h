@@ -9,7 +9,8 @@
 //
 // The program starts in "/", in a process group of its own, with all signals as usual, and with no
 // open file but 0, 1 and 2. The input is a file in memory, so it can be read or left alone. At the
-// time limit the group gets SIGTERM, after the grace SIGKILL. Programs that a hook leaves behind
+// time limit the group gets SIGTERM, after the grace SIGKILL; to run and to end a program of
+// another user takes CAP_SETUID and CAP_SETGID, not CAP_KILL. Programs that a hook leaves behind
 // when it ends in time go on.
 //
 // Threads  Any number at once. Nobody else may wait for all children, or ignore SIGCHLD.
