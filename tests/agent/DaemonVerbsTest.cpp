@@ -108,7 +108,7 @@ TEST_F(DaemonVerbsTest, DrillTellsEverybodyAndIsMarked) {
     const std::string story = QEL_SOURCE_DIR "/storlib/sources/scenarios/whole-story.json";
     const Json before = agent().ask({{"do", "incidents"}});
     const std::string text = run({"drill", story});
-    EXPECT_EQ("0|raidwatch: DRILL: ", text.substr(0, 19)) << text;
+    EXPECT_EQ("0|raidwatch: DRILL: ", text.substr(0, 20)) << text;
     EXPECT_NE(std::string::npos, text.find("\n1 sink, all in order\n")) << text;
     EXPECT_EQ(before, agent().ask({{"do", "incidents"}})) << "no real incident";
     std::size_t rehearsed = 0;
