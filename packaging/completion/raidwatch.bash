@@ -7,7 +7,9 @@ _raidwatch_words() {
         "") echo "run status list show watch events incidents ack unack silence diff check test drill
                 explain locate doctor config capture replay scenario
                 --json --no-color --lang --config --help --version" ;;
-        run) echo "--once $common" ;;
+        run) echo "--once --wait --source --pace $common" ;;
+        status | show) echo "--source $common" ;;
+        test | drill) echo "--wait $common" ;;
         list) echo "controllers arrays drives enclosures phys tasks --source $common" ;;
         watch) echo "--source --once --state --logs --all $common" ;;
         events) echo "--since --until --severity --object --code --undelivered --follow --limit
@@ -17,7 +19,7 @@ _raidwatch_words() {
         silence) echo "add list rm $common" ;;
         "silence add") echo "--object --all --for --reason $common" ;;
         diff) echo "--since $common" ;;
-        check) echo "--stale-after $common" ;;
+        check) echo "--stale-after --source $common" ;;
         explain) echo "--all $common" ;;
         locate) echo "on off status --for $common" ;;
         doctor) echo "--fix $common" ;;

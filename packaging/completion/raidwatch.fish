@@ -58,7 +58,7 @@ complete -c raidwatch -n __raidwatch_no_verb -a scenario -d 'check and play a sc
 
 complete -c raidwatch -n '__raidwatch_in run watch' -l once -d 'once, then end'
 complete -c raidwatch -n '__raidwatch_in list' -a 'controllers arrays drives enclosures phys tasks'
-complete -c raidwatch -n '__raidwatch_in list watch' -l source -x -a 'linux replay: scenario:'
+complete -c raidwatch -n '__raidwatch_in run status list show check watch' -l source -x -a 'linux replay: scenario:'
 complete -c raidwatch -n '__raidwatch_in watch' -l state -r -F -d 'folder of snapshot and settings'
 complete -c raidwatch -n '__raidwatch_in watch' -l logs -r -F -d 'folder of the logs'
 complete -c raidwatch -n '__raidwatch_in watch replay scenario' -l all -d 'code 406 too'
@@ -85,4 +85,5 @@ complete -c raidwatch -n '__raidwatch_in capture' -l root -r -F -d 'tree to read
 complete -c raidwatch -n '__raidwatch_in capture' -l name -x -d 'name of the step'
 complete -c raidwatch -n '__raidwatch_in capture replay scenario' -F
 complete -c raidwatch -n '__raidwatch_in scenario' -a 'check play'
-complete -c raidwatch -n '__raidwatch_in scenario' -l pace -x -d 'seconds between steps'
+complete -c raidwatch -n '__raidwatch_in run scenario' -l pace -x -d 'seconds between steps'
+complete -c raidwatch -n '__raidwatch_in run test drill' -l wait -x -d 'seconds of patience'
