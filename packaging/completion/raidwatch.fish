@@ -87,4 +87,5 @@ complete -c raidwatch -n '__raidwatch_in locate capture' -l root -r -F -d 'tree 
 complete -c raidwatch -n '__raidwatch_in capture' -l name -x -d 'name of the step'
 complete -c raidwatch -n '__raidwatch_in capture replay scenario' -F
 complete -c raidwatch -n '__raidwatch_in scenario' -a 'check play'
-complete -c raidwatch -n '__raidwatch_in scenario' -l pace -x -d 'seconds between steps'
+complete -c raidwatch -n '__raidwatch_in run scenario' -l pace -x -d 'seconds between steps'
+complete -c raidwatch -n '__raidwatch_in run test drill' -l wait -x -d 'seconds of patience'
