@@ -10,18 +10,13 @@ namespace {
 
 using Kind = Notice::Kind;
 
+// The end of what did not flap so far is told after this part of the flap window.
+constexpr std::int64_t kPartOfWindow = 4;
+
 void add(std::vector<std::string>& list, const std::string& key) {
     if (!key.empty() && std::find(list.begin(), list.end(), key) == list.end()) {
         list.push_back(key);
     }
-}
-
-void clearAcknowledgement(Incident& incident) {
-    incident.ackBy.clear();
-    incident.ackComment.clear();
-    incident.ackValue.clear();
-    incident.ackAt = 0;
-    incident.ackUntil = 0;
 }
 
 bool isToldOnce(const Incident& incident) {
@@ -47,8 +42,26 @@ IncidentBook::IncidentBook(const AgentSettings& settingsIN, std::vector<Incident
 
 IncidentBook::Effect IncidentBook::tick(const std::vector<Silence>& silences, std::int64_t now) {
     Call call{silences, now};
-    for (Incident& incident : incidents) tickOne(incident, call);
+    for (Incident& incident : incidents) {
+        followClock(incident, call);
+        tickOne(incident, call);
+    }
+    for (auto& [place, when] : resolvedAt) when = std::min(when, now);
     return finished(call);
+}
+
+// A clock that was set back must not make everything wait until it is as late again.
+void IncidentBook::followClock(Incident& incident, Call& call) {
+    const std::int64_t latest = reminderAfter(incident, call.now);
+    if (incident.updatedAt > call.now) {
+        incident.updatedAt = call.now;
+        incident.changesSince = std::min(incident.changesSince, call.now);
+        call.touched.insert(incident.id);
+    }
+    if (latest != 0 && incident.nextReminder > latest) {
+        incident.nextReminder = latest;
+        call.touched.insert(incident.id);
+    }
 }
 
 void IncidentBook::tickOne(Incident& incident, Call& call) {
@@ -66,16 +79,21 @@ void IncidentBook::tickOne(Incident& incident, Call& call) {
         call.touched.insert(incident.id);
     }
     if (rankOf(incident) == 0) {
-        if (heldStill) finish(incident, call);
+        if (lasted >= holdOfEnd(incident)) finish(incident, call);
         return;
     }
-    if (isToldOnce(incident) && lasted >= kToldOnceSeconds) return closeQuietly(incident, call);
+    const bool isOwed = incident.reminders < 0 && !incident.acknowledged();
+    if (isToldOnce(incident) && lasted >= kToldOnceSeconds && !isOwed) {
+        return closeQuietly(incident, call);
+    }
     if (incident.acknowledged()) return;
     if (settled) return tell(incident, Kind::kUpdated, call);
-    if (call.isSilenced(incident) || incident.flapping) return;
+    if (call.isSilenced(incident)) return;
     const bool isBetter = rankOf(incident) < toldOf(incident).rank;
     if (incident.reminders < 0) {
         tell(incident, isBetter ? Kind::kUpdated : Kind::kWorse, call);
+    } else if (incident.flapping) {
+        return;
     } else if (isBetter && heldStill) {
         tell(incident, Kind::kUpdated, call);
     } else if (incident.nextReminder != 0 && call.now >= incident.nextReminder) {
@@ -133,6 +151,7 @@ Incident& IncidentBook::openNew(const Subject& subject, const Standing& standing
     incident.openedAt = incident.updatedAt = incident.changesSince = call.now;
     incident.changes = 1;
     incident.reminders = Incident::kUntold;
+    incident.flapping = isBackSoon(incident, call.now);
     incident.text = subject.name + " is " + standing.value + "; no event told of it.";
     (void)copyRedundancy(incident);
     told[incident.id] = Told();
@@ -229,15 +248,35 @@ void IncidentBook::decide(Incident& incident, std::int64_t lasted, Call& call) {
         if (mayHear) tell(incident, Kind::kWorse, call);
         return;
     }
-    if (lasted < settings.flapWindow) return;  // good news wait, see tickOne
-    if (rank == 0) return finish(incident, call);
+    if (lasted < 0) return;
+    // Good news wait, see tickOne.
+    if (rank == 0 && lasted >= holdOfEnd(incident)) return finish(incident, call);
+    if (rank == 0 || lasted < settings.flapWindow) return;
     if (rank < known.rank && mayHear) tell(incident, Kind::kUpdated, call);
 }
 
+// So long all must have been well, or not have been well before, until the end is told.
+std::int64_t IncidentBook::holdOfEnd(const Incident& incident) const {
+    return incident.flapping ? settings.flapWindow : settings.flapWindow / kPartOfWindow;
+}
+
+// Whether the same problem was over only a short time ago, and people were told so.
+bool IncidentBook::isBackSoon(const Incident& incident, std::int64_t now) const {
+    const auto before = shortOnes.find(incident.object + " " + incident.condition);
+    return settings.flapChanges > 0 && before != shortOnes.end() &&
+           now - before->second < settings.flapWindow;
+}
+
 void IncidentBook::finish(Incident& incident, Call& call) {
+    if (incident.told() && call.isSilenced(incident)) return;  // told when the silence ends
     incident.open = false;
     if (incident.resolvedAt == 0) incident.resolvedAt = call.now;
-    resolvedAt[incident.object + " " + incident.condition] = call.now;
+    const std::string place = incident.object + " " + incident.condition;
+    const bool isShort = incident.resolvedAt - incident.openedAt < settings.flapWindow;
+    if (isShort && incident.told() && incident.value != values::kDeleted) {
+        shortOnes[place] = incident.resolvedAt;
+    }
+    resolvedAt[place] = call.now;
     call.touched.insert(incident.id);
     if (incident.told()) tell(incident, Kind::kResolved, call);
 }

@@ -17,16 +17,19 @@
 // added at a place ends the problem of the drive that was there.
 //
 // WHO IS TOLD WHEN
-// Bad news at once: a new problem, a worse value, less redundancy. Good news (a better value, all
-// is well) at once too when what it ends had lasted for settings.flapWindow, otherwise when it has
-// itself lasted so long. So a drive that comes and goes makes three messages: opened; flapping,
-// after settings.flapChanges changes within the window; and how it stands when it has held still.
-// Such an incident stays open with the value "normal" until then. A flapWindow of 0 tells all at
-// once.
+// Bad news at once: a new problem, a worse value, less redundancy, one more drive. A better value
+// at once too when what it ends had lasted for settings.flapWindow, otherwise when it has itself
+// lasted so long. For the end of an incident a quarter of that is enough, as long as it does not
+// flap. So a drive that comes and goes makes three messages: opened; flapping, after
+// settings.flapChanges changes within the window; and how it stands when it has held still for the
+// window. Such an incident stays open with the value "normal" until then. One that comes and goes
+// so slowly that its end was told, and is back within the window, flaps from its beginning: opened,
+// resolved, opened, and how it stands in the end. A flapWindow of 0 tells all at once.
 //
-// ACKNOWLEDGED  No reminders and no better values; a worse value or less redundancy ends the
-// acknowledgement and is told. The end of the incident is told.
-// SILENCED  Nothing is told. When the silence ends and it is still open: one message.
+// ACKNOWLEDGED  No reminders and no better values; a worse value, less redundancy or one more drive
+// ends the acknowledgement and is told. The end of the incident is told.
+// SILENCED  Nothing is told. When the silence ends and it is still open: one message. What people
+// were told of before stays open until then, so that they hear of its end.
 //
 // What the book remembers beyond the incidents (which drive belonged where, what exactly was told)
 // is lost with the process; then it may tell one value again, and never one too few.
@@ -132,7 +135,10 @@ private:
     void change(Incident& incident, const Standing& standing, const Record* event, Call& call);
     void resolve(Incident& incident, const char* value, const Record* event, Call& call);
     void decide(Incident& incident, std::int64_t lasted, Call& call);
+    void followClock(Incident& incident, Call& call);
     void tickOne(Incident& incident, Call& call);
+    std::int64_t holdOfEnd(const Incident& incident) const;
+    bool isBackSoon(const Incident& incident, std::int64_t now) const;
     void finish(Incident& incident, Call& call);
     void closeQuietly(Incident& incident, Call& call);
     void tell(Incident& incident, Notice::Kind kind, Call& call);
@@ -154,9 +160,12 @@ private:
     MachineState machine;  // as last seen
     bool hasHistory;       // incidents of an earlier process; until the first look
     std::map<std::int64_t, Told> told;
-    std::map<std::string, SeenDrive> drives;         // by key
-    std::vector<EnclosureState> enclosures;          // that were ever seen, without elements
-    std::map<std::string, std::int64_t> resolvedAt;  // by object and condition
+    std::map<std::string, SeenDrive> drives;  // by key
+    std::vector<EnclosureState> enclosures;   // that were ever seen, without elements
+    // By object and condition: when the last one ended; and of short ones that people were told of
+    // when all was well again.
+    std::map<std::string, std::int64_t> resolvedAt;
+    std::map<std::string, std::int64_t> shortOnes;
 };
 
 #endif  // AGENT_INCIDENTS_INCIDENTBOOK_H

@@ -29,6 +29,14 @@ inline int rankOf(const std::string& condition, const std::string& value) {
 }
 inline int rankOf(const Incident& incident) { return rankOf(incident.condition, incident.value); }
 
+inline void clearAcknowledgement(Incident& incident) {
+    incident.ackBy.clear();
+    incident.ackComment.clear();
+    incident.ackValue.clear();
+    incident.ackAt = 0;
+    incident.ackUntil = 0;
+}
+
 // The standing of an array in that state; null when it is in order or nobody knows.
 inline const Standing* standingOf(const ArrayState& array) {
     if (array.state == "degraded") return findStanding("redundancy", "degraded");

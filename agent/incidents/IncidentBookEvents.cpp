@@ -28,6 +28,8 @@ std::string conditionOf(const char* condition, const QELEvent& event) {
     int unit = QELEvent::kNotSet;
     if (event.objectType == QELEvent::kFan) unit = event.value2;
     if (event.objectType == QELEvent::kPowerSupply) unit = event.value3;
+    // Of what no row knows, each code is a problem of its own.
+    if (std::string(condition) == kUnknownError.condition) unit = event.eventCode - 1;
     if (unit == QELEvent::kNotSet) return condition;
     return std::string(condition) + " " + std::to_string(unit + 1);
 }
@@ -162,7 +164,10 @@ void IncidentBook::joinArray(const ArrayState& array, const Record& event, Call&
             incident->text = event.event.text;
         }
         const bool isTold = call.effect.notices.size() > noticesBefore;
-        if (!isNamed && !isTold && !incident->flapping && !incident->acknowledged()) {
+        // One more drive is news even where the array's value and redundancy stay as they were, as
+        // those of a RAID 10 may: no acknowledgement was meant for it, and it is no flapping.
+        if (!isNamed && !isTold) {
+            clearAcknowledgement(*incident);
             tell(*incident, Notice::Kind::kUpdated, call);
         }
     }

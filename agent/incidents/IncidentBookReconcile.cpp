@@ -34,6 +34,9 @@ IncidentBook::Effect IncidentBook::reconcile(const MachineState& state,
     for (const DriveState& drive : machine.drives) {
         if (hasHistory && drive.state == "failed") drives[drive.key].failed = true;
     }
+    for (const Incident& incident : incidents) {
+        if (hasHistory) listDrives(toldOf(incident), incident);
+    }
     hasHistory = false;
     for (const ArrayState& array : machine.arrays) reconcileArray(array, call);
     reconcileDrives(call);

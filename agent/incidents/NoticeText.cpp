@@ -201,6 +201,9 @@ std::string firstLine(const Notice& notice, std::int64_t now) {
             return "This comes and goes. You will be told again when it has held still, or when "
                    "it gets worse.";
         case Kind::kOpened:
+            if (!incident.flapping) break;
+            return "This was over a short time ago and is back. You will be told again when it has "
+                   "held still, or when it gets worse.";
         case Kind::kUpdated:
         case Kind::kWorse:
             break;

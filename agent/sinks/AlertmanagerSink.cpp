@@ -1,6 +1,8 @@
 #include "agent/sinks/AlertmanagerSink.h"
 
 #include <algorithm>
+#include <iterator>
+#include <set>
 
 #include "agent/EventJson.h"
 #include "agent/SafeText.h"
@@ -133,6 +135,22 @@ void AlertmanagerSink::knowOpen(const std::vector<Incident>& incidents) {
         notice.subject = incident.text;
         open[incident.id] = alertOf(notice, incident.origin, 0);
     }
+}
+
+// When the end of one is not taken, it comes by itself: the alert is not repeated any more.
+void AlertmanagerSink::keepOnly(const std::vector<Incident>& incidents) {
+    std::set<std::int64_t> kept;
+    for (const Incident& incident : incidents) kept.insert(incident.id);
+    Json ended = Json::array();
+    for (auto it = open.begin(); it != open.end();) {
+        const bool stays = kept.count(it->first) != 0;
+        if (!stays) {
+            ended.push_back(it->second);
+            ended.back()["endsAt"] = rfc3339(Clock::current().now());
+        }
+        it = stays ? std::next(it) : open.erase(it);
+    }
+    if (!ended.empty()) (void)post(ended);
 }
 
 bool AlertmanagerSink::wants(const Record& record) const {

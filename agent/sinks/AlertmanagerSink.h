@@ -36,6 +36,7 @@ public:
     explicit AlertmanagerSink(const SinkSettings& settings);
 
     void knowOpen(const std::vector<Incident>& incidents) override;
+    void keepOnly(const std::vector<Incident>& incidents) override;
 
     bool wants(const Record& record) const override;
     Answer deliver(const Record& record, const std::string& id) override;

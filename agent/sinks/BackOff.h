@@ -32,6 +32,9 @@ public:
         return std::max<std::int64_t>(1, std::llround(varied));
     }
 
+    // No wait is longer.
+    std::int64_t limit() const { return longest + longest / 4 + 1; }
+
 private:
     std::int64_t first;
     std::int64_t longest;

@@ -258,6 +258,11 @@ private:
     unsigned reads = 0;
 };
 
+bool isReadable(int fd) {
+    pollfd one = {fd, POLLIN, 0};  // of -1 nothing is ever read
+    return poll(&one, 1, 0) > 0 && one.revents != 0;
+}
+
 HookResult notStarted(const std::string& doing, int error) {
     HookResult result;
     result.error = "cannot " + doing + ": " + std::strerror(error);
@@ -267,6 +272,11 @@ HookResult notStarted(const std::string& doing, int error) {
 }  // namespace
 
 HookResult runHook(const HookCall& call, const HookLimits& limits, int cancelFd) {
+    if (isReadable(cancelFd)) {
+        HookResult result;
+        result.end = HookResult::End::kCancelled;
+        return result;
+    }
     Descriptor outputRead;
     Descriptor outputWrite;
     Descriptor reportRead;

@@ -56,7 +56,8 @@ struct HookResult {
     std::string error;   // kNotStarted: why
 };
 
-// Ends early, as at the time limit, when `cancelFd` becomes readable; -1: never.
+// Ends early, as at the time limit, when `cancelFd` becomes readable; -1: never. Starts nothing
+// when it is readable already.
 HookResult runHook(const HookCall& call, const HookLimits& limits, int cancelFd);
 
 #endif  // AGENT_SINKS_HOOKPROCESS_H

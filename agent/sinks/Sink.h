@@ -63,6 +63,10 @@ public:
     // before this one.
     virtual void knowOpen(const std::vector<Incident>& incidents) { (void)incidents; }
 
+    // About once a minute: all incidents that are open now. Some end without a notice, and whoever
+    // still speaks of those should stop.
+    virtual void keepOnly(const std::vector<Incident>& incidents) { (void)incidents; }
+
     // Called about every second between deliveries, for sinks that must speak up by themselves
     // (Alertmanager wants open alerts again and again).
     virtual void tick() {}

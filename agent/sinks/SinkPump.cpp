@@ -12,12 +12,13 @@
 namespace {
 
 constexpr int kReadAtOnce = 100;
+constexpr std::int64_t kLookSeconds = 60;     // between two looks at the open incidents
 constexpr std::size_t kLongestAnswer = 4096;  // characters of a receipt
 
 // One line, whatever the other side said.
 std::string asLine(const std::string& text) { return cutText(safeText(text), kLongestAnswer); }
 
-// The open incidents that the sink is told of.
+// The open incidents that the sink was told of; not those that a silence keeps from everybody.
 std::vector<Incident> openOnes(const Spool& spool, const SinkSettings& settings) {
     std::vector<Incident> incidents;
     for (const Incident& incident : spool.openIncidents()) {
@@ -26,7 +27,9 @@ std::vector<Incident> openOnes(const Spool& spool, const SinkSettings& settings)
         record.object = incident.object;
         record.objectName = incident.objectName;
         record.notice.incident = incident;
-        if (passesFilter(settings.filter, record)) incidents.push_back(incident);
+        if (incident.told() && passesFilter(settings.filter, record)) {
+            incidents.push_back(incident);
+        }
     }
     return incidents;
 }
@@ -50,6 +53,7 @@ std::int64_t SinkPump::step() {
     if (stopping) return 1;
     try {
         openSpool();
+        lookAtOpenOnes();
         sink->tick();
         while (!stopping && round()) {
         }
@@ -70,6 +74,14 @@ void SinkPump::openSpool() {
     if (cursor < 0) cursor = spool->cursor(settings.name);
 }
 
+void SinkPump::lookAtOpenOnes() {
+    const std::int64_t now = Clock::current().now();
+    const bool clockWentBack = nextLook > now + kLookSeconds;
+    if (now < nextLook && !clockWentBack) return;
+    nextLook = now + kLookSeconds;
+    sink->keepOnly(spool->openIncidents());
+}
+
 bool SinkPump::round() {
     settle();
     const std::vector<Record> read = spool->read(cursor, kReadAtOnce);
@@ -77,7 +89,9 @@ bool SinkPump::round() {
     const std::int64_t before = cursor;
     const std::vector<Record> next = nextRecords(read);
     if (next.empty()) return cursor != before;
-    if (Clock::current().now() < nextTry) return false;
+    const std::int64_t now = Clock::current().now();
+    const bool clockWentBack = nextTry > now + backOff.limit();
+    if (now < nextTry && !clockWentBack) return false;
     deliver(next);
     return nextTry == 0;
 }

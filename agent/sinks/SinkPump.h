@@ -47,6 +47,7 @@ public:
 private:
     bool round();  // one read and one delivery; true: there may be more to do at once
     void openSpool();
+    void lookAtOpenOnes();
     void settle();  // writes down what was delivered ahead of the cursor
     bool wanted(const Record& record);
     bool wasTold(const Record& resolved);
@@ -73,6 +74,7 @@ private:
     std::map<std::int64_t, Receipt> done;  // what is delivered or given up but not yet in the spool
     int tries = 0;                         // failed ones for the record behind the cursor
     std::int64_t nextTry = 0;              // seconds; 0: at once
+    std::int64_t nextLook = 0;             // at the open incidents, seconds
     std::string trouble;                   // with the spool, as last told
     bool failing = false;                  // the last try failed, and that was told
 };

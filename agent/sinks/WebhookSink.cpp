@@ -91,6 +91,9 @@ void WebhookSink::readHeaders(const SinkSettings& settings) {
                                                    "\" is no name of a header; use letters, "
                                                    "digits and \"-\"");
             }
+            if (value.find_first_of("\r\n") != std::string::npos) {
+                throw BadSinkSetting(settings, "header " + name + " is more than one line");
+            }
             if (contains(value, kTokenMark) && token.empty()) {
                 throw BadSinkSetting(settings,
                                      "headers use {{token}}; name its file with "
@@ -104,6 +107,9 @@ void WebhookSink::readHeaders(const SinkSettings& settings) {
                 throw BadSinkSetting(settings, "header " + name + ": " + e.what());
             }
         }
+    }
+    if (token.find_first_of("\r\n") != std::string::npos) {
+        throw BadSinkSetting(settings, "the file of the token has more than one line");
     }
     addToken(settings, tokenSent ? std::string() : token, common);
     if (!token.empty()) common.secrets.push_back(token);

@@ -144,6 +144,22 @@ TEST_F(AlertmanagerSinkTest, GivenARestartThenRepeatsWhatItIsGiven) {
     EXPECT_EQ(rfc3339(clock.now() + 300), alerts()[0]["endsAt"]);
 }
 
+TEST_F(AlertmanagerSinkTest, GivenAnIncidentThatEndedWithoutANoticeThenEndsItsAlert) {
+    ASSERT_TRUE(server.up()) << server.whyNot();
+    const auto sink = makeAlertmanagerSink(settings);
+    const Record record = net::noticeRecord(Notice::Kind::kOpened);
+    sink->deliver(record, net::kId);
+    sink->keepOnly({record.notice.incident});
+    EXPECT_EQ(1u, requests());
+    clock.advance(10);
+    sink->keepOnly({});
+    EXPECT_EQ(2u, requests());
+    EXPECT_EQ(rfc3339(clock.now()), alerts()[0]["endsAt"]);
+    clock.advance(60);
+    sink->tick();
+    EXPECT_EQ(2u, requests());
+}
+
 TEST_F(AlertmanagerSinkTest, GivenATestOrDrillThenDoesNotRepeatIt) {
     ASSERT_TRUE(server.up()) << server.whyNot();
     const auto sink = makeAlertmanagerSink(settings);

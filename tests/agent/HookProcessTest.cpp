@@ -166,6 +166,15 @@ TEST_F(HookProcessTest, GivenACancelThenItEndsSoon) {
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20));
 }
 
+TEST_F(HookProcessTest, GivenACancelBeforeItBeginsThenNothingIsStarted) {
+    cancelFd = eventfd(1, EFD_CLOEXEC);
+    call.environment = {"PATH=/usr/bin:/bin"};
+    const HookResult result = run("touch " + folder.dir.file("started"));
+    close(cancelFd);
+    EXPECT_EQ(End::kCancelled, result.end);
+    EXPECT_FALSE(folder.dir.exists("started"));
+}
+
 TEST_F(HookProcessTest, WhatCannotStartSaysWhy) {
     call.arguments = {folder.dir.file("none")};
     const HookResult missing = runHook(call, limits, -1);

@@ -88,6 +88,8 @@ struct FakeTalk {
     std::function<bool(const Record&)> wants;    // when set
     std::size_t window = 1;
     int ticks = 0;
+    std::vector<std::int64_t> known;                   // incidents that it was given at its start
+    std::vector<std::vector<std::int64_t>> stillOpen;  // each time that it was told of them
     bool cancelled = false;
 
     // False when it was not told of `sequence` within ten seconds.
@@ -108,10 +110,24 @@ struct FakeTalk {
 
 class FakeSink : public Sink {
 public:
+    static std::vector<std::int64_t> idsOf(const std::vector<Incident>& incidents) {
+        std::vector<std::int64_t> ids;
+        for (const Incident& incident : incidents) ids.push_back(incident.id);
+        return ids;
+    }
+
     explicit FakeSink(std::shared_ptr<FakeTalk> talkIN) : talk(std::move(talkIN)) {}
 
     bool wants(const Record& record) const override { return !talk->wants || talk->wants(record); }
     std::size_t window() const override { return talk->window; }
+    void knowOpen(const std::vector<Incident>& incidents) override {
+        const std::lock_guard<std::mutex> lock(talk->mutex);
+        talk->known = idsOf(incidents);
+    }
+    void keepOnly(const std::vector<Incident>& incidents) override {
+        const std::lock_guard<std::mutex> lock(talk->mutex);
+        talk->stillOpen.push_back(idsOf(incidents));
+    }
     void tick() override {
         const std::lock_guard<std::mutex> lock(talk->mutex);
         ++talk->ticks;

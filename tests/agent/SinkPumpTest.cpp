@@ -139,6 +139,15 @@ TEST_F(SinkPumpTest, GivenAFailureThenItWaitsTwiceAsLongEachTimeAndLosesNothing)
               notes.all());
 }
 
+TEST_F(SinkPumpTest, GivenAClockThatIsSetBackThenItDoesNotWaitUntilItIsAsLateAgain) {
+    commitOne(spool, driveEvent());
+    talk->answers = {retry("away")};
+    pump().step();
+    clock.advance(-86400);
+    pump().step();
+    EXPECT_EQ(Sequences({1, 1}), talk->told);
+}
+
 TEST_F(SinkPumpTest, ARefusedRecordIsGivenUpAndTheNextOneFollows) {
     commitOne(spool, driveEvent());
     commitOne(spool, driveEvent());
@@ -233,6 +242,24 @@ TEST_F(SinkPumpTest, GivenAWindowThenWhatIsDeliveredBehindAFailureIsNotDelivered
     EXPECT_EQ(5, spool.cursor("page"));
     EXPECT_EQ(2, receiptOf(1).tries);
     EXPECT_EQ(1, receiptOf(3).tries);
+}
+
+TEST_F(SinkPumpTest, OpenIncidentsAreGivenAtTheStartWhenToldAndAllOfThemEachMinute) {
+    Spool::Batch batch;
+    batch.incidents = {arrayNotice().notice.incident, arrayNotice().notice.incident};
+    batch.incidents[1].id = 8;
+    batch.incidents[1].object = "array:0:126";
+    batch.incidents[1].reminders = Incident::kUntold;  // a silence keeps it from everybody
+    spool.commit(batch);
+    pump().step();
+    EXPECT_EQ(Sequences({7}), talk->known);
+    batch.incidents[1].open = false;
+    spool.commit(batch);
+    clock.advance(59);
+    pump().step();
+    clock.advance(1);
+    pump().step();
+    EXPECT_EQ((std::vector<Sequences>{{7, 8}, {7}}), talk->stillOpen);
 }
 
 TEST_F(SinkPumpTest, TheSinkTicksAtEachStepAlsoWithoutRecords) {

@@ -172,6 +172,10 @@ TEST(WebhookSink, GivenABadSettingThenNamesPlaceAndCure) {
              {good, {{"A b", "x"}}, "\"A b\" is no name of a header"},
              {good, {{"A", "{{x}}"}}, "header A: there is no {{x}}"},
              {good, {{"A", "{{token}}"}}, "name its file with token_file"},
+             {good, {{"A", "x\r\nB: y"}}, "header A is more than one line"},
+             {{{"url", "http://h/"}, {"token", "x\nB: y"}},
+              {{"A", "{{token}}"}},
+              "the file of the token has more than one line"},
          }) {
         SinkSettings settings = net::settingsOf("webhook");
         settings.texts = row.texts;
