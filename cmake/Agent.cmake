@@ -30,11 +30,11 @@ target_include_directories(raidwatch_core PUBLIC "${QEL_OWN_INCLUDE}")
 target_compile_definitions(raidwatch_core PRIVATE QEL_VERSION="${PROJECT_VERSION}")
 target_link_libraries(raidwatch_core PRIVATE qel_flags
     PUBLIC qel storvant CLI11::CLI11 nlohmann_json::nlohmann_json SQLite::SQLite3
-           PkgConfig::tomlplusplus PkgConfig::systemd Threads::Threads ${CMAKE_DL_LIBS})
-# Of these two only the headers: they are loaded when they are needed (agent/LateLibrary.h), because
+           PkgConfig::tomlplusplus Threads::Threads ${CMAKE_DL_LIBS})
+# Of these three only the headers: they are loaded when they are needed (agent/LateLibrary.h), because
 # with what they pull in they would be most of an idle daemon.
 target_include_directories(raidwatch_core SYSTEM PUBLIC
-    ${CURL_INCLUDE_DIRS} ${LibArchive_INCLUDE_DIRS})
+    ${CURL_INCLUDE_DIRS} ${LibArchive_INCLUDE_DIRS} ${systemd_INCLUDE_DIRS})
 
 # A daemon that stands for years: what it holds in memory counts, and its own code is never what
 # takes time. The libraries are made for speed.
