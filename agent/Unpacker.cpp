@@ -1,7 +1,5 @@
 #include "agent/Unpacker.h"
 
-#include <archive.h>
-#include <archive_entry.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -11,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "agent/ArchiveLibrary.h"
 #include "agent/Failure.h"
 #include "agent/SafeText.h"
 
@@ -22,10 +21,10 @@ constexpr std::size_t kReadBlock = 64 * 1024;
 constexpr std::size_t kLongestName = 1024;
 
 struct FreeReader {
-    void operator()(archive* a) const { archive_read_free(a); }
+    void operator()(archive* a) const { ArchiveLibrary::get().readFree(a); }
 };
 struct FreeWriter {
-    void operator()(archive* a) const { archive_write_free(a); }
+    void operator()(archive* a) const { ArchiveLibrary::get().writeFree(a); }
 };
 
 // The state of one unpack() call.
@@ -43,7 +42,7 @@ public:
             if (++entries > limits.entries) refuse("holds too many entries to be a recording");
             if (prepare(entry)) extract(entry);
         }
-        if (archive_write_close(writer.get()) != ARCHIVE_OK) refuse(reason(writer.get()));
+        if (library.writeClose(writer.get()) != ARCHIVE_OK) refuse(reason(writer.get()));
         removeLinksThatLeave();
         return total;
     }
@@ -53,26 +52,26 @@ private:
         throw Failure(Failure::kFailed, "cannot unpack " + safeText(name) + ": " + safeText(why));
     }
 
-    static std::string reason(archive* a) {
-        const char* text = archive_error_string(a);
+    std::string reason(archive* a) const {
+        const char* text = library.errorString(a);
         return text != nullptr ? text : "unknown error";
     }
 
     void open() {
         if (!reader || !writer) refuse("no memory");
-        archive_read_support_format_tar(reader.get());
-        archive_read_support_filter_all(reader.get());
-        if (archive_read_open_filename(reader.get(), name.c_str(), kReadBlock) != ARCHIVE_OK) {
+        library.readSupportFormatTar(reader.get());
+        library.readSupportFilterAll(reader.get());
+        if (library.readOpenFilename(reader.get(), name.c_str(), kReadBlock) != ARCHIVE_OK) {
             refuse(reason(reader.get()));
         }
         // Absolute names are refused in prepare(): here every name begins with our folder.
-        archive_write_disk_set_options(writer.get(), ARCHIVE_EXTRACT_SECURE_NODOTDOT |
-                                                         ARCHIVE_EXTRACT_SECURE_SYMLINKS |
-                                                         ARCHIVE_EXTRACT_NO_OVERWRITE);
+        library.writeDiskSetOptions(writer.get(), ARCHIVE_EXTRACT_SECURE_NODOTDOT |
+                                                      ARCHIVE_EXTRACT_SECURE_SYMLINKS |
+                                                      ARCHIVE_EXTRACT_NO_OVERWRITE);
     }
 
     bool next(archive_entry*& entry) {
-        const int result = archive_read_next_header(reader.get(), &entry);
+        const int result = library.readNextHeader(reader.get(), &entry);
         if (result == ARCHIVE_EOF) return false;
         if (result < ARCHIVE_WARN) refuse(reason(reader.get()));
         return true;
@@ -80,32 +79,32 @@ private:
 
     // Checks the entry and turns its name into one below the folder; false to pass over it.
     bool prepare(archive_entry* entry) {
-        const char* stored = archive_entry_pathname(entry);
+        const char* stored = library.entryPathname(entry);
         if (stored == nullptr || *stored == 0) refuse("an entry has no name");
         const std::string path = stored;
         if (path.size() > kLongestName) refuse("an entry has a name that is too long");
         if (path.front() == '/') refuse("the entry " + path + " has an absolute name");
         const fs::path relative = fs::path(path).lexically_normal();
         if (*relative.begin() == "..") refuse("the entry " + path + " leads out of the folder");
-        if (archive_entry_hardlink(entry) != nullptr)
+        if (library.entryHardlink(entry) != nullptr)
             refuse("the entry " + path + " is a hard link");
 
-        const auto type = archive_entry_filetype(entry);
+        const auto type = library.entryFiletype(entry);
         if (type != AE_IFREG && type != AE_IFDIR && type != AE_IFLNK) {
             refuse("the entry " + path + " is neither file, folder nor symbolic link");
         }
         // The promise is checked too: the writer makes a file as long as promised.
-        if (archive_entry_size(entry) < 0 ||
-            static_cast<std::uint64_t>(archive_entry_size(entry)) > limits.fileBytes) {
+        if (library.entrySize(entry) < 0 ||
+            static_cast<std::uint64_t>(library.entrySize(entry)) > limits.fileBytes) {
             refuse("is larger than a recording can be");
         }
         if (relative == "." || relative.empty()) return false;
-        if (type == AE_IFLNK && !staysInside(relative, archive_entry_symlink(entry))) return false;
+        if (type == AE_IFLNK && !staysInside(relative, library.entrySymlink(entry))) return false;
         const std::string place = folder + "/" + path;
         if (type == AE_IFLNK) links.push_back(place);
-        archive_entry_copy_pathname(entry, place.c_str());
+        library.entryCopyPathname(entry, place.c_str());
         // Whoever unpacks must be able to read it and to remove it again.
-        archive_entry_set_perm(entry, type == AE_IFDIR ? 0700 : 0600);
+        library.entrySetPerm(entry, type == AE_IFDIR ? 0700 : 0600);
         return true;
     }
 
@@ -127,9 +126,9 @@ private:
     }
 
     void extract(archive_entry* entry) {
-        if (archive_write_header(writer.get(), entry) < ARCHIVE_WARN) refuse(reason(writer.get()));
-        if (archive_entry_filetype(entry) == AE_IFREG) copyData();
-        if (archive_write_finish_entry(writer.get()) < ARCHIVE_WARN) refuse(reason(writer.get()));
+        if (library.writeHeader(writer.get(), entry) < ARCHIVE_WARN) refuse(reason(writer.get()));
+        if (library.entryFiletype(entry) == AE_IFREG) copyData();
+        if (library.writeFinishEntry(writer.get()) < ARCHIVE_WARN) refuse(reason(writer.get()));
     }
 
     // Counts what really comes, whatever the header promised.
@@ -139,7 +138,7 @@ private:
             const void* data = nullptr;
             std::size_t size = 0;
             la_int64_t offset = 0;
-            const int result = archive_read_data_block(reader.get(), &data, &size, &offset);
+            const int result = library.readDataBlock(reader.get(), &data, &size, &offset);
             if (result == ARCHIVE_EOF) return;
             if (result < ARCHIVE_WARN) refuse(reason(reader.get()));
             written += size;
@@ -148,7 +147,7 @@ private:
                 written > limits.fileBytes || total > limits.bytes) {
                 refuse("is larger than a recording can be");
             }
-            if (archive_write_data_block(writer.get(), data, size, offset) < ARCHIVE_WARN) {
+            if (library.writeDataBlock(writer.get(), data, size, offset) < ARCHIVE_WARN) {
                 refuse(reason(writer.get()));
             }
         }
@@ -157,8 +156,9 @@ private:
     const std::string& name;
     const std::string& folder;
     const Unpacker::Limits& limits;
-    std::unique_ptr<archive, FreeReader> reader{archive_read_new()};
-    std::unique_ptr<archive, FreeWriter> writer{archive_write_disk_new()};
+    const ArchiveLibrary& library = ArchiveLibrary::get();
+    std::unique_ptr<archive, FreeReader> reader{library.readNew()};
+    std::unique_ptr<archive, FreeWriter> writer{library.writeDiskNew()};
     std::vector<std::string> links;  // made so far
     std::uint32_t entries = 0;
     std::uint64_t total = 0;

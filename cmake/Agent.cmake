@@ -29,9 +29,18 @@ add_library(raidwatch_core STATIC ${AGENT_SOURCES} "${PROJECT_BINARY_DIR}/genera
 target_include_directories(raidwatch_core PUBLIC "${QEL_OWN_INCLUDE}")
 target_compile_definitions(raidwatch_core PRIVATE QEL_VERSION="${PROJECT_VERSION}")
 target_link_libraries(raidwatch_core PRIVATE qel_flags
-    PUBLIC qel storvant CLI11::CLI11 nlohmann_json::nlohmann_json LibArchive::LibArchive
-           SQLite::SQLite3 CURL::libcurl PkgConfig::tomlplusplus PkgConfig::systemd
-           Threads::Threads)
+    PUBLIC qel storvant CLI11::CLI11 nlohmann_json::nlohmann_json SQLite::SQLite3
+           PkgConfig::tomlplusplus Threads::Threads ${CMAKE_DL_LIBS})
+# Of these three only the headers: they are loaded when they are needed (agent/LateLibrary.h), because
+# with what they pull in they would be most of an idle daemon.
+target_include_directories(raidwatch_core SYSTEM PUBLIC
+    ${CURL_INCLUDE_DIRS} ${LibArchive_INCLUDE_DIRS} ${systemd_INCLUDE_DIRS})
+
+# A daemon that stands for years: what it holds in memory counts, and its own code is never what
+# takes time. The libraries are made for speed.
+if(NOT QEL_SANITIZE)
+    target_compile_options(raidwatch_core PRIVATE $<$<NOT:$<CONFIG:Debug>>:-Os>)
+endif()
 
 add_executable(raidwatch "${AGENT_MAIN}")
 target_compile_definitions(raidwatch PRIVATE QEL_VERSION="${PROJECT_VERSION}")

@@ -58,7 +58,7 @@ if(sources AND QEL_BUILD_AGENT)
     qel_add_tests(agent_tests ${sources})
     target_compile_definitions(agent_tests PRIVATE
         QEL_RAIDWATCH="$<TARGET_FILE:raidwatch>")
-    target_link_libraries(agent_tests PRIVATE raidwatch_core)
+    target_link_libraries(agent_tests PRIVATE raidwatch_core LibArchive::LibArchive)
     add_dependencies(agent_tests raidwatch)
 endif()
 

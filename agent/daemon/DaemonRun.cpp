@@ -11,6 +11,7 @@
 #include "agent/Languages.h"
 #include "agent/StopSignal.h"
 #include "agent/daemon/ChangeRequests.h"
+#include "agent/daemon/IdleMemory.h"
 #include "agent/daemon/MachineLock.h"
 #include "agent/daemon/PollReport.h"
 #include "agent/daemon/StateFile.h"
@@ -226,6 +227,7 @@ void DaemonRun::turn() {
     desk.serve([this](const Json& request) { return carryOut(request); });
     if (context.stop.takeReload()) reloadOnSignal();
     if (ended) {
+        if (!polled) giveBackMemory();
         polled = true;
         service.polled();
     }

@@ -1,7 +1,5 @@
 #include "agent/sinks/BodyTemplate.h"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <stdexcept>
 
@@ -9,6 +7,7 @@
 
 #include "agent/EventJson.h"
 #include "agent/EventNames.h"
+#include "agent/sinks/CurlLibrary.h"
 #include "agent/sinks/HostName.h"
 #include "agent/spool/RecordJson.h"
 
@@ -74,10 +73,11 @@ std::string jsonEscaped(const std::string& text) {
 }
 
 std::string percentEncoded(const std::string& text) {
-    char* const encoded = curl_easy_escape(nullptr, text.data(), static_cast<int>(text.size()));
+    const CurlLibrary& library = CurlLibrary::get();
+    char* const encoded = library.easyEscape(nullptr, text.data(), static_cast<int>(text.size()));
     if (encoded == nullptr) return std::string();
     std::string kept = encoded;
-    curl_free(encoded);
+    library.release(encoded);
     return kept;
 }
 

@@ -6,20 +6,13 @@
 
 namespace {
 
-void initialiseOnce() {
-    static const CURLcode result = curl_global_init(CURL_GLOBAL_DEFAULT);
-    if (result != CURLE_OK) throw std::runtime_error(curl_easy_strerror(result));
-}
-
 int asksToStop(void* stop, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
     return static_cast<std::atomic<bool>*>(stop)->load() ? 1 : 0;
 }
 
 }  // namespace
 
-CurlHandle::CurlHandle() {
-    initialiseOnce();
-    handle = curl_easy_init();
+CurlHandle::CurlHandle() : library(CurlLibrary::get()), handle(library.easyInit()) {
     if (handle == nullptr) throw std::runtime_error("no memory for a transfer");
     set(CURLOPT_ERRORBUFFER, error.data());
     set(CURLOPT_NOSIGNAL, 1L);
@@ -29,8 +22,8 @@ CurlHandle::CurlHandle() {
 }
 
 CurlHandle::~CurlHandle() {
-    curl_easy_cleanup(handle);
-    for (const List& list : lists) curl_slist_free_all(list.lines);
+    library.easyCleanup(handle);
+    for (const List& list : lists) library.slistFreeAll(list.lines);
 }
 
 void CurlHandle::setTimeout(std::chrono::milliseconds whole) {
@@ -56,7 +49,7 @@ void CurlHandle::setTrust(const std::string& caFile) {
 void CurlHandle::addTo(CURLoption option, const std::string& line) {
     for (List& list : lists) {
         if (list.option != option && list.option != CURLOPT_LASTENTRY) continue;
-        curl_slist* const longer = curl_slist_append(list.lines, line.c_str());
+        curl_slist* const longer = library.slistAppend(list.lines, line.c_str());
         if (longer == nullptr) throw std::runtime_error("no memory for a transfer");
         list.option = option;
         list.lines = longer;
@@ -68,21 +61,21 @@ void CurlHandle::addTo(CURLoption option, const std::string& line) {
 
 CURLcode CurlHandle::perform() {
     error.front() = '\0';
-    return curl_easy_perform(handle);
+    return library.easyPerform(handle);
 }
 
 long CurlHandle::number(CURLINFO what) const {
     long value = 0;
-    return curl_easy_getinfo(handle, what, &value) == CURLE_OK ? value : 0;
+    return library.easyGetinfo(handle, what, &value) == CURLE_OK ? value : 0;
 }
 
 long long CurlHandle::large(CURLINFO what) const {
     curl_off_t value = 0;
-    return curl_easy_getinfo(handle, what, &value) == CURLE_OK ? value : 0;
+    return library.easyGetinfo(handle, what, &value) == CURLE_OK ? value : 0;
 }
 
 std::string CurlHandle::failure(CURLcode result) const {
-    const std::string said = error.front() == '\0' ? curl_easy_strerror(result) : error.data();
+    const std::string said = error.front() == '\0' ? library.easyStrerror(result) : error.data();
     const std::string safe = safeText(said);
     if (result == CURLE_PEER_FAILED_VERIFICATION) {
         return safe + "; name the issuer's certificate with ca_file";
@@ -93,6 +86,6 @@ std::string CurlHandle::failure(CURLcode result) const {
     return safe;
 }
 
-void CurlHandle::check(CURLcode result) {
-    if (result != CURLE_OK) throw std::runtime_error(curl_easy_strerror(result));
+void CurlHandle::check(CURLcode result) const {
+    if (result != CURLE_OK) throw std::runtime_error(library.easyStrerror(result));
 }

@@ -7,18 +7,20 @@
 //   if (result != CURLE_OK) return transfer.failure(result);
 //
 // Threads  Any number of objects; one thread per object. libcurl is initialised once.
-// Errors   std::runtime_error from the constructor and set(): an option that is not taken is never
+// Errors   LateLibrary::Missing from the constructor where there is no libcurl;
+//          std::runtime_error from the constructor and set(): an option that is not taken is never
 //          passed over, because it may be the one that keeps us safe.
 #ifndef AGENT_SINKS_CURLHANDLE_H
 #define AGENT_SINKS_CURLHANDLE_H
-
-#include <curl/curl.h>
 
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
+
+#include "agent/sinks/CurlLibrary.h"
 
 class CurlHandle {
 public:
@@ -27,9 +29,12 @@ public:
     CurlHandle(const CurlHandle&) = delete;
     CurlHandle& operator=(const CurlHandle&) = delete;
 
+    // libcurl reads a long, a curl_off_t or a pointer, and takes whatever it is given for that.
     template <typename Value>
     void set(CURLoption option, Value value) {
-        check(curl_easy_setopt(handle, option, value));
+        static_assert(std::is_same_v<Value, long> || std::is_same_v<Value, curl_off_t> ||
+                      std::is_pointer_v<Value> || std::is_null_pointer_v<Value>);
+        check(library.easySetopt(handle, option, value));
     }
     void setTimeout(std::chrono::milliseconds whole);  // connecting gets at most a third of it
     // Ends the transfer within about a second once `stop` is true; null for never. Borrowed.
@@ -51,9 +56,10 @@ private:
         curl_slist* lines = nullptr;
     };
 
-    static void check(CURLcode result);
+    void check(CURLcode result) const;
 
-    CURL* handle = nullptr;
+    const CurlLibrary& library;
+    CURL* handle;
     std::array<List, 2> lists;
     std::array<char, CURL_ERROR_SIZE> error{};
 };

@@ -14,6 +14,7 @@
 #define SD_JOURNAL_SUPPRESS_LOCATION
 #include <systemd/sd-journal.h>
 
+#include "agent/LateLibrary.h"
 #include "agent/SafeText.h"
 #include "agent/sinks/MessageId.h"
 #include "agent/sinks/SinkValues.h"
@@ -21,6 +22,18 @@
 namespace {
 
 constexpr char kSocket[] = "/run/systemd/journal/socket";
+
+using SendEntry = decltype(&sd_journal_sendv);
+
+// Loaded for the first entry: most daemons have nothing to tell for months.
+SendEntry sendEntry() {
+    static const SendEntry function = [] {
+        SendEntry found = nullptr;
+        LateLibrary("libsystemd.so.0", "libsystemd0").find("sd_journal_sendv", found);
+        return found;
+    }();
+    return function;
+}
 
 std::string numberOf(std::int64_t value) { return value == 0 ? "" : std::to_string(value); }
 
@@ -104,8 +117,12 @@ Answer JournalSink::deliver(const Record& record, const std::string& id) {
     for (const auto& [name, value] : fields(record, id)) assignments.push_back(name + "=" + value);
     std::vector<iovec> parts;
     for (std::string& text : assignments) parts.push_back({text.data(), text.size()});
-    const int failed = sd_journal_sendv(parts.data(), static_cast<int>(parts.size()));
-    if (failed < 0) return {Answer::Kind::kRetry, sentence(-failed)};
+    try {
+        const int failed = sendEntry()(parts.data(), static_cast<int>(parts.size()));
+        if (failed < 0) return {Answer::Kind::kRetry, sentence(-failed)};
+    } catch (const LateLibrary::Missing& e) {
+        return {Answer::Kind::kRetry, e.what()};
+    }
     return {Answer::Kind::kDelivered, "taken by the journal"};
 }
 

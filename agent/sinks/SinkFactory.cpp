@@ -1,5 +1,6 @@
 #include "agent/sinks/SinkFactory.h"
 
+#include "agent/LateLibrary.h"
 #include "agent/sinks/AlertmanagerSink.h"
 #include "agent/sinks/ExecSink.h"
 #include "agent/sinks/FileSink.h"
@@ -8,6 +9,7 @@
 #include "agent/sinks/MailSink.h"
 #include "agent/sinks/SinkValues.h"
 #include "agent/sinks/SyslogSink.h"
+#include "agent/sinks/UnusableSink.h"
 #include "agent/sinks/WebhookSink.h"
 
 namespace {
@@ -30,12 +32,20 @@ constexpr Kind kKinds[] = {
 };
 // clang-format on
 
+std::unique_ptr<Sink> makeOf(const Kind& kind, const SinkSettings& settings) {
+    try {
+        return kind.make(settings);
+    } catch (const LateLibrary::Missing& e) {
+        return std::make_unique<UnusableSink>(std::string(e.what()) + ", then restart raidwatch");
+    }
+}
+
 }  // namespace
 
 std::unique_ptr<Sink> makeSink(const SinkSettings& settings) {
     std::string known;
     for (const Kind& kind : kKinds) {
-        if (settings.type == kind.type) return kind.make(settings);
+        if (settings.type == kind.type) return makeOf(kind, settings);
         known += (known.empty() ? "" : ", ") + std::string(kind.type);
     }
     throw SinkValues(settings).wrong("type", settings.type.empty()

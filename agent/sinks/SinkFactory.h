@@ -1,7 +1,8 @@
 // SinkFactory: from the configuration of a sink to the sink. A new kind of sink is a class and one
 // row in SinkFactory.cpp.
 //
-// Errors: Failure (bad use) that names file and line and the cure. Any thread.
+// Errors: Failure (bad use) that names file and line and the cure. Where a library of the sink is
+// missing, the sink is made and says so to each record (UnusableSink). Any thread.
 #ifndef AGENT_SINKS_SINKFACTORY_H
 #define AGENT_SINKS_SINKFACTORY_H
 

@@ -1,33 +1,35 @@
 #include "agent/sinks/UrlParts.h"
 
-#include <curl/curl.h>
-
 #include <memory>
+
+#include "agent/sinks/CurlLibrary.h"
 
 namespace {
 
 struct UrlCleaner {
-    void operator()(CURLU* url) const { curl_url_cleanup(url); }
+    void operator()(CURLU* url) const { CurlLibrary::get().urlCleanup(url); }
 };
 
 std::string part(CURLU* url, CURLUPart which) {
+    const CurlLibrary& library = CurlLibrary::get();
     char* text = nullptr;
-    if (curl_url_get(url, which, &text, 0) != CURLUE_OK || text == nullptr) return std::string();
+    if (library.urlGet(url, which, &text, 0) != CURLUE_OK || text == nullptr) return std::string();
     const std::string kept = text;
-    curl_free(text);
+    library.release(text);
     return kept;
 }
 
 }  // namespace
 
 UrlParts::UrlParts(const std::string& url) {
-    const std::unique_ptr<CURLU, UrlCleaner> parsed(curl_url());
+    const CurlLibrary& library = CurlLibrary::get();
+    const std::unique_ptr<CURLU, UrlCleaner> parsed(library.urlNew());
     if (!parsed) return;
     // libcurl takes a blank at the end and a control character in the path; we do not.
     for (const char c : url) {
         if (static_cast<unsigned char>(c) <= ' ' || c == '\x7f') return;
     }
-    if (curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME) !=
+    if (library.urlSet(parsed.get(), CURLUPART_URL, url.c_str(), CURLU_NON_SUPPORT_SCHEME) !=
         CURLUE_OK) {
         return;
     }

@@ -5,7 +5,8 @@
 //   url.ok, url.scheme "https", url.place() "https://hooks.example.com"
 //
 // An address may carry a secret in its path (chat services do that): messages show place() only.
-// Threads: any. Errors: `ok` is false for what is no address.
+// Threads: any. Errors: `ok` is false for what is no address; LateLibrary::Missing where there is
+// no libcurl.
 #ifndef AGENT_SINKS_URLPARTS_H
 #define AGENT_SINKS_URLPARTS_H
 

@@ -5,8 +5,10 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "tests/support/TempDir.h"
 
@@ -63,6 +65,34 @@ TEST_F(ServiceManagerTest, AStatusCannotSmuggleALineIn) {
     EXPECT_EQ("STATUS=bad\\nWATCHDOG=1", heard());
 }
 
+TEST_F(ServiceManagerTest, GivenASocketWithoutAFileThenTellsItToo) {
+    const std::string name = "raidwatch-test-" + std::to_string(getpid());
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path + 1, name.c_str());
+    const int other = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    ASSERT_EQ(0, bind(other, reinterpret_cast<const sockaddr*>(&address), size));
+    setenv("NOTIFY_SOCKET", ("@" + name).c_str(), 1);
+    ServiceManager().stopping();
+    char text[100];
+    const ssize_t count = recv(other, text, sizeof text, MSG_DONTWAIT);
+    close(other);
+    ASSERT_LT(0, count);
+    EXPECT_EQ("STOPPING=1", std::string(text, static_cast<std::size_t>(count)));
+}
+
+TEST_F(ServiceManagerTest, GivenAPlaceThatIsNoSocketThenNothingHappens) {
+    for (const char* place : {"", "relative", "vsock:2:1", "/nowhere/at/all"}) {
+        setenv("NOTIFY_SOCKET", place, 1);
+        ServiceManager().stopping();
+        EXPECT_EQ("", heard()) << place;
+    }
+    setenv("NOTIFY_SOCKET", ("/" + std::string(200, 'x')).c_str(), 1);
+    ServiceManager().stopping();
+    EXPECT_EQ("", heard());
+}
+
 TEST_F(ServiceManagerTest, AReloadCarriesItsTime) {
     ServiceManager service;
     service.reloading();
@@ -100,6 +130,13 @@ TEST_F(ServiceManagerTest, GivenAnotherProcessIsMeantThenThereIsNoWatchdog) {
     watchdog("1000000");
     setenv("WATCHDOG_PID", "1", 1);
     EXPECT_FALSE(ServiceManager().hasWatchdog());
+}
+
+TEST_F(ServiceManagerTest, GivenAnIntervalThatIsNoNumberThenThereIsNoWatchdog) {
+    for (const char* text : {"", "soon", "10s", "-5", "0", "99999999999999999999"}) {
+        watchdog(text);
+        EXPECT_FALSE(ServiceManager().hasWatchdog()) << text;
+    }
 }
 
 }  // namespace

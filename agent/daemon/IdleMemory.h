@@ -1,0 +1,15 @@
+// IdleMemory: keeps small what the daemon holds while nothing happens. It stands for years on
+// machines that have better use for memory.
+//
+//   limitHeap();       // before the first thread: one heap for all, which is given back early
+//   giveBackMemory();  // when the start is over
+//
+// giveBackMemory() also unmaps the code that only the start needed. It stays in the file cache, and
+// what is needed again is back at its first use. Errors: none; any thread.
+#ifndef AGENT_DAEMON_IDLEMEMORY_H
+#define AGENT_DAEMON_IDLEMEMORY_H
+
+void limitHeap();
+void giveBackMemory();
+
+#endif  // AGENT_DAEMON_IDLEMEMORY_H
