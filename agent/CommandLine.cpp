@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -9,10 +10,14 @@
 
 #include "agent/Failure.h"
 #include "agent/Output.h"
+#include "agent/SafeText.h"
 #include "agent/commands/Flags.h"
 #include "agent/commands/Verb.h"
 
 namespace {
+
+constexpr std::size_t kHelpWidth = 80;
+constexpr std::size_t kHelpIndent = 30;  // of the parser: where the meaning of an option begins
 
 constexpr char kAbout[] = "raidwatch - watches RAID storage and tells what changed";
 
@@ -43,6 +48,47 @@ std::string needsVerb(const CLI::App& app) {
     return words;
 }
 
+// Words of the parser, and ours for them.
+struct Saying {
+    const char* theirs;
+    const char* ours;
+};
+
+constexpr Saying kSayings[] = {
+    {"The following argument was not expected: ", "unexpected: "},
+    {"The following arguments were not expected: ", "unexpected: "},
+    {"Could not convert: ", "this value is of the wrong kind: "},
+};
+
+std::string plainWords(const std::string& line) {
+    for (const Saying& row : kSayings) {
+        const std::string theirs = row.theirs;
+        if (line.compare(0, theirs.size(), theirs) == 0) {
+            return row.ours + line.substr(theirs.size());
+        }
+    }
+    return line;
+}
+
+// Of the help: what an option means goes on below its beginning.
+std::string wrapped(const std::string& help) {
+    std::istringstream lines(help);
+    std::string text;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.size() <= kHelpWidth) {
+            text += line + "\n";
+            continue;
+        }
+        const std::size_t margin = line.compare(0, 2, "  ") == 0 ? kHelpIndent : 0;
+        std::string lead = line.substr(0, margin);
+        for (const std::string& part : wrapText(line.substr(margin), kHelpWidth - margin)) {
+            text += lead + part + "\n";
+            lead.assign(margin, ' ');
+        }
+    }
+    return text;
+}
+
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
 // The parser calls an unknown verb a missing one.
@@ -56,7 +102,7 @@ std::string explain(const CLI::App& app, const CLI::ParseError& error, int argc,
         return what + std::string(argv[1]) + helpHint(app);
     }
     if (lacksVerb(app)) return needsVerb(app) + helpHint(app);
-    return firstLine(error.what()) + helpHint(app);
+    return plainWords(firstLine(error.what())) + helpHint(app);
 }
 
 }  // namespace
@@ -79,13 +125,20 @@ int CommandLine::run(int argc, const char* const* argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
-        context.out.write(app.help());
+        context.out.write(wrapped(app.help()));
         return Failure::kDone;
     } catch (const CLI::CallForVersion& e) {
         context.out.line(e.what());
         return Failure::kDone;
     } catch (const CLI::ParseError& e) {
-        throw Failure(Failure::kBadUse, explain(app, e, argc, argv));
+        const std::string why = explain(app, e, argc, argv);
+        const auto given = app.get_subcommands();
+        for (const auto& verb : verbs) {
+            if (!given.empty() && given.front()->get_name() == verb->name()) {
+                return verb->misused(context, why);
+            }
+        }
+        throw Failure(Failure::kBadUse, why);
     }
     if (noColour) context.style.colours = false;
     for (std::size_t i = 0; i < verbs.size(); ++i) {

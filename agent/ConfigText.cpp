@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "agent/SafeText.h"
+#include "agent/SataPort.h"
 #include "storlib/Adapter.h"
 #include "storlib/Channel.h"
 #include "storlib/Enclosure.h"
@@ -123,9 +124,7 @@ public:
             const auto slot = names.find(phy->SASaddress);
             if (slot != names.end()) return slot->second;
         }
-        const Channel* channel = drive.getChannel();
-        const bool isPort = channel != nullptr && channel->getChannelType() == kChannelSata;
-        return isPort ? "port " + std::to_string(channel->addr.channelID) : "";
+        return sataPortName(drive);
     }
 
 private:

@@ -101,6 +101,17 @@ std::string EngineFolder::libraryFolder() {
     return error ? "./" : withSlash(fs::path(library).parent_path().string());
 }
 
+std::string EngineFolder::shippedScenario(const std::string& name) {
+    if (name.empty() || name.find('/') != std::string::npos) return "";
+    for (const char* share : kShareFolders) {
+        const std::string candidate = libraryFolder() + share + "scenarios/" + name + ".json";
+        if (access(candidate.c_str(), R_OK) == 0) {
+            return fs::path(candidate).lexically_normal().string();
+        }
+    }
+    return "";
+}
+
 std::string EngineFolder::shippedCatalogue() {
     const std::string beside = libraryFolder();
     if (access((beside + kCatalogue).c_str(), R_OK) == 0) return beside + kCatalogue;

@@ -32,6 +32,8 @@ public:
 
     // Where the loaded engine library lies, with a final "/".
     static std::string libraryFolder();
+    // The file of the shipped scenario of that name, as "whole-story"; "" when there is none.
+    static std::string shippedScenario(const std::string& name);
     // The shipped catalogue, beside the library or in a share/qel above it; "" when there is none.
     static std::string shippedCatalogue();
 

@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kSeverityWidth = 8;
 constexpr std::size_t kCodeWidth = 3;
 constexpr std::size_t kObjectWidth = 15;
-constexpr std::size_t kLeastTextWidth = 20;  // narrower columns would hold a word per line
+constexpr std::size_t kLeastTextWidth = 30;  // narrower columns would hold few words per line
 constexpr std::size_t kNarrowIndent = 4;
 
 constexpr char kBold[] = "\x1b[1m";

@@ -23,6 +23,9 @@ public:
     struct Style {
         std::size_t columns = 0;  // 0: no limit, nothing is wrapped
         bool colours = false;
+
+        // Of texts that are wrapped wherever they go.
+        std::size_t pageWidth() const { return columns == 0 ? 80 : columns; }
     };
 
     explicit EventText(const Style& styleIN) : style(styleIN) {}

@@ -21,6 +21,14 @@ std::string nameOf(std::int64_t id, const Json& answer) {
     return name + " (" + safeText(incident.objectName + " " + incident.value) + ")";
 }
 
+// The incident as it is after the change; the answer to it when it cannot be had.
+Json changed(Ask& agent, std::int64_t id, const Json& answer) {
+    for (const Json& row : agent.ask({{"do", "incidents"}, {"all", false}})) {
+        if (incidentFromJson(row).id == id) return row;
+    }
+    return answer;
+}
+
 }  // namespace
 
 void AckVerb::declare(Flags& flags) {
@@ -39,7 +47,7 @@ int AckVerb::work(const Context& context, Ask& agent) {
         end = endOf("--until", until, now());
         request["until"] = end;
     }
-    const Json answer = agent.change(request);
+    const Json answer = changed(agent, number, agent.change(request));
     if (json) {
         context.out.line(jsonLine(answer));
         return Failure::kDone;
@@ -57,7 +65,7 @@ void UnackVerb::declare(Flags& flags) {
 
 int UnackVerb::work(const Context& context, Ask& agent) {
     const std::int64_t number = numberGiven("ID", id);
-    const Json answer = agent.change({{"do", "unack"}, {"id", number}});
+    const Json answer = changed(agent, number, agent.change({{"do", "unack"}, {"id", number}}));
     context.out.line(json ? jsonLine(answer)
                           : nameOf(number, answer) + " is no longer acknowledged");
     return Failure::kDone;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "agent/commands/Verb.h"
+#include "agent/state/Verdict.h"
 
 class CheckVerb : public Verb {
 public:
@@ -14,10 +15,15 @@ public:
     const char* purpose() const override { return "one line for a monitoring system"; }
     void declare(Flags& flags) override;
     int run(const Context& context) override;
+    int misused(const Context& context, const std::string& why) const override;
 
 private:
+    void tell(const Context& context, Verdict::Level level, const std::string& sentence,
+              const std::string& line) const;
+
     std::string source;
     std::string staleAfter;
+    bool json = false;
 };
 
 #endif  // AGENT_COMMANDS_CHECKVERB_H

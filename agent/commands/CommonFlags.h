@@ -15,6 +15,10 @@ struct FormFlags {
     EventPrinter::Form form() const;
 };
 
+// Of the verbs whose exit code says how the storage is.
+constexpr char kVerdictExitCodes[] =
+    "Exit codes: 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN (also when the command line is wrong).";
+
 void addFormFlags(Flags& flags, FormFlags& form);
 void addLanguageOption(Flags& flags, std::string& language);
 // The kinds of sources, for the help of --source.

@@ -142,7 +142,7 @@ std::string DeliveryReport::text(const std::string& sink, const Line& line,
     }
     state.resize(10, ' ');
     const std::size_t margin = width + 2 + state.size();
-    const std::size_t columns = context.style.columns;
+    const std::size_t columns = context.style.pageWidth();
     const std::size_t room = columns > margin + 20 ? columns - margin : 0;
     std::string lead = name + state;
     std::string lineText;

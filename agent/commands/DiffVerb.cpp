@@ -122,7 +122,7 @@ int DiffVerb::work(const Context& context, Ask& agent) {
         return Failure::kDone;
     }
     const auto say = [&](const std::string& text) {
-        for (const std::string& line : wrapText(text, context.style.columns)) {
+        for (const std::string& line : wrapText(text, context.style.pageWidth())) {
             context.out.line(line);
         }
     };

@@ -109,7 +109,7 @@ int DoctorVerb::run(const Context& context) {
         if (fix && done.empty()) context.out.line("did: nothing, there was nothing to repair");
         context.out.line(verdict(findings));
         for (const Finding& finding : findings) {
-            context.out.write(textOf(finding, context.style.columns));
+            context.out.write(textOf(finding, context.style.pageWidth()));
         }
     }
     return countOf(findings, Finding::Kind::kProblem) == 0 ? Failure::kDone : Failure::kFailed;

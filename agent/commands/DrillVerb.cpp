@@ -1,9 +1,12 @@
 #include "agent/commands/DrillVerb.h"
 
+#include <unistd.h>
+
 #include <memory>
 
 #include <nlohmann/json.hpp>
 
+#include "agent/EngineFolder.h"
 #include "agent/EventJson.h"
 #include "agent/Failure.h"
 #include "agent/Replayer.h"
@@ -22,7 +25,10 @@ constexpr int kLongestPatience = 3600;
 }  // namespace
 
 void DrillVerb::declare(Flags& flags) {
-    flags.option("SCENARIO", file, "scenario file; raidwatch scenario play shows its events")
+    flags
+        .option("SCENARIO", file,
+                "scenario file, or the name of a shipped one (whole-story); raidwatch "
+                "scenario play shows its events")
         .required();
     flags.option("--wait", patience, "so many seconds for the answers")
         .between(0, kLongestPatience)
@@ -34,7 +40,10 @@ void DrillVerb::declare(Flags& flags) {
 // The play is over, and the engine free again, before the daemon is told.
 Json DrillVerb::played(const Context& context) const {
     std::string error;
-    std::unique_ptr<ScenarioSource> source = ScenarioSource::open(file, error);
+    const std::string shipped = EngineFolder::shippedScenario(file);
+    const bool isShipped = !shipped.empty() && access(file.c_str(), F_OK) != 0;
+    std::unique_ptr<ScenarioSource> source =
+        ScenarioSource::open(isShipped ? shipped : file, error);
     if (!source) throw Failure(Failure::kBadUse, error);
     const std::string title = source->getScenario().title();
     Json events = Json::array();

@@ -71,6 +71,13 @@ Flags::Option Flags::option(const std::string& name, std::vector<int>& value,
     return Option(app->add_option(name, value, help)->delimiter(','));
 }
 
+Flags::Option Flags::words(const std::string& name, std::vector<std::string>& value,
+                           const std::string& help) {
+    return Option(app->add_option(name, value, help));
+}
+
+void Flags::exitCodes(const std::string& text) { app->footer(text); }
+
 Flags::Option Flags::flag(const std::string& name, bool& value, const std::string& help) {
     return Option(app->add_flag(name, value, help));
 }

@@ -54,7 +54,12 @@ public:
     Option option(const std::string& name, std::vector<std::string>& value,
                   const std::string& help);
     Option option(const std::string& name, std::vector<int>& value, const std::string& help);
+    // Words with spaces between, which need no quotes then.
+    Option words(const std::string& name, std::vector<std::string>& value, const std::string& help);
     Option flag(const std::string& name, bool& value, const std::string& help);
+
+    // What the help says of the exit codes, for a verb whose own differ from the usual ones.
+    void exitCodes(const std::string& text);
 
     // A verb below this one, as in "scenario play"; one of them must be given then. `chosen` gets
     // its name when it is.

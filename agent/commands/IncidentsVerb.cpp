@@ -89,7 +89,7 @@ int IncidentsVerb::work(const Context& context, Ask& agent) {
     for (const Json& row : list) {
         const Incident incident = incidentFromJson(row);
         if (incident.open) ++open;
-        text += lines(incident, present, context.style.columns);
+        text += lines(incident, present, context.style.pageWidth());
     }
     if (open == 0) {
         context.out.line("No incident is open.");

@@ -4,6 +4,7 @@
 #define AGENT_COMMANDS_SHOWVERB_H
 
 #include <string>
+#include <vector>
 
 #include "agent/commands/Verb.h"
 
@@ -15,7 +16,7 @@ public:
     int run(const Context& context) override;
 
 private:
-    std::string object;
+    std::vector<std::string> object;  // its name, which may have several words
     std::string source;
     bool json = false;
 };

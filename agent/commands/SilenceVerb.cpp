@@ -49,9 +49,9 @@ void SilenceVerb::declare(Flags& flags) {
     add.flag("--json", json, "the silence as one JSON object");
     flags.verb("list", "the silences that hold now", chosen)
         .flag("--json", json, "one JSON object per silence");
-    flags.verb("rm", "end a silence", chosen)
-        .option("ID", id, "its number, see raidwatch silence list")
-        .required();
+    Flags rm = flags.verb("rm", "end a silence", chosen);
+    rm.option("ID", id, "its number, see raidwatch silence list").required();
+    rm.flag("--json", json, "its number as one JSON object");
 }
 
 int SilenceVerb::work(const Context& context, Ask& agent) {
@@ -85,7 +85,8 @@ int SilenceVerb::add(const Context& context, Ask& agent) const {
     request.erase("id");
     const Json answer = agent.change(request);
     if (json) {
-        context.out.line(jsonLine(answer));
+        silence.id = numberOf(answer, "id");
+        context.out.line(jsonLine(silenceJson(silence)));
         return Failure::kDone;
     }
     context.out.line("silence " + std::to_string(numberOf(answer, "id")) +
@@ -105,7 +106,7 @@ int SilenceVerb::list(const Context& context, Ask& agent) const {
         if (json) {
             context.out.line(jsonLine(row));
         } else {
-            context.out.write(lines(silence, present, context.style.columns));
+            context.out.write(lines(silence, present, context.style.pageWidth()));
         }
     }
     if (!any && !json) context.out.line("There are no silences.");
@@ -114,7 +115,7 @@ int SilenceVerb::list(const Context& context, Ask& agent) const {
 
 int SilenceVerb::remove(const Context& context, Ask& agent) const {
     const std::int64_t number = numberGiven("ID", id);
-    (void)agent.change({{"do", "silence-rm"}, {"id", number}});
-    context.out.line("silence " + std::to_string(number) + " has ended");
+    const Json answer = agent.change({{"do", "silence-rm"}, {"id", number}});
+    context.out.line(json ? jsonLine(answer) : "silence " + std::to_string(number) + " has ended");
     return Failure::kDone;
 }

@@ -13,8 +13,11 @@ public:
     const char* purpose() const override { return "is everything all right? (exit code 0 to 3)"; }
     void declare(Flags& flags) override;
     int run(const Context& context) override;
+    int misused(const Context& context, const std::string& why) const override;
 
 private:
+    int show(const Context& context) const;
+
     std::string source;
     bool json = false;
 };

@@ -15,6 +15,7 @@
 #define AGENT_COMMANDS_VERB_H
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "agent/Context.h"
@@ -28,6 +29,8 @@ public:
     virtual const char* purpose() const = 0;      // one line of help, begins in lower case
     virtual void declare(Flags& flags) = 0;       // they fill members of this object
     virtual int run(const Context& context) = 0;  // the exit code
+    // The command line cannot be understood, as `why` says; the exit code.
+    virtual int misused(const Context& context, const std::string& why) const;
 };
 
 // Every verb that is made this way, in the order of the help.

@@ -1,5 +1,6 @@
 #include "agent/commands/Verb.h"
 
+#include "agent/Failure.h"
 #include "agent/commands/AckVerb.h"
 #include "agent/commands/CaptureVerb.h"
 #include "agent/commands/CheckVerb.h"
@@ -20,6 +21,10 @@
 #include "agent/commands/StatusVerb.h"
 #include "agent/commands/TestVerb.h"
 #include "agent/commands/WatchVerb.h"
+
+int Verb::misused(const Context&, const std::string& why) const {
+    throw Failure(Failure::kBadUse, why);
+}
 
 std::vector<std::unique_ptr<Verb>> allVerbs() {
     std::vector<std::unique_ptr<Verb>> verbs;

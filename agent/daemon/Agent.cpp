@@ -20,13 +20,13 @@ namespace {
 using Json = nlohmann::ordered_json;
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kPatience{30};
 constexpr std::size_t kLongestAnswer = std::size_t{256} * 1024 * 1024;
 
 // One connection. Nobody there is no error: it is what decides whether the spool is asked.
 class Connection {
 public:
-    explicit Connection(const std::string& fileIN) : file(fileIN) {
+    explicit Connection(const std::string& fileIN, std::chrono::seconds patience)
+        : file(fileIN), deadline(SteadyClock::now() + patience) {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         if (file.size() >= sizeof address.sun_path) return;
@@ -96,7 +96,7 @@ private:
     std::string file;
     int fd = -1;
     int error = 0;
-    SteadyClock::time_point deadline = SteadyClock::now() + kPatience;
+    SteadyClock::time_point deadline;
 };
 
 Json resultOf(const std::string& answer) {
@@ -124,11 +124,16 @@ Failure notRunning(const std::string& why) {
 
 }  // namespace
 
-bool Agent::isRunning() const { return Connection(RunFolder(settings).readSocket()).isUp(); }
+bool Agent::isRunning() const {
+    return Connection(RunFolder(settings).readSocket(), patience).isUp();
+}
 
 Json Agent::ask(const Json& request) {
-    Connection daemon(RunFolder(settings).readSocket());
-    if (daemon.isUp()) return resultOf(daemon.ask(lineOf(request)));
+    Connection daemon(RunFolder(settings).readSocket(), patience);
+    return daemon.isUp() ? resultOf(daemon.ask(lineOf(request))) : askFiles(request);
+}
+
+Json Agent::askFiles(const Json& request) const {
     try {
         Spool spool(RunFolder::spoolFile(settings), Spool::Access::kReadOnly);
         Requests requests(spool, nullptr, RunFolder(settings).stateFile());
@@ -139,7 +144,7 @@ Json Agent::ask(const Json& request) {
 }
 
 Json Agent::change(const Json& request) {
-    Connection daemon(RunFolder(settings).controlSocket());
+    Connection daemon(RunFolder(settings).controlSocket(), patience);
     if (daemon.isUp()) return resultOf(daemon.ask(lineOf(request)));
     if (daemon.isForbidden()) {
         throw Failure(Failure::kFailed, "not permitted: become a member of the group " +

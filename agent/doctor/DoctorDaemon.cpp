@@ -12,6 +12,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "agent/Duration.h"
 #include "agent/Failure.h"
 #include "agent/daemon/Agent.h"
 #include "agent/daemon/StateFile.h"
@@ -74,11 +75,10 @@ void Doctor::lookAtDaemon() {
     }
     const std::int64_t age = Clock::current().now() - polledAt;
     if (age > settings.staleAfter) {
-        problem("daemon",
-                "it runs, but its last completed look is " + writtenDuration(age) + " old",
+        problem("daemon", "it runs, but its last completed look is " + durationText(age) + " old",
                 "see journalctl -u raidwatch; systemctl restart raidwatch");
     } else {
-        ok("daemon", "it runs; its last completed look is " + writtenDuration(age) + " old");
+        ok("daemon", "it runs; its last completed look is " + durationText(age) + " old");
     }
 }
 

@@ -55,6 +55,7 @@ std::string said(const HookResult& result) {
     std::string output = result.output;
     while (!output.empty() && (output.back() == '\n' || output.back() == ' ')) output.pop_back();
     if (output.empty()) return std::string();
+    std::replace(output.begin(), output.end(), '\n', ' ');
     const std::string shown = safeText(output);
     const std::string text = cutText(shown, kShownOutput);
     return "; it said: " + text + (result.cut || text.size() < shown.size() ? " ..." : "");

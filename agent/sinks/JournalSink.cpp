@@ -53,7 +53,7 @@ int reachJournal() {
 std::string sentence(int error) {
     if (error == ENOENT || error == ECONNREFUSED) {
         return std::string("no journal listens on ") + kSocket +
-               "; start systemd-journald, or use a sink of type file or syslog";
+               "; start systemd-journald, or set enabled = false for this sink";
     }
     return std::string("the journal did not take it: ") + std::strerror(error);
 }

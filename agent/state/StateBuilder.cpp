@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "agent/ConfigText.h"
+#include "agent/SataPort.h"
 #include "agent/incidents/Redundancy.h"
 #include "storlib/Adapter.h"
 #include "storlib/Channel.h"
@@ -148,10 +149,7 @@ DriveState driveOf(const HardDrive& drive, KeyGiver& keys) {
     state.state = wordOf(kDriveWords, drive.state);
     state.predicted = drive.getPfaError();
     state.key = keys.give("drive", state.serial, state.wwn, placeOf(drive.addr));
-    const Channel* channel = drive.getChannel();
-    if (channel != nullptr && channel->getChannelType() == kChannelSata) {
-        state.slotName = "port " + std::to_string(channel->addr.channelID);
-    }
+    state.slotName = sataPortName(drive);
     return state;
 }
 

@@ -1,5 +1,6 @@
 #include "agent/status/Look.h"
 
+#include <chrono>
 #include <memory>
 
 #include <nlohmann/json.hpp>
@@ -28,32 +29,60 @@ SinkStatus sinkOf(const Json& json) {
     return sink;
 }
 
-// A part that cannot be had is empty: half a picture is better than none.
-Json part(Agent& agent, const char* what) {
-    try {
-        return agent.ask({{"do", what}});
-    } catch (const Failure&) {
-        return Json::array();
+// Monitoring systems give up on their plugins after ten seconds.
+constexpr std::chrono::seconds kPatience{3};
+
+// What the daemon knows, part by part. Half a picture is better than none: a daemon that does not
+// answer is asked once only, then the files that it wrote are read; a part that cannot be had is
+// empty.
+class Parts {
+public:
+    explicit Parts(const AgentSettings& settings) : agent(settings, kPatience) {}
+
+    bool isRunning() const { return agent.isRunning(); }
+    bool isDeaf() const { return deaf; }
+
+    Json part(const char* what) {
+        const Json request{{"do", what}};
+        try {
+            if (!deaf) return agent.ask(request);
+        } catch (const Failure&) {
+            deaf = true;
+        }
+        try {
+            return agent.askFiles(request);
+        } catch (const Failure&) {
+            return Json::array();
+        }
     }
-}
+
+private:
+    Agent agent;
+    bool deaf = false;
+};
 
 }  // namespace
 
 Seen Look::ofDaemon() const {
-    Agent agent(settings);
+    Parts parts(settings);
     Seen seen;
-    seen.watched = agent.isRunning();
+    seen.watched = parts.isRunning();
     if (!seen.watched) {
         seen.remark =
             "raidwatch is not running, so nobody is told of changes; start it with "
             "\"systemctl start raidwatch\".";
     }
-    const Json state = part(agent, "state");
+    const Json state = parts.part("state");
     if (state.is_object()) seen.state = stateFromJson(state);
-    for (const Json& incident : part(agent, "incidents")) {
+    for (const Json& incident : parts.part("incidents")) {
         seen.incidents.push_back(incidentFromJson(incident));
     }
-    for (const Json& sink : part(agent, "sinks")) seen.sinks.push_back(sinkOf(sink));
+    for (const Json& sink : parts.part("sinks")) seen.sinks.push_back(sinkOf(sink));
+    if (seen.watched && parts.isDeaf()) {
+        seen.remark =
+            "raidwatch runs but does not answer; this is what it wrote last. See \"systemctl "
+            "status raidwatch\".";
+    }
     return seen;
 }
 

@@ -7,8 +7,8 @@
 
 #include "agent/ConfigText.h"
 #include "agent/Duration.h"
-#include "agent/EventJson.h"
 #include "agent/SafeText.h"
+#include "agent/TimeWords.h"
 #include "agent/state/StateJson.h"
 
 namespace {
@@ -39,7 +39,7 @@ std::string megabytes(std::int64_t size) {
 }
 
 std::string since(std::int64_t when, std::int64_t now) {
-    return when <= 0 ? "" : durationText(now - when) + ", since " + rfc3339(when);
+    return when <= 0 ? "" : durationText(now - when) + ", since " + localTimeText(when);
 }
 
 std::string joined(const std::string& left, const std::string& right) {
@@ -54,7 +54,16 @@ std::string taskText(const TaskState& task) {
     return words;
 }
 
-std::string arrayText(const ArrayState& array, std::int64_t now) {
+// "sdb failed, port 1, serial KL7A201"
+std::string memberText(const MachineState& state, const MemberState& member) {
+    const std::string words = joined(member.name.empty() ? "-" : member.name, member.state);
+    const DriveState* drive = state.findDrive(member.drive);
+    if (drive == nullptr) return words + (member.drive.empty() ? "" : ", " + member.drive);
+    return words + (drive->slotName.empty() ? "" : ", " + drive->slotName) +
+           (drive->serial.empty() ? "" : ", serial " + drive->serial);
+}
+
+std::string arrayText(const MachineState& state, const ArrayState& array, std::int64_t now) {
     Properties lines;
     lines.add("array", array.name);
     lines.add("called", array.label);
@@ -67,7 +76,8 @@ std::string arrayText(const ArrayState& array, std::int64_t now) {
     lines.add("survives",
               array.survives < 0
                   ? "not known"
-                  : std::to_string(array.survives) + " more drive failures" +
+                  : std::to_string(array.survives) + " more drive failure" +
+                        (array.survives == 1 ? "" : "s") +
                         (array.fullSurvives > array.survives
                              ? " (" + std::to_string(array.fullSurvives) + " when all is well)"
                              : ""));
@@ -77,8 +87,7 @@ std::string arrayText(const ArrayState& array, std::int64_t now) {
     for (const MemberState& member : array.members) {
         const std::string slot =
             member.slot < 0 ? "no place" : "place " + std::to_string(member.slot);
-        lines.add(slot.c_str(), joined(member.name.empty() ? "-" : member.name, member.state) +
-                                    (member.drive.empty() ? "" : "  " + member.drive));
+        lines.add(slot.c_str(), memberText(state, member));
     }
     lines.add("key", array.key);
     return lines.text;
@@ -127,6 +136,7 @@ std::string controllerText(const ControllerState& controller) {
     Properties lines;
     lines.add("controller", joined(controller.vendor, controller.name));
     lines.add("number", std::to_string(controller.number));
+    lines.add("in messages", "controller " + std::to_string(controller.number + 1));
     lines.add("state", controller.state);
     lines.add("serial number", controller.serial);
     lines.add("PCI place", controller.pci);
@@ -259,7 +269,7 @@ Json tasksJson(const Json& state) {
 }  // namespace
 
 std::string objectText(const MachineState& state, const std::string& key, std::int64_t now) {
-    if (const ArrayState* array = state.findArray(key)) return arrayText(*array, now);
+    if (const ArrayState* array = state.findArray(key)) return arrayText(state, *array, now);
     if (const DriveState* drive = state.findDrive(key)) return driveText(state, *drive);
     if (const EnclosureState* enclosure = state.findEnclosure(key)) {
         return enclosureText(state, *enclosure);

@@ -209,7 +209,9 @@ void addIncidents(Page& page, const Seen& seen, std::int64_t now) {
 
 std::string sinkWords(const SinkStatus& sink) {
     if (sink.ok && sink.waiting == 0) return "ok";
-    std::string words = sink.ok ? "ok" : "failing, " + std::to_string(sink.tries) + " tries";
+    std::string words =
+        sink.ok ? "ok"
+                : "failing, " + std::to_string(sink.tries) + (sink.tries == 1 ? " try" : " tries");
     if (sink.waiting > 0) words += ", " + std::to_string(sink.waiting) + " waiting";
     if (sink.dead > 0) words += ", " + std::to_string(sink.dead) + " given up";
     if (!sink.ok) words += ": " + safeText(sink.lastAnswer);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "agent/Failure.h"
 #include "tests/agent/AgentFixture.h"
 #include "tests/support/TempDir.h"
@@ -42,6 +44,23 @@ TEST(CommandLine, EveryVerbHasHelpWithTheExitCodes) {
         EXPECT_NE(std::string::npos, result.out.find("Exit codes: 0 done, 1 failed, 2 bad use"));
     }
     EXPECT_NE(std::string::npos, run({"--help"}).out.find("replay"));
+}
+
+TEST(CommandLine, GivenHelpThenNoLineIsWiderThanATerminal) {
+    for (const char* verb : {"run", "watch", "events", "locate", "doctor", "check", "show"}) {
+        std::istringstream lines(run({verb, "--help"}).out);
+        for (std::string line; std::getline(lines, line);) {
+            EXPECT_LE(line.size(), 80u) << verb << ": " << line;
+        }
+    }
+}
+
+// Their exit code says how the storage is: 2 would be CRITICAL.
+TEST(CommandLine, GivenBadUseOfStatusOrCheckThenUnknown) {
+    EXPECT_EQ(3, run({"status", "--wrong"}).exitCode);
+    const Result check = run({"check", "--wrong"});
+    EXPECT_EQ(3, check.exitCode);
+    EXPECT_EQ("RAID UNKNOWN - unexpected: --wrong; see raidwatch check --help\n", check.out);
 }
 
 TEST(CommandLine, GivenBadUseThenOneLineThatNamesTheCure) {

@@ -32,9 +32,9 @@ TEST_F(EventTextTest, GivenNoTerminalThenOnePlainLine) {
 
 TEST_F(EventTextTest, GivenALongTextThenGoesOnBelowItsBeginning) {
     EXPECT_EQ(
-        "2001-09-09 01:46:40  ERROR     401  drive 1:0:3      Drive failed:\n"
-        "                                                     controller 2, port 3.\n",
-        EventText({76, false}).lines(event));
+        "2001-09-09 01:46:40  ERROR     401  drive 1:0:3      Drive failed: controller 2,\n"
+        "                                                     port 3.\n",
+        EventText({84, false}).lines(event));
 }
 
 TEST_F(EventTextTest, GivenANarrowTerminalThenTheTextStartsOnALineOfItsOwn) {

@@ -44,7 +44,7 @@ TEST_F(ExecSinkTest, AHookGetsArgumentsVariablesAndJson) {
                 folder.dir.file("json") + "; echo paged; echo \"by \033[2J\" >&2")
             .deliver(driveEvent(), "m:1");
     EXPECT_EQ(Answer::Kind::kDelivered, answer.kind) << answer.text;
-    EXPECT_EQ("hook ended with status 0; it said: paged\\nby \\x1b[2J", answer.text);
+    EXPECT_EQ("hook ended with status 0; it said: paged by \\x1b[2J", answer.text);
     EXPECT_EQ(0u, out().find("fixed m:1 drive:S7K2M9Q0 error\n")) << out();
     EXPECT_NE(std::string::npos, out().find("\nRAIDWATCH_SERIAL=S7K2M9Q0\n"));
     EXPECT_NE(std::string::npos, out().find("\nRAIDWATCH_SINK=page\n"));

@@ -80,7 +80,7 @@ TEST(JournalSink, GivenNoJournalThenItWaitsInsteadOfBelievingTheLibrary) {
     const Answer answer = sink.deliver(driveEvent(), "m:1");
     EXPECT_EQ(Answer::Kind::kRetry, answer.kind);
     EXPECT_EQ(std::string("no journal listens on ") + kSocket +
-                  "; start systemd-journald, or use a sink of type file or syslog",
+                  "; start systemd-journald, or set enabled = false for this sink",
               answer.text);
     EXPECT_EQ(answer.text, sink.problem());
 }

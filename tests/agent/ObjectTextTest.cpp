@@ -47,12 +47,12 @@ TEST(ObjectText, GivenARebuildingArrayThenTellsAllAboutIt) {
               "size              931.0 GB\n"
               "drives            2 of 3 work\n"
               "survives          0 more drive failures (1 when all is well)\n"
-              "exposed           20 min, since 2025-11-21T05:00:00Z\n"
+              "exposed           20 min, since 2025-11-21 05:00:00\n"
               "task              rebuild 20 %, about 40 min left\n"
-              "place 0           drive 0:0:0 active  drive:KQ-100\n"
-              "no place          drive 0:0:1 failed  drive:KQ-101\n"
-              "place 1           drive 0:0:2 active  drive:KQ-102\n"
-              "no place          drive 0:0:3 rebuilding  drive:KQ-103\n"
+              "place 0           drive 0:0:0 active, slot 0, serial KQ-100\n"
+              "no place          drive 0:0:1 failed, slot 1, serial KQ-101\n"
+              "place 1           drive 0:0:2 active, slot 2, serial KQ-102\n"
+              "no place          drive 0:0:3 rebuilding, slot 3, serial KQ-103\n"
               "key               array:0:0\n");
 }
 

@@ -33,9 +33,12 @@ one_error_line() {
 # --- help, version, bad use -----------------------------------------------------------------------
 expect 0 --version
 grep -q '^raidwatch [0-9]' "$work/out" || fail "version: $(cat "$work/out")"
-for verb in "" watch replay capture list scenario "scenario check" "scenario play" explain; do
+for verb in "" watch replay capture list scenario "scenario check" "scenario play" explain \
+    run show events incidents ack unack "silence add" "silence list" "silence rm" diff locate doctor \
+    test drill "config check" "config show" "config schema" status check; do
     expect 0 $verb --help
     grep -q 'Exit codes' "$work/out" || fail "no exit codes in the help of '$verb'"
+    [ "$(wc -L <"$work/out")" -le 80 ] || fail "the help of '$verb' is wider than 80 columns"
 done
 expect 2; one_error_line
 expect 2 wotch; one_error_line
@@ -61,6 +64,105 @@ expect 2 scenario play "$scenarios/whole-story.json" --lang xx; one_error_line
 expect 2 scenario play "$scenarios/whole-story.json" --pace soon; one_error_line
 expect 2 explain; one_error_line
 expect 2 explain 9999; one_error_line
+
+# --- the daemon, and the verbs that ask it ---------------------------------------------------------
+mkdir -p "$work/machine" "$work/daemon/state" "$work/daemon/run" "$work/daemon/engine"
+tar xJf "$recordings/raid1-spare/02-member-failed.tar.xz" -C "$work/machine"
+cat >"$work/raidwatch.toml" <<TOML
+[monitor]
+source = "linux:$work/machine"
+[paths]
+state = "$work/daemon/state"
+run = "$work/daemon/run"
+engine = "$work/daemon/engine"
+[sink.journal]
+enabled = false
+[sink.file]
+type = "file"
+path = "$work/daemon/told.jsonl"
+TOML
+ask() {
+    local code=$1
+    shift
+    expect "$code" "$@" --config "$work/raidwatch.toml"
+}
+is_json() {
+    python3 -m json.tool "$work/out" >/dev/null 2>&1 ||
+        python3 -m json.tool --json-lines "$work/out" >/dev/null 2>&1 || fail "no JSON: $*"
+}
+is_narrow() { [ "$(wc -L <"$work/out")" -le 80 ] || fail "$* is wider than 80 columns"; }
+says() { grep -q -- "$1" "$work/out" || fail "no '$1' in: $(cat "$work/out" "$work/err")"; }
+
+# Without a daemon. The exit code of status and check says how the storage is; 2 would be CRITICAL.
+ask 3 status; says 'raidwatch is not running'
+ask 3 status --wrong; one_error_line
+ask 3 status --source tape; one_error_line
+for wrong in "--wrong" "--stale-after soon" "--source tape"; do
+    ask 3 check $wrong; says '^RAID UNKNOWN - '
+done
+ask 1 events; one_error_line
+ask 1 test; one_error_line
+ask 2 list nonsense; one_error_line
+ask 2 show nonsense; one_error_line
+
+"$raidwatch" run --config "$work/raidwatch.toml" 2>"$work/daemon/err" &
+daemon=$!
+for _ in $(seq 200); do
+    "$raidwatch" incidents --config "$work/raidwatch.toml" 2>/dev/null | grep -q md0 && break
+    sleep 0.1
+done
+ask 1 status; is_narrow status
+says '^WARNING: 1 array rebuilding: md0 survives no further'
+says 'port 1 .* failed .* KL7A201'
+grep -q $'\x1b' "$work/out" && fail "colours although it is no terminal"
+ask 1 status --json; is_json status
+ask 1 check; says '^RAID WARNING - .* | arrays=1 .*survives=0'
+ask 1 check --json; is_json check
+for kind in "" controllers arrays drives enclosures phys tasks; do
+    ask 0 list $kind; is_narrow "list $kind"
+    ask 0 list $kind --json; is_json "list $kind"
+done
+for name in md0 ld0 array:0:0 sdb /dev/sdb KL7A201 drive:KL7A201 5001122300000200 1:1:0 c1 \
+    "controller 1"; do
+    ask 0 show $name
+    ask 0 show $name --json; is_json "show $name"
+done
+ask 0 show md0; says '^  #1  rebuilding since .*; raidwatch ack 1$'; says '^Last events$'
+ask 0 incidents; is_narrow incidents
+ask 0 ack 1 --comment 'a drive is ordered'; says '^incident 1 (md0 rebuilding) is acknowledged$'
+ask 0 ack 1 --json; says '"object":"array:0:0"'
+ask 0 unack 1
+ask 1 ack 99; one_error_line
+ask 2 ack first; one_error_line
+ask 0 silence add --object md0 --for 1h --reason $'a \x1b[31m trial' --json; says '"id":1,'
+ask 0 silence list; is_narrow "silence list"
+grep -q $'\x1b' "$work/out" && fail "a reason is not escaped"
+ask 0 silence rm 1 --json; says '^{"id":1}$'
+ask 1 silence rm 1; one_error_line
+ask 0 events --object md0 --limit 1; says ' array 0 '
+ask 0 events --json; is_json events
+for wrong in "--since soon" "--severity loud" "--code x" "--object nonsense"; do
+    ask 2 events $wrong; one_error_line
+done
+ask 0 diff
+ask 0 diff --json; is_json diff
+ask 2 diff --since soon; one_error_line
+ask 0 test file; is_narrow test
+ask 2 test nobody; one_error_line
+ask 2 drill "$work/none"; one_error_line
+ask 0 config check
+ask 0 config show --json; is_json "config show"
+ask 0 config schema --json; is_json "config schema"
+
+# A monitoring system gives its plugin ten seconds; a daemon that hangs must not cost it more.
+kill -STOP "$daemon"
+begin=$(date +%s)
+ask 1 check; says '^RAID WARNING - '
+ask 1 status; says 'does not answer'
+[ $(($(date +%s) - begin)) -lt 20 ] || fail "a daemon that hangs holds up check and status"
+kill -CONT "$daemon"
+kill "$daemon"
+wait "$daemon" || fail "the daemon ended with $?: $(cat "$work/daemon/err")"
 
 # --- replay ---------------------------------------------------------------------------------------
 for recording in raid1-spare raid5-pull sas-raid10; do
