@@ -13,9 +13,18 @@
 #include "agent/settings/SinkKeys.h"
 #include "agent/settings/Spelling.h"
 #include "agent/settings/ValueChecker.h"
+#include "events/EnumEventType.h"
 #include "storlib/sources/SourceRegistry.h"
 
 namespace {
+
+// The words that SinkKeys allows; "info" is the default.
+int severityOf(const std::string& word) {
+    if (word == "error") return kEventError;
+    if (word == "warning") return kEventWarning;
+    if (word == "task") return kEventTask;
+    return word == "progress" ? kEventProgress : kEventInformation;
+}
 
 using Kind = SettingValue::Kind;
 
@@ -302,7 +311,7 @@ private:
         if (key == "give_up_after") return check.number(row, value, sink.giveUpAfter);
         if (key == "min_severity") {
             if (!check.text(row, value, word)) return false;
-            sink.filter.leastSeverity = word == "error" ? 1 : word == "warning" ? 2 : 3;
+            sink.filter.leastSeverity = severityOf(word);
             return true;
         }
         std::vector<std::int64_t> codes;

@@ -19,7 +19,7 @@ const std::vector<SinkKey>& sinkKeys() {
     static const std::vector<SinkKey> rows = {
         {"", "type", SinkKey::kText, true, "what kind of sink it is", "", 0, 0, ""},
         {"", "enabled", SinkKey::kFlag, false, "false switches the sink off", "", 0, 0, "true"},
-        {"", "min_severity", SinkKey::kText, false, "the least severity that it is told of", "error|warning|info", 0, 0, "info"},
+        {"", "min_severity", SinkKey::kText, false, "the least severity that it is told of; task and progress are for programs", "error|warning|info|task|progress", 0, 0, "info"},
         {"", "objects", SinkKey::kList, false, "only these objects: names or keys with * and ?, as in \"md*\"", "", 0, 0, "[]"},
         {"", "codes", SinkKey::kNumberList, false, "only events of these codes", "", 1, 99999, "[]"},
         {"", "timeout", SinkKey::kSeconds, false, "how long one try may take", "", 1, kHour, "30s"},

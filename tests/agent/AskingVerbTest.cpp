@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 
 #include <nlohmann/json.hpp>
@@ -158,7 +159,11 @@ TEST_F(AskingVerbTest, DiffTellsWhatChangedWhileNobodyWatched) {
     record(401, kEventError, "drive:A", "Only a drill.", Origin::kDrill);
     const std::string text = run({"diff", "--since", "2025-11-21 04:45"});
     EXPECT_NE(std::string::npos, text.find("Nobody watched for "));
-    EXPECT_NE(std::string::npos, text.find("in 2 gaps; the last one: 2025-11-21 08:01:00 to now."));
+    std::string unwrapped = text;
+    std::replace(unwrapped.begin(), unwrapped.end(), '\n', ' ');
+    EXPECT_NE(std::string::npos,
+              unwrapped.find("in 2 gaps; the last one: 2025-11-21 08:01:00 to now."))
+        << text;
     EXPECT_NE(std::string::npos, text.find("Changed while nobody watched:\n2025-11-21 08:05:45  "
                                            "ERROR     401                   (found at start) "
                                            "Drive failed.\n"));

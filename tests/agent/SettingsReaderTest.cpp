@@ -209,6 +209,16 @@ TEST(SettingsReader, GivenTheJournalConfiguredThenItKeepsItsTypeAndTakesTheKeys)
     EXPECT_EQ(1, settings.sinks.at("journal").filter.leastSeverity);
 }
 
+TEST(SettingsReader, GivenEachSeverityWordThenItsNumber) {
+    constexpr const char* kWords[] = {"error", "warning", "info", "task", "progress"};
+    for (int level = 1; level <= 5; ++level) {
+        const TempDir dir;
+        const AgentSettings settings = readText(
+            dir, std::string("[sink.journal]\nmin_severity = \"") + kWords[level - 1] + "\"\n");
+        EXPECT_EQ(level, settings.sinks.at("journal").filter.leastSeverity) << kWords[level - 1];
+    }
+}
+
 // One wrong line each, at line 2 of the file; the message follows "FILE:2: ".
 TEST(SettingsReader, RejectsInMonitorAndTheOtherTables) {
     const std::vector<std::pair<const char*, const char*>> rejects = {
@@ -283,7 +293,7 @@ TEST(SettingsReader, RejectsInSinks) {
         {3, "type = \"journal\"\nmin_severty = \"error\"",
          "a sink of type journal has no key min_severty; did you mean min_severity?"},
         {3, "type = \"journal\"\nmin_severity = \"fatal\"",
-         "min_severity is \"fatal\"; use error, warning, info"},
+         "min_severity is \"fatal\"; use error, warning, info, task, progress"},
         {3, "type = \"journal\"\ntimeout = 0", "timeout is 0s; give 1s to 1h"},
         {3, "type = \"journal\"\nenabled = \"no\"",
          "enabled is a text; it must be true or false, without quotes"},
