@@ -63,7 +63,7 @@ protected:
 TEST_F(ConfigTree, AsTextShowsAdapterDriveAndArray) {
     EXPECT_EQ(
         "adapter 1  ahci                                      PCI 0-4-0  normal\n"
-        "  drive 1:2:3   port 2   ATA KOVA-LMN HD1280  KL7A200         128 MB  member\n"
+        "  drive 1:2:3   port 3   ATA KOVA-LMN HD1280  KL7A200         128 MB  member\n"
         "  array 127     RAID 5   vault                -               2.0 GB  DEGRADED\n",
         configText(*system.get()));
 }
