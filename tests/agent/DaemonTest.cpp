@@ -115,8 +115,9 @@ TEST_F(DaemonTest, GivenADamagedSpoolThenSetsItAsideAndGoesOnFromTheCopy) {
     EXPECT_TRUE(DaemonRoom::waitFor([&] { return room.toldCode(kDriveRemoved); })) << room.log();
     EXPECT_TRUE(room.logged("spool.db.damaged-")) << room.log();
     // The safe copy of the snapshot held: nothing is new but the drive that has gone.
-    for (std::size_t i = before; i < room.told().size(); ++i) {
-        const Json& data = room.told()[i]["data"];
+    const auto told = room.told();
+    for (std::size_t i = before; i < told.size(); ++i) {
+        const Json& data = told[i]["data"];
         if (data.contains("event")) {
             EXPECT_NE(kAdapterAdded, data["event"]["code"]);
         }
