@@ -123,9 +123,9 @@ void preferLargePages(char* block, std::uint64_t size) {
 #ifdef MADV_HUGEPAGE
     if (size < kManyPages) return;
     constexpr std::uintptr_t kPage = 4096;
-    const auto start = (reinterpret_cast<std::uintptr_t>(block) + kPage - 1) & ~(kPage - 1);
+    const std::uintptr_t past = reinterpret_cast<std::uintptr_t>(block) % kPage;
     // A hint: where it is refused nothing is lost.
-    (void)madvise(reinterpret_cast<void*>(start), static_cast<std::size_t>(size - kPage),
+    (void)madvise(block + (kPage - past) % kPage, static_cast<std::size_t>(size - kPage),
                   MADV_HUGEPAGE);
 #else
     (void)block;

@@ -20,6 +20,7 @@ int dropCode(dl_phdr_info* object, std::size_t, void*) {
         if (part.p_type != PT_LOAD || part.p_flags != (PF_R | PF_X)) continue;
         const std::uintptr_t begin = (object->dlpi_addr + part.p_vaddr) & ~(page - 1);
         const std::uintptr_t end = object->dlpi_addr + part.p_vaddr + part.p_filesz;
+        // The loader tells addresses as numbers. NOLINTNEXTLINE(performance-no-int-to-ptr)
         (void)madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
     }
     return 0;

@@ -326,6 +326,7 @@ void Pipeline::removeSilence(std::int64_t id) {
 Pipeline::Span Pipeline::test(const std::vector<std::string>& sinks) {
     Span span{nextSequence(), 0};
     std::vector<std::string> objects;
+    objects.reserve(sinks.size() + 1);
     for (const std::string& sink : sinks) objects.push_back("sink:" + sink);
     if (objects.empty()) objects.emplace_back();
     for (const std::string& object : objects) {

@@ -116,6 +116,7 @@ Answer JournalSink::deliver(const Record& record, const std::string& id) {
     std::vector<std::string> assignments;
     for (const auto& [name, value] : fields(record, id)) assignments.push_back(name + "=" + value);
     std::vector<iovec> parts;
+    parts.reserve(assignments.size());
     for (std::string& text : assignments) parts.push_back({text.data(), text.size()});
     try {
         const int failed = sendEntry()(parts.data(), static_cast<int>(parts.size()));

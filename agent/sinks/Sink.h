@@ -55,6 +55,7 @@ public:
     // records may take several time limits.
     virtual std::vector<Answer> deliverAll(const std::vector<Parcel>& parcels) {
         std::vector<Answer> answers;
+        answers.reserve(parcels.size());
         for (const Parcel& parcel : parcels) answers.push_back(deliver(*parcel.record, parcel.id));
         return answers;
     }

@@ -161,6 +161,7 @@ bool SinkPump::wasTold(const Record& resolved) {
 
 void SinkPump::deliver(const std::vector<Record>& records) {
     std::vector<Parcel> parcels;
+    parcels.reserve(records.size());
     for (const Record& record : records) parcels.push_back({&record, spool->idOf(record.sequence)});
     std::vector<Answer> answers = sink->deliverAll(parcels);
     answers.resize(records.size(), {Answer::Kind::kRetry, "no answer"});

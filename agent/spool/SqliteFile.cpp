@@ -76,10 +76,11 @@ bool Statement::step() {
     const int code = sqlite3_step(statement);
     if (code == SQLITE_ROW) return true;
     if (code != SQLITE_DONE) {
-        const SqliteError error(sqlite3_extended_errcode(handle), sqlite3_system_errno(handle),
-                                sqlite3_errmsg(handle));
-        reset();
-        throw error;
+        const int extended = sqlite3_extended_errcode(handle);
+        const int systemError = sqlite3_system_errno(handle);
+        const std::string text = sqlite3_errmsg(handle);
+        reset();  // may change what the handle says of its last error
+        throw SqliteError(extended, systemError, text);
     }
     reset();
     return false;
@@ -116,11 +117,10 @@ SqliteFile::SqliteFile(const std::string& path, Mode mode) {
     const int code = sqlite3_open_v2(name.c_str(), &handle,
                                      access | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr);
     if (code != SQLITE_OK) {
-        const SqliteError error(handle == nullptr ? code : sqlite3_extended_errcode(handle),
-                                handle == nullptr ? 0 : sqlite3_system_errno(handle),
-                                sqlite3_errstr(code));
+        const int extended = handle == nullptr ? code : sqlite3_extended_errcode(handle);
+        const int systemError = handle == nullptr ? 0 : sqlite3_system_errno(handle);
         sqlite3_close(handle);
-        throw error;
+        throw SqliteError(extended, systemError, sqlite3_errstr(code));
     }
     sqlite3_extended_result_codes(handle, 1);
     sqlite3_busy_timeout(handle, kBusyMilliseconds);
