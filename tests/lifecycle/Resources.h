@@ -2,7 +2,8 @@
 //
 //   const Resources before = Resources::now();
 //   ...
-//   const Resources after = Resources::now();      // after.descriptors - before.descriptors
+//   const Resources after = Resources::settled(before.threads);
+//   after.descriptors - before.descriptors
 //
 // Heap is what is in use by malloc's own count; under a sanitizer or valgrind it reads 0, because
 // those bring their own malloc.
@@ -10,8 +11,8 @@
 #define TESTS_LIFECYCLE_RESOURCES_H
 
 #include <malloc.h>
+#include <unistd.h>
 
-#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -36,6 +37,16 @@ struct Resources {
         found.semaphoreSets = linesOf("/proc/sysvipc/sem") - 1;  // a headline
         found.sharedMemory = linesOf("/proc/sysvipc/shm") - 1;
         return found;
+    }
+
+    // The same when no more than so many threads are left: one that was joined is counted until the
+    // system has put it away. Waits for that for some seconds at most.
+    static Resources settled(long threadsLeft) {
+        constexpr unsigned kMicroseconds = 10000;
+        for (int tries = 0; statusLine("Threads:") > threadsLeft && tries < 500; ++tries) {
+            (void)usleep(kMicroseconds);
+        }
+        return now();
     }
 
 private:

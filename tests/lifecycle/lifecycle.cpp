@@ -267,13 +267,14 @@ bool compare(const Resources& before, const Resources& after, long streams) {
 
 bool startRounds(int rounds, ManualClock& clock) {
     const OwnLockFiles locks;
+    const long threads = Resources::now().threads;
     RestlessMachine machine;
     VantLib lib(machine.source());
     VantRaidMonitor monitor(&lib);
     long events = startAgain(rounds / 10, monitor, clock);
-    const Resources before = Resources::now();
+    const Resources before = Resources::settled(threads);
     events += startAgain(rounds - rounds / 10, monitor, clock);
-    const Resources after = Resources::now();
+    const Resources after = Resources::settled(threads);
     std::printf("%d starts of one monitor, %ld events, %zu lock file(s)\n", rounds, events,
                 OwnLockFiles::open().size());
     return compare(before, after, 0) && OwnLockFiles::open().size() == 1;
@@ -281,11 +282,12 @@ bool startRounds(int rounds, ManualClock& clock) {
 
 bool monitorRounds(int rounds, ManualClock& clock) {
     const OwnLockFiles locks;
+    const long threads = Resources::now().threads;
     RestlessMachine machine;
     long events = makeAgain(rounds / 10, machine, clock);
-    const Resources before = Resources::now();
+    const Resources before = Resources::settled(threads);
     events += makeAgain(rounds - rounds / 10, machine, clock);
-    const Resources after = Resources::now();
+    const Resources after = Resources::settled(threads);
     std::printf("%d monitors, %ld events, %zu lock files\n", rounds, events,
                 OwnLockFiles::open().size());
     return compare(before, after, rounds - rounds / 10);
