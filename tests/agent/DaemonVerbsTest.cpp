@@ -92,7 +92,8 @@ TEST_F(DaemonVerbsTest, TestTellsWhatBecameOfItAtEachSink) {
     EXPECT_TRUE(line["latency"].is_number()) << line;
     const std::string text = run({"test"});
     EXPECT_EQ("0|out  ok        ", text.substr(0, 17)) << text;
-    EXPECT_EQ("\n1 sink, all in order\n", text.substr(text.find('\n'))) << text;
+    // The sink's own words may take two lines.
+    EXPECT_EQ("\n1 sink, all in order\n", text.substr(text.rfind('\n', text.size() - 2))) << text;
 }
 
 TEST_F(DaemonVerbsTest, GivenASinkThatCannotDeliverThenTestEndsWithOne) {
