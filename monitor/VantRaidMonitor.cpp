@@ -171,6 +171,12 @@ bool VantRaidMonitor::initialize(bool readStored) {
     if (readStored) {
         logTrace("VantRaidMonitor::Reading the stored system config...\n");
         configBuilder->readXML();
+        if (configBuilder->damage() != nullptr) {
+            logError(
+                "ERROR: VantRaidMonitor::initialize() the stored system config %s; what it lacks "
+                "counts as new\n",
+                configBuilder->damage());
+        }
     } else {
         logTrace("VantRaidMonitor::Dumping the new system config...\n");
         writeFreshSnapshot();
