@@ -1,6 +1,7 @@
 # The test programs and the checks that ctest runs.
 #
-#   unit_tests    tests/*Test.cpp        static libraries, private headers
+#   unit_tests    tests/*Test.cpp, tests/faults/*Test.cpp
+#                                        static libraries, private headers
 #   host_tests    tests/host/*Test.cpp   shared libraries, installed headers: what a host sees
 #   agent_tests   tests/agent/*Test.cpp  raidwatch without its main
 #
@@ -62,7 +63,8 @@ endfunction()
 
 file(GLOB support CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/support/*.cpp")
 
-file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/*Test.cpp")
+file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/*Test.cpp"
+     "${PROJECT_SOURCE_DIR}/tests/faults/*Test.cpp")
 qel_only_with_threads(sources)
 if(sources)
     qel_add_tests(unit_tests ${sources} ${support})

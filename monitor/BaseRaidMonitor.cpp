@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "events/QELEventCollection.h"
+#include "monitor/EngineFile.h"
 #include "monitor/EventRows.h"
 #include "snapshot/QELConfigBuilder.h"
 #include "snapshot/QELProgressCollection.h"
@@ -60,13 +61,13 @@ void BaseRaidMonitor::openFiles(const std::string& debugLogName, const std::stri
     setDebugFlag(kDebugLevelErrors);
 
     const std::string catalogue = libPath + "RaidNLS.properties";
-    if (!std::unique_ptr<std::FILE, CloseFile>(std::fopen(catalogue.c_str(), "r"))) {
+    if (!EngineFile::canBeOpened(catalogue)) {
         logError(
             "ERROR: BaseRaidMonitor::BaseRaidMonitor() NLS File (%s) not found. Creating an empty "
             "file.\n",
             catalogue.c_str());
         // Where it cannot be created, one that is put there later is found all the same.
-        (void)std::unique_ptr<std::FILE, CloseFile>(std::fopen(catalogue.c_str(), "a"));
+        EngineFile::createEmpty(catalogue);
     }
     nls.resetParser(catalogue);
 

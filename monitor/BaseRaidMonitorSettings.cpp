@@ -8,6 +8,7 @@
 #include <mutex>
 #include <new>
 
+#include "monitor/EngineFile.h"
 #include "monitor/LibraryFolder.h"
 #include "util/Clock.h"
 #include "util/Number.h"
@@ -61,13 +62,13 @@ std::string BaseRaidMonitor::logDirectory(bool explicitLogs) const {
 
 void BaseRaidMonitor::readConfig() {
     const std::string path = libPath + kSettingsFile;
-    if (!std::unique_ptr<std::FILE, CloseFile>(std::fopen(path.c_str(), "r"))) {
+    if (!EngineFile::canBeOpened(path)) {
         logError(
             "ERROR: BaseRaidMonitor::readConfig() Config File (%s) not found. Creating an empty "
             "file.\n",
             path.c_str());
         // In a folder that cannot be written to there is simply none; the settings keep.
-        (void)std::unique_ptr<std::FILE, CloseFile>(std::fopen(path.c_str(), "a"));
+        EngineFile::createEmpty(path);
         return;
     }
     std::unique_ptr<NLSParser> settings;

@@ -171,6 +171,12 @@ bool VantRaidMonitor::initialize(bool readStored) {
     if (readStored) {
         logTrace("VantRaidMonitor::Reading the stored system config...\n");
         configBuilder->readXML();
+        if (configBuilder->damage() != nullptr) {
+            logError(
+                "ERROR: VantRaidMonitor::initialize() the stored system config %s; what it lacks "
+                "counts as new\n",
+                configBuilder->damage());
+        }
     } else {
         logTrace("VantRaidMonitor::Dumping the new system config...\n");
         writeFreshSnapshot();
@@ -216,12 +222,7 @@ void VantRaidMonitor::start() {
     } guard{this};
 
     running = true;
-    std::time_t began = startTime;
-    if (began == 0) {
-        began = static_cast<std::time_t>(Clock::current().now());
-        startTime = began;
-    }
-    runStart = began;
+    beginRun();
     if (getControllerCount() == 0) {
         QELEvent event = makeEvent(rows::kNoControllers, {});
         eventCollection->addEvent(event);
@@ -233,6 +234,18 @@ void VantRaidMonitor::start() {
     }
     guard.monitor = nullptr;  // run() leaves by itself; after it the host may destroy the monitor
     run();
+}
+
+// The times of a run are kept in 64 bits also where time_t has 32 and startTime ends in 2038.
+void VantRaidMonitor::beginRun() {
+    const std::time_t began = startTime;
+    if (began == 0) {
+        runStart = Clock::current().now();
+        startTime = static_cast<std::time_t>(runStart);
+    } else if (static_cast<std::time_t>(runStart) != began) {
+        runStart = began;
+    }
+    lastSeen = Clock::current().now();
 }
 
 // False while another start() is in, or on its way out: a caller that does not wait for

@@ -123,6 +123,7 @@ private:
     void construct();
     void discardLoggedEvents();
     bool readControllerEvents(const Data_Adapter& entry, std::vector<VantEvent>& found);
+    void beginRun();
     bool claimLoop();
     void leaveLoop();
     void storePaths();
@@ -134,6 +135,7 @@ private:
     void writeFreshSnapshot();
 
     void compareConfig(QELEventCollection& events);
+    void followClock();
     void readEventLogs(QELEventCollection& events);
     void compareNewAdapter(QELEventCollection& events, Data_Adapter& entry, int index);
     void reportDisappeared(QELEventCollection& events);
@@ -163,6 +165,8 @@ private:
     RefSystem oldTree;
     // A start() has not yet left its loop; a second one is refused until it has.
     std::atomic<bool> active{false};
+    // Time of the last poll, or of the start of the run before the first.
+    std::int64_t lastSeen = 0;
 };
 
 #endif  // MONITOR_VANTRAIDMONITOR_H

@@ -131,6 +131,7 @@ void VantRaidMonitor::reportRemovedSinceLastRun(QELEventCollection& events) {
 void VantRaidMonitor::compareConfig(QELEventCollection& events) {
     logTrace("\tin COMPARE_CONFIG\n");
     logTrace("\tsize of old adapter list--%d\n", static_cast<int>(oldAdapters.size()));
+    followClock();
     readEventLogs(events);
     if (!configNeedsRefresh()) return;
     setProgress();  // the refresh writes the snapshot, and the next run compares tasks with it
@@ -140,6 +141,19 @@ void VantRaidMonitor::compareConfig(QELEventCollection& events) {
     }
     reportDisappeared(events);
     newBecomesOld();
+}
+
+// A clock that is set back would keep refreshes and reminders away until it has caught up, perhaps
+// for a day: the start of the run goes back with it.
+void VantRaidMonitor::followClock() {
+    const std::int64_t now = Clock::current().now();
+    if (now < lastSeen) {
+        auto began = static_cast<std::time_t>(runStart);
+        runStart -= lastSeen - now;
+        // Not the 0 that stop() leaves.
+        (void)startTime.compare_exchange_strong(began, static_cast<std::time_t>(runStart));
+    }
+    lastSeen = now;
 }
 
 void VantRaidMonitor::readEventLogs(QELEventCollection& events) {

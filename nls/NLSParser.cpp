@@ -145,10 +145,13 @@ void NLSParser::resetParser(const std::string& name) {
     closeFile();
     fileName = name;
     do {
-        file = open(fileName.c_str(), O_RDONLY | O_CLOEXEC);
+        file = open(fileName.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     } while (file == -1 && errno == EINTR);
+    // A pipe would be waited for, and a device may have no end. A folder cannot be read anyway.
     struct stat info {};
-    regular = file != -1 && fstat(file, &info) == 0 && S_ISREG(info.st_mode);
+    if (file == -1) return;
+    const bool usable = fstat(file, &info) == 0 && (S_ISREG(info.st_mode) || S_ISDIR(info.st_mode));
+    if (!usable) closeFile();
 }
 
 std::string NLSParser::get(const std::string& key) {
@@ -303,7 +306,7 @@ bool NLSParser::readMore(Block& block) {
     block.end = left + static_cast<std::size_t>(got);
     block.offset += got;
     // A regular file gives less than was asked for at its end only.
-    block.endOfFile = got == 0 || (regular && left + static_cast<std::size_t>(got) < capacity);
+    block.endOfFile = left + static_cast<std::size_t>(got) < capacity;
     return block.end != 0;
 }
 

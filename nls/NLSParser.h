@@ -34,7 +34,8 @@
 class NLSParser {
 public:
     NLSParser() = default;
-    // Opens the file; a missing one is not reported. An empty name is no file.
+    // Opens the file; a missing one, and one that is no plain file, is not reported. An empty name
+    // is no file.
     explicit NLSParser(const std::string& name);
     ~NLSParser();
     NLSParser(const NLSParser&) = delete;
@@ -80,7 +81,6 @@ private:
 
     std::string fileName;
     int file = -1;                   // descriptor, kept open between lookups; -1: not open
-    bool regular = false;            // `file` is a regular file
     std::size_t capacity = 0;        // of `buffer`
     std::unique_ptr<char[]> buffer;  // reused by every lookup; nothing in it outlives one
 };

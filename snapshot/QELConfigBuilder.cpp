@@ -1,5 +1,10 @@
 #include "snapshot/QELConfigBuilder.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -19,6 +24,37 @@ struct OwnedText {
     char* text = new char[1];
     ~OwnedText() { delete[] text; }
 };
+
+// Without waiting, which would be for ever with a pipe in the file's place that nobody serves.
+// Null, with errno set, when the file cannot be opened.
+std::FILE* openAtOnce(const std::string& name, int flags, char const* mode) {
+    constexpr mode_t kUsualMode = 0666;
+    int descriptor = -1;
+    do {
+        descriptor = open(name.c_str(), flags | O_NONBLOCK | O_CLOEXEC, kUsualMode);
+    } while (descriptor == -1 && errno == EINTR);
+    if (descriptor == -1) return nullptr;
+    std::FILE* stream = fdopen(descriptor, mode);
+    if (stream == nullptr) (void)close(descriptor);
+    return stream;
+}
+
+bool isPlainFile(std::FILE* stream) {
+    struct stat info {};
+    return fstat(fileno(stream), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+bool endsWith(const std::string& text, std::size_t length, char const* end) {
+    const std::size_t size = std::strlen(end);
+    return length >= size && text.compare(length - size, size, end) == 0;
+}
+
+// Every snapshot ends with the end of its root.
+bool isWhole(const std::string& text) {
+    const std::size_t last = text.find_last_not_of(" \t\r\n");
+    if (last == std::string::npos) return false;
+    return endsWith(text, last + 1, "</System>") || endsWith(text, last + 1, "<System/>");
+}
 
 std::unique_ptr<QELSystem> emptySystem() { return std::make_unique<QELSystem>(kStorLibGeneric); }
 
@@ -57,7 +93,8 @@ void QELConfigBuilder::writeXML() {
     if (system == nullptr) system = emptySystem();
     writer.writeTree(system.get());
     destroyTree();
-    writeContents(snapshot.text, writer.getStrSize());
+    // An old file is better than one with holes, which would pass for what was really there.
+    if (writer.isWhole()) writeContents(snapshot.text, writer.getStrSize());
 }
 
 void QELConfigBuilder::resetConfigFile(std::string newFileName) {
@@ -69,8 +106,24 @@ void QELConfigBuilder::resetConfigFile(std::string newFileName) {
 // no element any more.
 void QELConfigBuilder::readContents() {
     closeFile();
-    if (!fileName.empty()) file = std::fopen(fileName.c_str(), "r");
-    if (file == nullptr) return;
+    damaged = nullptr;
+    if (fileName.empty()) return;
+    file = openAtOnce(fileName, O_RDONLY, "r");
+    if (file == nullptr) {
+        if (errno != ENOENT) damaged = "cannot be opened";
+        return;
+    }
+    if (isPlainFile(file)) {
+        readWhole();
+        if (!isWhole(contents)) damaged = "ends early";
+    } else {
+        contents.clear();
+        damaged = "is no plain file";
+    }
+    closeFile();
+}
+
+void QELConfigBuilder::readWhole() {
     std::setvbuf(file, nullptr, _IONBF, 0);  // every block is read to where it stays
     std::size_t length = 0;
     for (bool more = true; more;) {
@@ -84,7 +137,6 @@ void QELConfigBuilder::readContents() {
         more = got == kBlock && last == nullptr;
     }
     contents.resize(length);
-    closeFile();
 }
 
 // One write of the whole text directly behind the truncating open: a crash finds the file old,
@@ -93,7 +145,7 @@ void QELConfigBuilder::readContents() {
 void QELConfigBuilder::writeContents(char const* text, unsigned int length) {
     closeFile();
     if (text == nullptr || fileName.empty()) return;
-    file = std::fopen(fileName.c_str(), "w");
+    file = openAtOnce(fileName, O_WRONLY | O_CREAT | O_TRUNC, "w");
     if (file == nullptr) return;
     std::setvbuf(file, nullptr, _IONBF, 0);
     (void)std::fwrite(text, 1, length, file);  // a full disk shows at the next start

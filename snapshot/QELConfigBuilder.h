@@ -9,9 +9,11 @@
 //
 // Ownership  The builder owns its tree; getSystem() is borrowed until the next call.
 // Threads    No locking inside, and none against a second process.
-// Errors     A file that cannot be opened is passed over in silence: readXML() then leaves an empty
-//            tree, writeXML() an old file. A malformed file makes readXML() throw
-//            SimpleXmlException; what was complete before it stays in the tree.
+// Errors     A file that cannot be opened is passed over: readXML() then leaves an empty tree,
+//            writeXML() an old file. So does a tree for whose text there is no memory. A malformed
+//            file makes readXML() throw SimpleXmlException; what was complete before it stays in
+//            the tree. A file that ends early reads into a smaller tree, and damage() says so.
+//            Only plain files count; nothing here waits for the other end of a pipe.
 #ifndef SNAPSHOT_QELCONFIGBUILDER_H
 #define SNAPSHOT_QELCONFIGBUILDER_H
 
@@ -43,11 +45,16 @@ public:
     // Closes a stream that is still open and goes on with another file.
     void resetConfigFile(std::string newFileName);
 
+    // What was wrong with the file that readXML() read last, to follow "the file ..."; null when
+    // nothing was, also when there was no file. A changed byte inside is not noticed.
+    char const* damage() const { return damaged; }
+
     // Null before the first build() or readXML() and after writeXML().
     QELSystem* getSystem() const { return system.get(); }
 
 private:
     void readContents();
+    void readWhole();
     void writeContents(char const* text, unsigned int length);
     void closeFile();
     void destroyTree();
@@ -56,6 +63,7 @@ private:
     std::unique_ptr<QELSystem> system;
     std::string fileName;
     std::FILE* file = nullptr;  // ours while a call reads or writes
+    char const* damaged = nullptr;
 };
 
 #endif  // SNAPSHOT_QELCONFIGBUILDER_H

@@ -1,6 +1,8 @@
 #include "util/Clock.h"
 
+#include <sys/syscall.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -15,7 +17,17 @@ constexpr std::size_t kCtimeLength = 24;  // of these, what is text
 
 class SystemClock : public Clock {
 public:
-    std::int64_t now() override { return std::time(nullptr); }
+    std::int64_t now() override {
+#ifdef SYS_clock_gettime64
+        // Where time_t has 32 bits, std::time() has no answer from 2038 on.
+        struct {
+            std::int64_t seconds;
+            std::int64_t nanoseconds;
+        } time{};
+        if (syscall(SYS_clock_gettime64, CLOCK_REALTIME_COARSE, &time) == 0) return time.seconds;
+#endif
+        return std::time(nullptr);
+    }
 
     void sleepSeconds(unsigned seconds) override {
         // Against an absolute time, so that a stream of signals cannot stretch the sleep.

@@ -371,7 +371,10 @@ char XMLWriter::GetHexDigit(char byte, int high) {
 // them part of the text.
 inline char* XMLWriter::room(std::uint64_t textLength) {
     const std::uint64_t needed = length + textLength + 2;
-    if (needed >= capacity && !grow(needed)) return nullptr;
+    if (needed >= capacity && !grow(needed)) {
+        whole = false;
+        return nullptr;
+    }
     return buffer + length;
 }
 

@@ -11,7 +11,8 @@
 //            of any size is written in linear time.
 // Widths     Numbers, lengths and sizes are 32 bits on every host, whatever the parameter's type.
 // Threads    No locking inside.
-// Errors     When memory runs out, the fragment at hand is dropped and the text stays whole.
+// Errors     When memory runs out, the fragment at hand is dropped; the text still ends with NUL,
+//            and isWhole() says that something is missing.
 //
 //   char* text = nullptr;
 //   XMLWriter writer(&text);
@@ -86,6 +87,9 @@ public:
     virtual unsigned int getBuffSize() const;  // bytes, as the rule above gives them
     virtual unsigned int getStrSize() const;   // characters, without the NUL
 
+    // False once a fragment was dropped because there was no memory for it.
+    bool isWhole() const { return whole; }
+
     // All text comes in through these. `text` need not end in NUL when its length is given.
     void append(char const* text, unsigned int textLength);
     void append(char const* text);
@@ -120,6 +124,7 @@ private:
     std::uint32_t indent = 0;      // blanks
     std::uint32_t indentStep = 4;  // blanks per level
     std::uint64_t allocated = 0;   // bytes really at `buffer`, never less than `capacity`
+    bool whole = true;
 };
 
 #endif  // XML_XMLWRITER_H

@@ -25,6 +25,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <functional>
 #include <string>
 
@@ -66,7 +67,11 @@ inline void inLockRoom(const std::function<void()>& body, FirstSet first = First
         }
         (void)mkdir("/tmp", 0700);  // for GoogleTest's captured output
         if (first == FirstSet::kTaken) (void)semget(IPC_PRIVATE, 1, 0600);
-        body();
+        try {
+            body();
+        } catch (const std::exception& e) {  // or the child would go on with the other tests
+            ADD_FAILURE() << "thrown in the room: " << e.what();
+        }
         std::fflush(nullptr);
         _exit(::testing::Test::HasFailure() ? 1 : 0);
     }
