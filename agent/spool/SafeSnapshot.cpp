@@ -9,13 +9,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <system_error>
 #include <utility>
 
 #include "agent/Failure.h"
 #include "agent/SafeFile.h"
-#include "util/Clock.h"
 
 namespace {
 
@@ -58,19 +56,6 @@ bool isComplete(const std::string& text) {
 bool exists(const std::string& name) {
     struct stat state {};
     return lstat(name.c_str(), &state) == 0;
-}
-
-std::string asideName(const std::string& file) {
-    const auto now = static_cast<std::time_t>(Clock::current().now());
-    std::tm parts{};
-    char stamp[40] = "damaged";
-    if (gmtime_r(&now, &parts) != nullptr) {
-        (void)std::strftime(stamp, sizeof stamp, "damaged-%Y%m%d-%H%M%S", &parts);
-    }
-    const std::string wanted = file + "." + stamp;
-    std::string name = wanted;
-    for (int i = 2; exists(name); ++i) name = wanted + "-" + std::to_string(i);
-    return name;
 }
 
 void write(const std::string& file, const std::string& text) {

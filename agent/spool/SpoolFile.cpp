@@ -8,10 +8,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 
+#include "agent/SafeFile.h"
 #include "agent/spool/HighWater.h"
-#include "util/Clock.h"
 
 namespace {
 
@@ -89,20 +88,6 @@ constexpr char kShape[] =
 bool exists(const std::string& name) {
     struct stat state {};
     return lstat(name.c_str(), &state) == 0;
-}
-
-// "damaged-20261121-053012", and -2, -3, ... when that name is taken.
-std::string freeNameBeside(const std::string& file) {
-    const auto now = static_cast<std::time_t>(Clock::current().now());
-    std::tm parts{};
-    char stamp[40] = "damaged";
-    if (gmtime_r(&now, &parts) != nullptr) {
-        (void)std::strftime(stamp, sizeof stamp, "damaged-%Y%m%d-%H%M%S", &parts);
-    }
-    const std::string wanted = file + "." + stamp;
-    std::string name = wanted;
-    for (int i = 2; exists(name); ++i) name = wanted + "-" + std::to_string(i);
-    return name;
 }
 
 std::string folderOf(const std::string& file) {
@@ -220,7 +205,7 @@ bool SpoolFile::isSound() {
 
 // The side files first: a journal that belongs to nothing must not meet a new database.
 void SpoolFile::setAside(const std::string& why) {
-    const std::string name = freeNameBeside(file);
+    const std::string name = asideName(file);
     for (const char* side : {"-wal", "-shm", ""}) {
         if (!exists(file + side)) continue;
         if (std::rename((file + side).c_str(), (name + side).c_str()) != 0) {
