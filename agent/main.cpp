@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
 
 #include "agent/CommandLine.h"
@@ -30,6 +31,11 @@ int runProgram(int argc, char** argv) {
     } catch (const Failure& e) {
         tell(e.what());
         return e.exitCode;
+    } catch (const std::bad_alloc&) {
+        tell(
+            "not enough memory; raise the limit of this process (MemoryMax of the unit, ulimit "
+            "-v)");
+        return Failure::kFailed;
     } catch (const std::exception& e) {
         tell(std::string("failed: ") + e.what());
         return Failure::kFailed;
