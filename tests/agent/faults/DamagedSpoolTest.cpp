@@ -225,34 +225,34 @@ protected:
 
 TEST_F(PruneTest, GivenAGoodClockThenWhatIsTooOldGoesWithinADay) {
     EXPECT_EQ(1, pruneAt(kNow)) << "a day's worth at once";
-    EXPECT_EQ(9, pruneHours(kNow, 23));
-    EXPECT_EQ(11, spool.firstSequence());
+    EXPECT_EQ(10, pruneHours(kNow, 23));
+    EXPECT_EQ(12, spool.firstSequence());
     EXPECT_EQ(0, pruneHours(kNow, 10));
     EXPECT_EQ(1, pruneHours(kNow + kDay, 10));
 }
 
 TEST_F(PruneTest, GivenAClockFarAheadForAnHourThenADayOfHistoryIsAllItCosts) {
     (void)pruneHours(kNow, 24);
-    ASSERT_EQ(11, spool.firstSequence());
+    ASSERT_EQ(12, spool.firstSequence());
     EXPECT_EQ(1, pruneAt(kNow + 50 * 365 * kDay));
-    EXPECT_EQ(12, spool.firstSequence());
+    EXPECT_EQ(13, spool.firstSequence());
     EXPECT_EQ(0, pruneHours(kNow, 24)) << "and nothing more when it is right again";
 }
 
 TEST_F(PruneTest, GivenAClockFarBackThenNothingGoes) {
     EXPECT_EQ(0, pruneHours(kDay, 5));
     EXPECT_EQ(1, spool.firstSequence());
-    EXPECT_EQ(10, pruneHours(kNow, 24)) << "and all is as ever when it is right again";
+    EXPECT_EQ(11, pruneHours(kNow, 24)) << "and all is as ever when it is right again";
 }
 
-TEST_F(PruneTest, GivenAClockFarAheadForAMonthThenWhatNobodyWasToldStays) {
+TEST_F(PruneTest, GivenAClockFarAheadForDaysThenWhatNobodyWasToldStays) {
     (void)spool.cursor("slow");  // behind the last record
     spool.forgetSink("page");
     Spool::Batch batch;
     batch.records.push_back(driveEvent());
     batch.records.back().at = kNow;
     spool.commit(batch);
-    (void)pruneHours(kNow + 50 * 365 * kDay, 30 * 24);
+    (void)pruneHours(kNow + 50 * 365 * kDay, 110);  // a day's worth each
     EXPECT_EQ(101, spool.firstSequence());
     EXPECT_EQ(1u, spool.read(0, 10).size());
 }
@@ -267,9 +267,9 @@ TEST_F(PruneTest, GivenRecordsWithTimesOfAnotherAgeThenTheyGoWithTheirNeighbours
     spool.commit(batch);
     spool.skip("page", 103);
     (void)pruneHours(kNow + kDay, 48);
-    EXPECT_EQ(12, spool.firstSequence());
-    EXPECT_EQ(92u, spool.read(0, 0).size());
-    (void)pruneHours(kNow + 92 * kDay, 24 * 100);
+    EXPECT_EQ(14, spool.firstSequence());
+    EXPECT_EQ(90u, spool.read(0, 0).size());
+    (void)pruneHours(kNow + 92 * kDay, 100);
     EXPECT_EQ(0, spool.firstSequence()) << "when all of them are old";
 }
 
