@@ -4,10 +4,10 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <ctime>
 #include <filesystem>
 
 #include "agent/Failure.h"
+#include "agent/SafeFile.h"
 #include "monitor/BaseRaidMonitor.h"
 
 namespace fs = std::filesystem;
@@ -74,20 +74,11 @@ bool EngineFolder::isWritable() const {
 bool EngineFolder::hasCatalogue() const { return access((folder + kCatalogue).c_str(), R_OK) == 0; }
 
 std::string EngineFolder::setSnapshotAside() const {
-    const std::time_t now = std::time(nullptr);
-    std::tm parts{};
-    char when[40] = "";
-    if (localtime_r(&now, &parts) != nullptr) {
-        (void)std::strftime(when, sizeof when, "%Y%m%d-%H%M%S", &parts);
-    }
     // A link to the real place stays, so that the next snapshot is written there again.
     std::error_code error;
     const fs::path real = fs::canonical(snapshot(), error);
     if (error) return "";
-    std::string aside = real.string() + ".damaged-" + when;
-    for (int again = 2; fs::exists(aside, error) && again < 100; ++again) {
-        aside = real.string() + ".damaged-" + when + "-" + std::to_string(again);
-    }
+    const std::string aside = asideName(real.string());
     fs::rename(real, aside, error);
     return error ? "" : aside;
 }

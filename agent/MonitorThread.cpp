@@ -11,14 +11,6 @@
 #include "storlib/VantLib.h"
 #include "xml/SimpleXmlException.h"
 
-namespace {
-
-std::string seconds(std::chrono::milliseconds time) {
-    return std::to_string((time.count() + 999) / 1000) + " s";
-}
-
-}  // namespace
-
 MonitorThread::MonitorThread(VantLib& libIN, const EngineFolder& folderIN,
                              const Settings& settingsIN)
     : lib(libIN), folder(folderIN), settings(settingsIN), nextWait(settingsIN.firstWait) {
@@ -59,10 +51,10 @@ void MonitorThread::work() {
         } catch (const SimpleXmlException& e) {
             setSnapshotAside(e);
         } catch (const std::exception& e) {
-            note(std::string("the monitor could not be set up: ") + e.what());
+            interrupted("the monitor could not be set up", e.what());
             (void)waitBeforeRetry();
         } catch (...) {
-            note("the monitor could not be set up: unknown error");
+            interrupted("the monitor could not be set up", "unknown error");
             (void)waitBeforeRetry();
         }
     }
@@ -91,6 +83,7 @@ bool MonitorThread::waitForFirstReading(VantRaidMonitor& monitor) {
             note("the storage cannot be read (" + lib.lastError() +
                  "); trying again until it can, the stored snapshot is kept");
         }
+        tryFailed(lib.lastError());
         if (!waitBeforeRetry()) return false;
     }
     if (told) note("the storage can be read now");
@@ -104,18 +97,41 @@ void MonitorThread::keepRunning(VantRaidMonitor& monitor) {
             monitor.start();
             return;  // stop() ended it
         } catch (const std::exception& e) {
-            note(std::string("monitoring was interrupted: ") + e.what() + "; going on in " +
-                 seconds(nextWait));
+            interrupted("monitoring was interrupted", e.what());
         } catch (...) {
-            note("monitoring was interrupted: unknown error; going on in " + seconds(nextWait));
+            interrupted("monitoring was interrupted", "unknown error");
         }
         // Then the new configuration is compared with the stored snapshot, so that nothing which
         // the broken poll had not yet written there is lost.
         do {
             if (!waitBeforeRetry()) return;
             if (settings.beforeResuming) settings.beforeResuming();
-        } while (!monitor.initialize(true));
+        } while (!canRead(monitor));
     }
+}
+
+bool MonitorThread::canRead(VantRaidMonitor& monitor) {
+    if (monitor.initialize(true)) return true;
+    tryFailed(lib.lastError());
+    return false;
+}
+
+// A try to read the storage has ended, and there is nothing to show for it.
+void MonitorThread::tryFailed(const std::string& why) {
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        ++waiting.ended;
+        waiting.unreadable = why.empty() ? "the storage gives no reason" : why;
+    }
+    if (settings.wake) settings.wake();
+}
+
+void MonitorThread::interrupted(const std::string& what, const std::string& why) {
+    tryFailed(why);
+    const std::string trouble = what + ": " + why;
+    if (settings.look && trouble == toldTrouble) return;
+    toldTrouble = trouble;
+    note(trouble + "; trying again");
 }
 
 void MonitorThread::note(const std::string& line) {
@@ -184,6 +200,7 @@ void MonitorThread::pollBegins(bool withStored) {
 // Looking takes its time, so it is done without the lock: nothing is added to the queue meanwhile.
 void MonitorThread::pollEnded() {
     std::shared_ptr<const PollReport> report = settings.look();
+    const std::string trouble = report ? report->unreadable : std::string();
     {
         const std::lock_guard<std::mutex> guard(mutex);
         if (published == nullptr) return;
@@ -193,7 +210,12 @@ void MonitorThread::pollEnded() {
             waiting.report = std::move(report);
         }
         ++waiting.polls;
+        ++waiting.ended;
+        waiting.unreadable = trouble;
     }
+    nextWait = settings.firstWait;
+    if (!toldTrouble.empty()) note("monitoring goes on");
+    toldTrouble.clear();
     if (settings.wake) settings.wake();
 }
 

@@ -9,7 +9,8 @@
 // without having seen it would replace the stored snapshot by an empty one), and runs the loop. A
 // snapshot that cannot be read is set aside and monitoring begins again; whatever else leaves the
 // loop is reported, and after a wait the configuration is read afresh, compared with the stored
-// snapshot, and the loop goes on. What it tried goes into the notes.
+// snapshot, and the loop goes on. What it tried goes into the notes; a host with `look` hears of
+// the same trouble once, and of its end.
 //
 // A host that keeps what it takes sets `look`. Each completed poll then gives a report, made on the
 // monitoring thread, and take() tells which events belong to it: those of finished polls come
@@ -78,6 +79,10 @@ public:
         std::size_t finished = 0;     // so many of the events belong to polls that have ended
         int polls = 0;                // that have ended since the last call
         std::shared_ptr<const PollReport> report;  // of the last of them; null for none
+        // Polls and other tries to read the storage that have ended, well or not: as long as there
+        // are any, nothing hangs.
+        int ended = 0;
+        std::string unreadable;  // "" or why the last of them could not read it
     };
 
     MonitorThread(VantLib& lib, const EngineFolder& folder, const Settings& settings);
@@ -99,7 +104,10 @@ private:
     bool runOnce();
     bool waitForFirstReading(VantRaidMonitor& monitor);
     void keepRunning(VantRaidMonitor& monitor);
+    bool canRead(VantRaidMonitor& monitor);
     void note(const std::string& line);
+    void tryFailed(const std::string& why);
+    void interrupted(const std::string& what, const std::string& why);
     bool stopRequested() const;
     bool waitBeforeRetry();
     void setSnapshotAside(const std::exception& damage);
@@ -114,6 +122,7 @@ private:
     const EngineFolder& folder;
     const Settings settings;
     std::chrono::milliseconds nextWait;  // the working thread's own
+    std::string toldTrouble;             // the same; the interruption that the host has heard of
 
     mutable std::mutex mutex;
     std::condition_variable changed;

@@ -6,7 +6,10 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <system_error>
+
+#include "util/Clock.h"
 
 namespace {
 
@@ -96,4 +99,18 @@ bool readSafely(const std::string& file, std::string& text) {
         if (count == 0) return true;
         text.append(block, static_cast<std::size_t>(count));
     }
+}
+
+std::string asideName(const std::string& file) {
+    const auto now = static_cast<std::time_t>(Clock::current().now());
+    std::tm parts{};
+    char stamp[40] = "damaged";
+    if (gmtime_r(&now, &parts) != nullptr) {
+        (void)std::strftime(stamp, sizeof stamp, "damaged-%Y%m%d-%H%M%S", &parts);
+    }
+    const std::string wanted = file + "." + stamp;
+    std::string name = wanted;
+    struct stat state {};
+    for (int i = 2; lstat(name.c_str(), &state) == 0; ++i) name = wanted + "-" + std::to_string(i);
+    return name;
 }

@@ -5,6 +5,10 @@
 // A reader finds the old contents or the new ones, never a part. A symbolic link at the name is
 // replaced, never followed; the same holds for reading: a link is refused.
 //
+// What is damaged is never deleted; it gets another name:
+//
+//   std::rename(file.c_str(), asideName(file).c_str());     // spool.db.damaged-20261121-053012
+//
 // Errors   std::system_error with the name of the file; the old file is untouched and no temporary
 //          file stays. Any thread.
 #ifndef AGENT_SAFEFILE_H
@@ -22,5 +26,9 @@ void writeSafely(const std::string& file, const std::string& text,
 
 // False when there is no such regular file, or it cannot be read; errno tells why.
 bool readSafely(const std::string& file, std::string& text);
+
+// A name beside the file that nothing has: with ".damaged-" and the time in UTC, and -2, -3, ...
+// behind it when that is taken.
+std::string asideName(const std::string& file);
 
 #endif  // AGENT_SAFEFILE_H

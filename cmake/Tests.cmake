@@ -3,7 +3,7 @@
 #   unit_tests    tests/*Test.cpp, tests/faults/*Test.cpp
 #                                        static libraries, private headers
 #   host_tests    tests/host/*Test.cpp   shared libraries, installed headers: what a host sees
-#   agent_tests   tests/agent/*Test.cpp  raidwatch without its main
+#   agent_tests   tests/agent/*Test.cpp  raidwatch without its main; also tests/agent/faults/
 #
 # Every test case is a ctest test of its own, started by scripts/in-test-room (fixed time zone and
 # locale, a private set of System V semaphores) in an empty folder of the build tree.
@@ -78,7 +78,8 @@ if(sources)
     target_link_libraries(host_tests PRIVATE qel storvant)
 endif()
 
-file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/agent/*Test.cpp")
+file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/agent/*Test.cpp"
+     "${PROJECT_SOURCE_DIR}/tests/agent/faults/*Test.cpp")
 qel_only_with_threads(sources DaemonRoom ServerProcess NetFixture LocalService MonitorThread Pipeline
     SinkWorker SinkSet SinkPump ControlServer StopSignal IdleMemory "Spool spool")
 if(QEL_SANITIZE MATCHES "thread")

@@ -1,10 +1,12 @@
 #include "agent/daemon/ChangeRequests.h"
 
 #include <cstddef>
+#include <ctime>
 
-#include "agent/EventNames.h"
+#include "agent/EventJson.h"
 #include "agent/Failure.h"
 #include "agent/JsonFields.h"
+#include "util/Clock.h"
 
 namespace {
 
@@ -12,53 +14,13 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kMostEvents = 2000;
 
-struct Place {
-    const char* name;
-    unsigned int Addr::*member;
-};
-
-constexpr Place kPlaces[] = {
-    {"controllerID", &Addr::controllerID},
-    {"arrayID", &Addr::arrayID},
-    {"logicalDriveID", &Addr::logicalDriveID},
-    {"channelID", &Addr::channelID},
-    {"deviceID", &Addr::deviceID},
-    {"itemID", &Addr::itemID},
-    {"phyID", &Addr::phyID},
-};
-
 [[noreturn]] void refuse(const std::string& line) { throw Failure(Failure::kBadUse, line); }
 
-int objectTypeOf(const std::string& word) {
-    for (int type = QELEvent::kUnknown; type <= QELEvent::kPowerSupply; ++type) {
-        if (objectTypeWord(type) == word) return type;
-    }
-    return QELEvent::kUnknown;
-}
-
+// Without a time it happens now.
 QELEvent eventOf(const Json& json) {
     if (!json.is_object()) refuse("each of \"events\" is an object; see raidwatch watch --json");
-    QELEvent event(intOf(json, "code", QELEvent::kNotSet),
-                   intOf(json, "severity", QELEvent::kNotSet), textOf(json, "text"),
-                   textOf(json, "eventId"));
-    if (const std::int64_t time = timeOf(json, "time"); time != 0) {
-        event.timeStamp = static_cast<std::time_t>(time);
-    }
-    event.objectType = objectTypeOf(textOf(json, "objectType"));
-    event.detail = textOf(json, "detail");
-    event.value1 = intOf(json, "value1", QELEvent::kNotSet);
-    event.value2 = intOf(json, "value2", QELEvent::kNotSet);
-    event.value3 = intOf(json, "value3", QELEvent::kNotSet);
-    event.adapterSerial = textOf(json, "adapterSerial");
-    event.extra1 = textOf(json, "extra1");
-    event.extra2 = textOf(json, "extra2");
-    const auto location = json.find("location");
-    if (location != json.end() && location->is_object()) {
-        for (const Place& place : kPlaces) {
-            event.location.*place.member =
-                static_cast<unsigned int>(numberOf(*location, place.name, Addr::kNotSet));
-        }
-    }
+    QELEvent event = eventFromObject(json);
+    if (event.timeStamp == 0) event.timeStamp = static_cast<std::time_t>(Clock::current().now());
     return event;
 }
 

@@ -7,6 +7,10 @@
 // The lock comes first of what touches the disk: what follows may repair. The sinks have their
 // places in the spool before the first event comes.
 //
+// A FULL DISK  The daemon starts all the same: while the spool cannot be opened for want of room it
+//         watches, keeps what it finds in memory (WaitingRoom), and says so in journal, status and
+//         state.json. As soon as there is room it goes on as ever.
+//
 // SIGHUP  The configuration is read again, whole. When anything in it is wrong, the old one stays
 //         in force, and journal, status and state.json say so.
 // SIGTERM, SIGINT  The monitor stops after the poll under way; what it found is spooled; sinks

@@ -1,9 +1,11 @@
 #include "agent/daemon/DaemonRun.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <thread>
 #include <utility>
 
@@ -14,6 +16,7 @@
 #include "agent/daemon/IdleMemory.h"
 #include "agent/daemon/MachineLock.h"
 #include "agent/daemon/PollReport.h"
+#include "agent/daemon/StateDocument.h"
 #include "agent/daemon/StateFile.h"
 #include "agent/incidents/IncidentJson.h"
 #include "agent/settings/SettingsReader.h"
@@ -29,7 +32,12 @@ constexpr std::chrono::seconds kTurn{1};
 constexpr std::chrono::milliseconds kLook{20};  // how often `--once` looks how far it is
 constexpr std::chrono::minutes kFirstPrune{10};
 constexpr std::chrono::hours kPruneInterval{1};
+// Well below a watchdog of a minute: each try that fails feeds it.
+constexpr std::chrono::milliseconds kFirstRetry{1000};
+constexpr std::chrono::milliseconds kLongestRetry{15000};
 constexpr char kSettingsTopic[] = "settings";
+constexpr char kSpoolTopic[] = "spool";
+constexpr char kStorageTopic[] = "storage";
 constexpr mode_t kControlMode = 0660;
 constexpr mode_t kReadMode = 0666;
 
@@ -41,6 +49,27 @@ std::string hostName() {
 
 std::string counted(std::size_t count, const char* one, const char* many) {
     return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+std::chrono::milliseconds paced(std::chrono::milliseconds time, double pace) {
+    const auto shown = std::chrono::duration_cast<std::chrono::milliseconds>(time * pace);
+    return std::max(shown, std::chrono::milliseconds(1));
+}
+
+// A folder that everybody may write is a place for others' sockets and files under our names.
+void closeToOthers(const std::string& name, const std::function<void(const std::string&)>& note) {
+    struct stat info {};
+    if (stat(name.c_str(), &info) != 0 || (info.st_mode & S_IWOTH) == 0) return;
+    const bool isOurs = info.st_uid == geteuid() && (info.st_mode & S_ISVTX) == 0;
+    if (isOurs && chmod(name.c_str(), info.st_mode & 07777 & ~mode_t{S_IWOTH}) == 0) {
+        note("everybody could write to " + name + "; now others cannot");
+        return;
+    }
+    throw Failure(Failure::kFailed,
+                  "everybody may write to " + name +
+                      ", and could put files there in our name; name another "
+                      "folder in [paths], or take the permission away: chmod o-w " +
+                      name);
 }
 
 bool sameWatching(const AgentSettings& a, const AgentSettings& b) {
@@ -61,7 +90,7 @@ DaemonRun::DaemonRun(const Daemon::Options& optionsIN, const Context& contextIN)
       host(hostName()),
       nextPrune(SteadyClock::now() + kFirstPrune) {
     std::string error;
-    lib = VantLib::open(settings.source, error);
+    lib = WatchedLib::open(settings.source, error);
     if (!lib) throw Failure(Failure::kBadUse, error);
     if (!settings.language.empty()) catalogue = Languages::catalogue(settings.language);
     prepareFolders();
@@ -75,8 +104,14 @@ DaemonRun::DaemonRun(const Daemon::Options& optionsIN, const Context& contextIN)
     }
     // Before anything of the engine is constructed: it would wait for ever.
     freeMachineLock();
-    openStore();
-    startSinks();
+    watchBegins = Clock::current().now();
+    try {
+        openStore();
+    } catch (const SpoolError& e) {
+        if (e.kind != SpoolError::Kind::kFull || options.once) throw;
+        storeTrouble = e.what();
+        placeSnapshot("");
+    }
     startMonitor();
 }
 
@@ -110,6 +145,7 @@ void DaemonRun::prepareFolders() const {
                                                 "; run as root, or name another folder in "
                                                 "[paths]");
         }
+        closeToOthers(name, [this](const std::string& line) { note(line); });
     }
 }
 
@@ -125,24 +161,50 @@ void DaemonRun::freeMachineLock() const {
 void DaemonRun::openStore() {
     spool = std::make_unique<Spool>(RunFolder::spoolFile(settings));
     if (!spool->openingNote().empty()) note(spool->openingNote());
+    placeSnapshot(spool->snapshot());
+    makePipeline();
+    startSinks();
+}
+
+// What was committed with the records counts; the file is a copy of it. Once only: from then on the
+// engine's file is the engine's.
+void DaemonRun::placeSnapshot(const std::string& committed) {
+    if (safe) return;
     safe = std::make_unique<SafeSnapshot>(folder->snapshot());
-    if (folder->isWritable()) {
-        // What was committed with the records counts; the file is a copy of it.
-        const std::string committed = spool->snapshot();
-        if (!committed.empty()) safe->keep(committed);
-        const std::string remark = safe->restore();
-        if (!remark.empty()) note(remark);
+    if (!folder->isWritable()) return;
+    const std::string remark = safe->restore(committed);
+    if (!remark.empty()) note(remark);
+}
+
+void DaemonRun::tryToOpenStore() {
+    try {
+        openStore();
+    } catch (const SpoolError& e) {
+        pipeline.reset();
+        spool.reset();
+        storeTrouble = e.what();
+        return;
     }
+    storeTrouble.clear();
+    note("the spool is open now; " + counted(waiting.size(), "event", "events") +
+         " waited in memory");
+    pipeline->pass(waiting.takeAll());
+}
+
+void DaemonRun::makePipeline() {
     pipeline = std::make_unique<Pipeline>(
         *spool, *safe, settings,
         Pipeline::Places{places.stateFile(), RunFolder::lastStateFile(settings)}, [this] {
             if (sinks) sinks->notify();
         });
+    pipeline->keepSinksAwayBy([this](bool away) {
+        if (sinks) sinks->stayAway(away);
+    });
     const std::string last = StateFile(RunFolder::lastStateFile(settings)).read();
     if (last.empty()) return;
     try {
         const MachineState before = stateFromJson(Json::parse(last));
-        builder.remember(before);
+        if (!monitor) builder.remember(before);  // later it is the monitoring thread's
         pipeline->remember(before);
     } catch (const std::exception& e) {
         note("what the last run remembered of the machine cannot be read (" +
@@ -160,7 +222,17 @@ void DaemonRun::startSinks() {
     if (settings.sinks.empty()) {
         note("no sink is configured: nobody will be told; see raidwatch.toml(5)");
     }
-    spool->beginWatch(Clock::current().now());
+    noteWatchBegins();
+}
+
+void DaemonRun::noteWatchBegins() {
+    if (watchBegins == 0) return;
+    try {
+        spool->beginWatch(watchBegins);
+        watchBegins = 0;
+    } catch (const SpoolError&) {
+        // With the next turn; the pipeline tells what is wrong.
+    }
 }
 
 void DaemonRun::startMonitor() {
@@ -169,6 +241,8 @@ void DaemonRun::startMonitor() {
     watched.look = [this] { return look(); };
     watched.wake = [this] { bell.ring(); };
     watched.beforeResuming = [this] { putSnapshotBack(); };
+    watched.firstWait = paced(kFirstRetry, options.pace);
+    watched.longestWait = paced(kLongestRetry, options.pace);
     if (clock) watched.joinStep = std::chrono::milliseconds(10);
     monitor = std::make_unique<MonitorThread>(*lib, *folder, watched);
 }
@@ -179,6 +253,13 @@ std::shared_ptr<const PollReport> DaemonRun::look() {
     report->state = builder.build(*lib, Clock::current().now());
     report->state.host = host;
     report->state.source = settings.source;
+    report->unreadable = lib->trouble();
+    // A picture that the storage did not give now keeps its age, and gets too old in time.
+    if (report->unreadable.empty()) {
+        lastGood = report->state.polledAt;
+    } else {
+        report->state.polledAt = lastGood;
+    }
     report->snapshot = safe->readCurrent();
     if (!report->snapshot.empty()) shownSnapshot = report->snapshot;
     return report;
@@ -219,20 +300,70 @@ int DaemonRun::watch() {
 }
 
 void DaemonRun::turn() {
+    if (!pipeline) tryToOpenStore();
+    if (!pipeline) return turnWithoutStore();
     MonitorThread::Batch batch;
     if (pipeline->wantsMore()) batch = monitor->take();
     for (const std::string& line : batch.notes) note(line);
     const bool ended = batch.polls > 0;
+    const bool lives = batch.ended > 0;
     pipeline->pass(std::move(batch));
+    for (const std::string& line : pipeline->takeNotes()) note(line);
+    noteWatchBegins();
+    tellProblems(pipeline->problems());
     desk.serve([this](const Json& request) { return carryOut(request); });
     if (context.stop.takeReload()) reloadOnSignal();
     if (ended) {
         if (!polled) giveBackMemory();
         polled = true;
-        service.polled();
     }
+    if (lives) service.polled();
     tellManager();
     pruneSometimes();
+}
+
+// It watches and remembers; nobody can be told more than that.
+void DaemonRun::turnWithoutStore() {
+    MonitorThread::Batch batch;
+    if (waiting.hasRoom()) batch = monitor->take();
+    for (const std::string& line : batch.notes) note(line);
+    if (batch.ended > 0) service.polled();
+    waiting.add(std::move(batch));
+    std::map<std::string, std::string> problems;
+    problems[kSpoolTopic] = storeTrouble + "; " + counted(waiting.size(), "event", "events") +
+                            " in memory, trying again";
+    if (!waiting.unreadable().empty()) {
+        problems[kStorageTopic] = "it cannot be read: " + waiting.unreadable();
+    }
+    tellProblems(problems);
+    try {
+        StateFile(places.stateFile())
+            .write(stateDocument(waiting.machine(), waiting.size(), problems));
+    } catch (const Failure&) {
+        // The run folder is full too; what is said goes to the journal.
+    }
+    service.status("watching " + settings.source + "; spool: " + storeTrouble);
+    desk.serve([this](const Json& request) { return carryOut(request); });
+    if (context.stop.takeReload()) reloadOnSignal();
+}
+
+// Each trouble once, and its end; how it goes on shows in the state file.
+void DaemonRun::tellProblems(const std::map<std::string, std::string>& problems) {
+    for (const auto& [topic, line] : problems) {
+        if (topic != kSettingsTopic && toldTopics.insert(topic).second) note(topic + ": " + line);
+    }
+    for (auto topic = toldTopics.begin(); topic != toldTopics.end();) {
+        if (problems.count(*topic) != 0) {
+            ++topic;
+            continue;
+        }
+        note(*topic + ": all is well again");
+        topic = toldTopics.erase(topic);
+    }
+}
+
+void DaemonRun::setProblem(const std::string& topic, const std::string& line) {
+    if (pipeline) pipeline->setProblem(topic, line);
 }
 
 void DaemonRun::tellManager() {
@@ -261,8 +392,8 @@ std::vector<std::string> DaemonRun::reload() {
     SettingsReader reader(named ? options.configFile : SettingsReader::kDefaultFile, named);
     AgentSettings fresh = reader.read();
     if (!options.source.empty()) fresh.source = options.source;
-    sinks->reload(fresh.sinks);
-    pipeline->use(fresh);
+    if (sinks) sinks->reload(fresh.sinks);
+    if (pipeline) pipeline->use(fresh);
     if (!sameWatching(fresh, settings)) {
         note("what has changed in [monitor], [paths] and [access] holds after a restart");
     }
@@ -276,25 +407,26 @@ void DaemonRun::reloadOnSignal() {
     service.reloading();
     try {
         const std::vector<std::string> files = reload();
-        pipeline->setProblem(kSettingsTopic, "");
+        setProblem(kSettingsTopic, "");
         note("the configuration is read again: " + counted(files.size(), "file", "files") + ", " +
              counted(settings.sinks.size(), "sink", "sinks"));
     } catch (const SettingsError& e) {
         for (const std::string& line : e.problems) note(line);
         note("the configuration has errors; the old one stays in force");
-        pipeline->setProblem(kSettingsTopic,
-                             "the new configuration is not in force: " +
-                                 (e.problems.empty() ? std::string(e.what()) : e.problems.front()));
+        setProblem(kSettingsTopic,
+                   "the new configuration is not in force: " +
+                       (e.problems.empty() ? std::string(e.what()) : e.problems.front()));
     } catch (const std::exception& e) {
         note(std::string(e.what()) + "; the old configuration stays in force");
-        pipeline->setProblem(kSettingsTopic,
-                             std::string("the new configuration is not in force: ") + e.what());
+        setProblem(kSettingsTopic,
+                   std::string("the new configuration is not in force: ") + e.what());
     }
     service.ready("watching " + settings.source);
 }
 
 Json DaemonRun::carryOut(const Json& request) {
     const std::string word = ChangeRequests::wordOf(request);
+    if (!pipeline && word != "reload") throw Failure(Failure::kFailed, storeTrouble);
     const auto spanJson = [](const Pipeline::Span& span, const std::vector<std::string>& names) {
         return Json{{"sequence", span.first}, {"last", span.last}, {"sinks", names}};
     };
@@ -339,7 +471,7 @@ Json DaemonRun::carryOut(const Json& request) {
     }
     if (word == "reload") {
         const std::vector<std::string> files = reload();
-        pipeline->setProblem(kSettingsTopic, "");
+        setProblem(kSettingsTopic, "");
         return {{"files", files}};
     }
     throw Failure(Failure::kBadUse, "unknown request \"" + word + "\"");
@@ -354,15 +486,22 @@ void DaemonRun::shutDown() {
         if (server != nullptr) server->stop();
     }
     monitor->stop();
+    if (!pipeline) tryToOpenStore();
     MonitorThread::Batch rest = monitor->take();
     for (const std::string& line : rest.notes) note(line);
+    if (!pipeline) {
+        note(storeTrouble + "; " + counted(waiting.size() + rest.events.size(), "event", "events") +
+             " could not be stored; the next start finds again what the snapshot does not show");
+        return;
+    }
     pipeline->finish(std::move(rest));
+    tellProblems(pipeline->problems());
     try {
         spool->endWatch(Clock::current().now());
     } catch (const SpoolError& e) {
         note(e.what());
     }
-    sinks->stop();
+    threadsLeft = !sinks->stop();
 }
 
 int DaemonRun::once() {
@@ -371,7 +510,6 @@ int DaemonRun::once() {
     turn();
     const bool told = waitForSinks();
     shutDown();
-    for (const auto& [topic, problem] : pipeline->problems()) note(topic + ": " + problem);
     if (!read) {
         throw Failure(Failure::kFailed,
                       "the storage could not be read in time: " + lib->lastError());

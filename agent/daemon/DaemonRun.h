@@ -5,8 +5,11 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -25,12 +28,13 @@
 #include "agent/daemon/Pipeline.h"
 #include "agent/daemon/RunFolder.h"
 #include "agent/daemon/ServiceManager.h"
+#include "agent/daemon/WaitingRoom.h"
+#include "agent/daemon/WatchedLib.h"
 #include "agent/settings/AgentSettings.h"
 #include "agent/sinks/SinkSet.h"
 #include "agent/spool/SafeSnapshot.h"
 #include "agent/spool/Spool.h"
 #include "agent/state/StateBuilder.h"
-#include "storlib/VantLib.h"
 
 class DaemonRun {
 public:
@@ -40,6 +44,8 @@ public:
 
     int watch();  // until a stop is requested
     int once();
+    // Threads of sinks that hang are still there when this object has gone.
+    bool leavesThreadsBehind() const { return threadsLeft; }
 
 private:
     // While it lives, SIGHUP rings the bell.
@@ -54,11 +60,18 @@ private:
 
     void freeMachineLock() const;
     void openStore();
+    void placeSnapshot(const std::string& committed);
+    void tryToOpenStore();
+    void makePipeline();
     void startSinks();
+    void noteWatchBegins();
     void startMonitor();
     void openDoors();
 
     void turn();
+    void turnWithoutStore();
+    void setProblem(const std::string& topic, const std::string& line);
+    void tellProblems(const std::map<std::string, std::string>& problems);
     void pruneSometimes();
     void tellManager();
     std::vector<std::string> reload();  // the files read; Failure, and nothing changed
@@ -83,7 +96,7 @@ private:
     std::unique_ptr<PidLock> lock;
     std::string catalogue;
     std::unique_ptr<EngineFolder> folder;
-    std::unique_ptr<VantLib> lib;
+    std::unique_ptr<WatchedLib> lib;
     std::unique_ptr<Spool> spool;
     std::unique_ptr<SafeSnapshot> safe;
     std::unique_ptr<SinkSet> sinks;
@@ -91,6 +104,7 @@ private:
 
     StateBuilder builder;       // the monitoring thread's own
     std::string shownSnapshot;  // the same; of the last completed poll
+    std::int64_t lastGood = 0;  // the same; when the storage was last read
     std::string host;
     std::unique_ptr<MonitorThread> monitor;
 
@@ -103,6 +117,12 @@ private:
     ServiceManager service;
     std::chrono::steady_clock::time_point nextPrune;
     bool polled = false;  // at least once
+
+    WaitingRoom waiting;               // while there is no pipeline
+    std::string storeTrouble;          // why there is none
+    std::set<std::string> toldTopics;  // topics of problems that were noted
+    std::int64_t watchBegins = 0;      // still to be noted in the spool; 0: it is
+    bool threadsLeft = false;
 };
 
 #endif  // AGENT_DAEMON_DAEMONRUN_H

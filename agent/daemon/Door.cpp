@@ -44,6 +44,7 @@ std::string refusal(const std::string& why, int exitCode) {
 std::string Door::answer(const std::string& line, uid_t peer) {
     if (isDeep(line)) return refusal("the request is nested too deeply", Failure::kBadUse);
     try {
+        if (spool && !spool->isCurrent()) spool.reset();  // it was set aside
         if (!spool) {
             spool = std::make_unique<Spool>(parts.spoolFile, Spool::Access::kReadOnly);
         }

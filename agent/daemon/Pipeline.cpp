@@ -1,18 +1,14 @@
 #include "agent/daemon/Pipeline.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <ctime>
 #include <utility>
 
-#include <nlohmann/json.hpp>
-
 #include "agent/Failure.h"
 #include "agent/daemon/PollReport.h"
+#include "agent/daemon/StateDocument.h"
 #include "agent/daemon/StateFile.h"
 #include "agent/spool/SafeSnapshot.h"
-#include "agent/state/StateJson.h"
 #include "util/Clock.h"
 
 namespace {
@@ -27,6 +23,13 @@ constexpr std::int64_t kMostRepeats = 5000;  // of a machine whose snapshot cann
 constexpr char kSpoolTopic[] = "spool";
 constexpr char kCopyTopic[] = "snapshot";
 constexpr char kStateTopic[] = "state";
+constexpr char kStorageTopic[] = "storage";
+// Sinks let go of a damaged spool within seconds, unless one hangs. A disk that damages each new
+// spool at once must not be filled with damaged ones.
+constexpr std::chrono::seconds kAlonePatience{60};
+constexpr std::chrono::minutes kReplacementPause{10};
+constexpr std::size_t kMostRescued = 20000;
+constexpr std::size_t kMostUnreadable = 1000;
 
 std::int64_t seconds() { return Clock::current().now(); }
 
@@ -74,6 +77,7 @@ void Pipeline::finish(MonitorThread::Batch batch) {
 
 void Pipeline::take(MonitorThread::Batch batch, bool holdNothing) {
     readSilences();
+    followReading(batch);
     const std::size_t finished = batch.report ? held.size() + batch.finished : 0;
     const auto now = SteadyClock::now();
     batch.sources.resize(batch.events.size());
@@ -94,9 +98,19 @@ void Pipeline::take(MonitorThread::Batch batch, bool holdNothing) {
         }
     }
     process(holdNothing ? held.size() : overdue(), true);
+    addEffect(book.follow(failedTries >= kTriesUntilTold ? unreadable : std::string(), silences,
+                          seconds()),
+              Origin::kLive);
     addEffect(book.tick(silences, seconds()), Origin::kLive);
     (void)commit();
     writeState();
+}
+
+void Pipeline::followReading(const MonitorThread::Batch& batch) {
+    if (batch.ended == 0) return;
+    unreadable = batch.unreadable;
+    failedTries = unreadable.empty() ? 0 : std::min(failedTries + batch.ended, kTriesUntilTold);
+    setProblem(kStorageTopic, unreadable.empty() ? "" : "it cannot be read: " + unreadable);
 }
 
 // How many of the oldest events have waited long enough for the end of their poll.
@@ -202,11 +216,17 @@ void Pipeline::readSilences() {
     try {
         silences = spool.silences();
     } catch (const SpoolError& e) {
-        setProblem(kSpoolTopic, e.what());
+        setSpoolProblem(e, "");
     }
 }
 
+void Pipeline::setSpoolProblem(const SpoolError& error, const std::string& more) {
+    damaged = damaged || error.kind == SpoolError::Kind::kDamaged;
+    setProblem(kSpoolTopic, error.what() + more);
+}
+
 bool Pipeline::commit() {
+    if (damaged && replaceSpool()) moveIntoNewSpool();
     const bool news =
         !pending.records.empty() || !pending.incidents.empty() || !pending.snapshot.empty();
     // Also when the clock was set back: what is stored lies in the future then.
@@ -221,9 +241,8 @@ bool Pipeline::commit() {
         const std::int64_t last = spool.commit(pending);
         if (!pending.records.empty()) committed = last;
     } catch (const SpoolError& e) {
-        setProblem(kSpoolTopic, std::string(e.what()) + "; " +
-                                    std::to_string(pending.records.size()) +
-                                    " records wait in memory, trying again");
+        setSpoolProblem(e, "; " + std::to_string(pending.records.size()) +
+                               " records wait in memory, trying again");
         return false;
     }
     setProblem(kSpoolTopic, "");
@@ -237,6 +256,99 @@ bool Pipeline::commit() {
     if (records && wakeSinks) wakeSinks();
     if (copyIsOld) keepCopy();
     return true;
+}
+
+// True when another spool is open now.
+bool Pipeline::replaceSpool() {
+    const auto now = SteadyClock::now();
+    if (now < nextReplacement) return false;
+    if (alonePatience == SteadyClock::time_point()) {
+        alonePatience = now + kAlonePatience;
+        if (keepSinksAway) keepSinksAway(true);
+    }
+    rescue();
+    bool isAnother = false;
+    try {
+        isAnother = spool.renew();
+    } catch (const SpoolError& e) {
+        setProblem(kSpoolTopic, e.what());
+    }
+    if (!isAnother && now < alonePatience) return false;
+    alonePatience = SteadyClock::time_point();
+    nextReplacement = now + kReplacementPause;
+    damaged = false;  // told again when it is met again
+    if (!isAnother && keepSinksAway) keepSinksAway(false);
+    return isAnother;
+}
+
+// One by one: behind a page that is lost there may be good ones.
+void Pipeline::rescue() {
+    Rescued found;
+    try {
+        std::int64_t last = committed;
+        for (const SinkStatus& sink : spool.sinkStatus()) {
+            found.sinks[sink.sink] = sink.cursor;
+            last = std::min(last, sink.cursor);
+        }
+        while (last < committed && found.records.size() < kMostRescued &&
+               found.unreadable < kMostUnreadable) {
+            ++last;
+            try {
+                std::vector<Record> one = spool.read(last - 1, 1);
+                if (!one.empty() && one[0].sequence == last) found.records.push_back(one[0]);
+            } catch (const SpoolError&) {
+                ++found.unreadable;
+            }
+        }
+    } catch (const SpoolError&) {
+        return;  // closed, or worse: what was read before counts
+    }
+    rescued = std::move(found);
+}
+
+// What is known here is in no file now.
+void Pipeline::moveIntoNewSpool() {
+    notes.push_back(spool.openingNote());
+    if (!rescued.records.empty() || rescued.unreadable != 0) {
+        notes.push_back(std::to_string(rescued.records.size()) +
+                        " records that some sink had not yet taken go on in the new spool, " +
+                        std::to_string(rescued.unreadable) + " could not be read");
+    }
+    committed = spool.lastSequence();
+    giveSinksTheirPlaces();
+    pending.records.insert(pending.records.begin(),
+                           std::make_move_iterator(rescued.records.begin()),
+                           std::make_move_iterator(rescued.records.end()));
+    for (const Incident& open : book.open()) {
+        const bool isThere =
+            std::any_of(pending.incidents.begin(), pending.incidents.end(),
+                        [&open](const Incident& one) { return one.id == open.id; });
+        if (!isThere) pending.incidents.push_back(open);
+    }
+    if (pending.snapshot.empty()) pending.snapshot = snapshot;
+    if (pending.snapshotMark != 0 || repeats.empty()) pending.snapshotMark = nextSequence() - 1;
+    polledAtStored = 0;
+    rescued = Rescued();
+    if (keepSinksAway) keepSinksAway(false);
+}
+
+// Before anything is committed: a sink that finds no place begins behind the last record.
+void Pipeline::giveSinksTheirPlaces() {
+    try {
+        for (const auto& [name, sink] : settings.sinks) {
+            (void)spool.cursor(name);
+            const auto place = rescued.sinks.find(name);
+            if (place == rescued.sinks.end()) continue;
+            const auto taken = std::count_if(
+                rescued.records.begin(), rescued.records.end(),
+                [&](const Record& record) { return record.sequence <= place->second; });
+            if (taken > 0) spool.skip(name, committed + taken);
+        }
+        for (const Silence& silence : silences) (void)spool.addSilence(silence);
+        spool.beginWatch(seconds());
+    } catch (const SpoolError& e) {
+        notes.emplace_back(e.what());
+    }
 }
 
 void Pipeline::commitChange() {
@@ -269,13 +381,8 @@ void Pipeline::setProblem(const std::string& topic, const std::string& line) {
 
 void Pipeline::writeState() {
     if (!stateIsOld) return;
-    nlohmann::ordered_json json = stateJson(state);
-    nlohmann::ordered_json& daemon = json["daemon"];
-    daemon["pid"] = getpid();
-    daemon["unspooled"] = pending.records.size() + held.size();
-    daemon["problems"] = trouble;
     const std::string document =
-        json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+        stateDocument(state, pending.records.size() + held.size(), trouble);
     try {
         StateFile(places.stateFile).write(document);
         // Not with every poll: it may be on a disk that would like to sleep.

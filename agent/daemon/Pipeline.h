@@ -33,6 +33,14 @@
 // comes later queues up behind it. Beyond kMostWaiting records nothing is taken from the monitor
 // (wantsMore()). state.json says what is wrong.
 //
+// WHEN THE SPOOL TURNS OUT TO BE DAMAGED, it is set aside as soon as nobody else has it open (the
+// sinks are asked to let go), and a new one begins with all that is known here: open incidents,
+// silences, the snapshot, what waits in memory, and whatever some sink had not yet taken and can
+// still be read of the old one. Each sink goes on where it was.
+//
+// WHEN THE STORAGE CANNOT BE READ, tries that failed are counted: at kTriesUntilTold in a row
+// people are told, once, and again when it can be read.
+//
 // Threads  One at a time. Ownership: spool and safe are borrowed. Nobody else commits records.
 // Errors   pass() and finish() throw nothing; problems() has them. The changes throw Failure.
 // Units    Seconds, by Clock.
@@ -46,6 +54,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "agent/MonitorThread.h"
@@ -64,6 +73,7 @@ public:
     static constexpr std::size_t kMostWaiting = 20000;
     static constexpr int kHoldSeconds = 5;       // for events of a poll that has not ended
     static constexpr int kPolledAtSeconds = 60;  // how often a poll without news is noted down
+    static constexpr int kTriesUntilTold = 12;   // a minute of polls
 
     struct Places {
         std::string stateFile;      // replaced after each poll
@@ -84,6 +94,11 @@ public:
     void remember(const MachineState& last) { state = last; }
 
     bool wantsMore() const { return pending.records.size() < kMostWaiting; }
+    // Who is called (true) when all sinks must leave the spool alone, and (false) when they may
+    // come back.
+    void keepSinksAwayBy(std::function<void(bool)> how) { keepSinksAway = std::move(how); }
+    std::vector<std::string> takeNotes() { return std::exchange(notes, {}); }  // for people
+
     void pass(MonitorThread::Batch batch);
     void finish(MonitorThread::Batch batch);  // holds nothing back
 
@@ -116,7 +131,20 @@ private:
         std::chrono::steady_clock::time_point since;
     };
 
+    // Of a damaged spool: what could still be read.
+    struct Rescued {
+        std::vector<Record> records;                // that not every sink has taken, in order
+        std::map<std::string, std::int64_t> sinks;  // with their cursors
+        std::size_t unreadable = 0;                 // records that were lost
+    };
+
     void take(MonitorThread::Batch batch, bool holdNothing);
+    void followReading(const MonitorThread::Batch& batch);
+    void setSpoolProblem(const SpoolError& error, const std::string& more);
+    bool replaceSpool();
+    void rescue();
+    void moveIntoNewSpool();
+    void giveSinksTheirPlaces();
     void process(std::size_t count, bool spooledBeforeSnapshot);
     std::size_t overdue() const;
     ObjectKey keyOf(const QELEvent& event) const;
@@ -138,6 +166,7 @@ private:
     AgentSettings settings;
     const Places places;
     const std::function<void()> wakeSinks;
+    std::function<void(bool)> keepSinksAway;
     IncidentBook book;
     const NoticeText text;
 
@@ -154,6 +183,15 @@ private:
     std::vector<Silence> silences;
     std::map<std::string, std::string> trouble;
     bool stateIsOld = true;
+    std::vector<std::string> notes;
+
+    int failedTries = 0;  // to read the storage, in a row
+    std::string unreadable;
+
+    bool damaged = false;  // the spool, and not yet replaced
+    Rescued rescued;
+    std::chrono::steady_clock::time_point alonePatience;  // so long others are waited for
+    std::chrono::steady_clock::time_point nextReplacement;
 };
 
 #endif  // AGENT_DAEMON_PIPELINE_H

@@ -12,7 +12,8 @@
 
 struct PollReport {
     MachineState state;
-    std::string snapshot;  // "" when there is none, or it could not be read whole
+    std::string snapshot;    // "" when there is none, or it could not be read whole
+    std::string unreadable;  // why the storage could not be read; the state is then an older one
 };
 
 #endif  // AGENT_DAEMON_POLLREPORT_H

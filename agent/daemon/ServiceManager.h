@@ -4,10 +4,11 @@
 //
 //   ServiceManager service;
 //   service.ready("watching 3 arrays, 12 drives");
-//   service.polled();               // after each completed poll
+//   service.polled();               // after each poll or other reading that has ended
 //
-// The watchdog is fed by completed polls and by nothing else: a daemon whose monitor hangs is
-// restarted, however well its other threads run.
+// The watchdog is fed by polls that have ended and by nothing else: a daemon whose monitor hangs is
+// restarted, however well its other threads run. A poll that ended with an error counts: the daemon
+// lives and tells that, and to start it again would not make the storage readable.
 //
 // Threads  One at a time. Errors: none.
 #ifndef AGENT_DAEMON_SERVICEMANAGER_H

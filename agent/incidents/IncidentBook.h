@@ -72,6 +72,9 @@ public:
     // After a completed poll: the truth about arrays, drives and enclosures.
     Effect reconcile(const MachineState& state, const std::vector<Silence>& silences,
                      std::int64_t now);
+    // `trouble`: why the storage cannot be read; "" ends that incident.
+    Effect follow(const std::string& trouble, const std::vector<Silence>& silences,
+                  std::int64_t now);
     // Reminders, the end of flapping, acknowledgements and silences that run out.
     Effect tick(const std::vector<Silence>& silences, std::int64_t now);
 

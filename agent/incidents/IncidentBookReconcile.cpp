@@ -11,6 +11,7 @@ namespace {
 
 constexpr char kDrive[] = "drive";
 constexpr char kRedundancy[] = "redundancy";
+constexpr char kStorage[] = "storage";  // condition, object and name
 
 bool isInOrder(const std::string& state) {
     return state == "normal" || state == "unused" || state == "spare" || state == "rebuilding";
@@ -41,6 +42,27 @@ IncidentBook::Effect IncidentBook::reconcile(const MachineState& state,
     for (const ArrayState& array : machine.arrays) reconcileArray(array, call);
     reconcileDrives(call);
     for (const EnclosureState& enclosure : machine.enclosures) reconcileEnclosure(enclosure, call);
+    return finished(call);
+}
+
+IncidentBook::Effect IncidentBook::follow(const std::string& trouble,
+                                          const std::vector<Silence>& silences, std::int64_t now) {
+    Call call{silences, now};
+    Incident* incident = find(kStorage, kStorage);
+    if (trouble.empty()) {
+        if (incident != nullptr) resolve(*incident, values::kNormal, nullptr, call);
+        return finished(call);
+    }
+    const Standing& unreadable = *findStanding(kStorage, "unreadable");
+    const std::string says = "The storage cannot be read: " + trouble;
+    if (incident == nullptr) {
+        Incident& opened = openNew({kStorage, kStorage}, unreadable, kStorage, nullptr, call);
+        opened.text = says;
+        tell(opened, Notice::Kind::kOpened, call);
+    } else if (rankOf(*incident) == 0) {
+        change(*incident, unreadable, nullptr, call);
+        incident->text = says;
+    }
     return finished(call);
 }
 

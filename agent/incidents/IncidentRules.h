@@ -74,6 +74,7 @@ inline constexpr Standing kStandings[] = {
     {"supply",         "failed",      2, kEventError,   "FAILED",           "replace it", false, false},
     {"temperature",    "too hot",     1, kEventError,   "TEMPERATURE",      "out of range", false, false},
     // The monitor itself, and events that no row knows.
+    {"storage",        "unreadable",  1, kEventError,   "UNREADABLE",       "nothing is known about it", false, false},
     {"queue",          "overrun",     1, kEventWarning, "EVENTS LOST",      "more events than could be kept", true, true},
     {"event",          "error",       2, kEventError,   "ERROR",            "", true, false},
     {"event",          "warning",     1, kEventWarning, "WARNING",          "", true, false},

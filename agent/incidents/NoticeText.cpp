@@ -226,6 +226,11 @@ std::string NoticeText::advice(const Incident& incident) const {
     if (incident.condition == "redundancy") {
         return "Replace the failed drive, or let a spare take over, before another drive fails.";
     }
+    if (incident.condition == "storage") {
+        return "Find out why this machine does not let its storage be read; raidwatch doctor "
+               "helps. "
+               "Until then a failing drive goes unseen.";
+    }
     return "Look at the object; raidwatch show tells all that is known of it.";
 }
 
@@ -266,7 +271,8 @@ std::string NoticeText::body(const Notice& notice, const MachineState& state,
     if (incident.code != 0) {
         text += field("Explain", "raidwatch explain " + std::to_string(incident.code));
     }
-    text += field("Look", lookAt(incident.objectName));
+    text += field(
+        "Look", incident.condition == "storage" ? "raidwatch status" : lookAt(incident.objectName));
     if (!isOver) {
         text += field("Acknowledge", "raidwatch ack " + std::to_string(incident.id));
     }

@@ -51,11 +51,15 @@ void SinkPump::stop() {
 
 std::int64_t SinkPump::step() {
     if (stopping) return 1;
+    if (away) {
+        spool.reset();
+        return 1;
+    }
     try {
         openSpool();
         lookAtOpenOnes();
         sink->tick();
-        while (!stopping && round()) {
+        while (!stopping && !away && round()) {
         }
         spoolWell();
     } catch (const SpoolError& e) {
@@ -67,11 +71,22 @@ std::int64_t SinkPump::step() {
 }
 
 void SinkPump::openSpool() {
+    if (spool != nullptr && !spool->isCurrent()) spool.reset();  // it was set aside
     if (spool == nullptr) {
         spool = std::make_unique<Spool>(spoolFile);
+        if (spoolNumber != 0 && spool->fileNumber() != spoolNumber) beginAnew();
+        spoolNumber = spool->fileNumber();
         sink->knowOpen(openOnes(*spool, settings));
     }
     if (cursor < 0) cursor = spool->cursor(settings.name);
+}
+
+// Another spool has other numbers.
+void SinkPump::beginAnew() {
+    cursor = -1;
+    done.clear();
+    tries = 0;
+    nextTry = 0;
 }
 
 void SinkPump::lookAtOpenOnes() {

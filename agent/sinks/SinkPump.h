@@ -44,9 +44,14 @@ public:
     // From any thread: step() returns after the delivery under way, and does nothing from now on.
     void stop();
 
+    // From any thread: from its next step on the pump leaves the spool alone, with nothing open,
+    // until it may come back. For who wants to be alone with a damaged spool.
+    void stayAway(bool awayIN) { away = awayIN; }
+
 private:
     bool round();  // one read and one delivery; true: there may be more to do at once
     void openSpool();
+    void beginAnew();
     void lookAtOpenOnes();
     void settle();  // writes down what was delivered ahead of the cursor
     bool wanted(const Record& record);
@@ -68,8 +73,10 @@ private:
     const BackOff backOff;
 
     std::atomic<bool> stopping{false};
+    std::atomic<bool> away{false};
 
     std::unique_ptr<Spool> spool;          // opened by the first step, on its thread
+    std::uint64_t spoolNumber = 0;         // of the file that was open last
     std::int64_t cursor = -1;              // -1: not read yet
     std::map<std::int64_t, Receipt> done;  // what is delivered or given up but not yet in the spool
     int tries = 0;                         // failed ones for the record behind the cursor

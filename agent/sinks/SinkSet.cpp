@@ -1,6 +1,7 @@
 #include "agent/sinks/SinkSet.h"
 
 #include <cstdint>
+#include <mutex>
 #include <random>
 #include <tuple>
 #include <utility>
@@ -25,10 +26,31 @@ auto allOf(const SinkSettings& s) {
 
 bool sameSink(const SinkSettings& a, const SinkSettings& b) { return allOf(a) == allOf(b); }
 
-SinkSet::SinkSet(std::string spoolFileIN, SinkPump::Note noteIN, Maker makerIN)
-    : spoolFile(std::move(spoolFileIN)), note(std::move(noteIN)), maker(std::move(makerIN)) {}
+// What the host hears until it has gone. The lock is held while it hears: nobody closes the gate
+// under a note that is on its way.
+struct SinkSet::NoteGate {
+    explicit NoteGate(SinkPump::Note noteIN) : note(std::move(noteIN)) {}
 
-SinkSet::~SinkSet() { stop(); }
+    void tell(const std::string& line) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (note) note(line);
+    }
+    void close() {
+        const std::lock_guard<std::mutex> lock(mutex);
+        note = nullptr;
+    }
+
+    std::mutex mutex;
+    SinkPump::Note note;  // guarded by `mutex`; null once closed
+};
+
+SinkSet::SinkSet(std::string spoolFileIN, SinkPump::Note noteIN, Maker makerIN)
+    : spoolFile(std::move(spoolFileIN)),
+      gate(std::make_shared<NoteGate>(std::move(noteIN))),
+      note([kept = gate](const std::string& line) { kept->tell(line); }),
+      maker(std::move(makerIN)) {}
+
+SinkSet::~SinkSet() { (void)stop(); }
 
 void SinkSet::reload(const std::map<std::string, SinkSettings>& wanted) {
     // Made first: when one cannot be made, nothing has changed yet.
@@ -45,7 +67,7 @@ void SinkSet::reload(const std::map<std::string, SinkSettings>& wanted) {
         if (!stays) leaving.push_back(std::move(it->second.worker));
         it = stays ? std::next(it) : running.erase(it);
     }
-    stopAll(std::move(leaving));
+    leftBehind = !stopAll(std::move(leaving)) || leftBehind;
 
     takePlaces(wanted);
     for (auto& [name, sink] : made) {
@@ -78,16 +100,25 @@ void SinkSet::notify() {
     for (auto& [name, sink] : running) sink.worker->notify();
 }
 
-void SinkSet::stop() {
+void SinkSet::stayAway(bool away) {
+    for (auto& [name, sink] : running) sink.worker->stayAway(away);
+}
+
+bool SinkSet::stop() {
     std::vector<std::unique_ptr<SinkWorker>> leaving;
     for (auto& [name, sink] : running) leaving.push_back(std::move(sink.worker));
     running.clear();
-    stopAll(std::move(leaving));
+    leftBehind = !stopAll(std::move(leaving)) || leftBehind;
+    gate->close();
+    return !leftBehind;
 }
 
-void SinkSet::stopAll(std::vector<std::unique_ptr<SinkWorker>> workers) {
+// Each tells by itself.
+bool SinkSet::stopAll(std::vector<std::unique_ptr<SinkWorker>> workers) {
+    bool ended = true;
     for (const auto& worker : workers) worker->askToStop();
-    for (const auto& worker : workers) (void)worker->waitForEnd();  // it tells by itself
+    for (const auto& worker : workers) ended = worker->waitForEnd() && ended;
+    return ended;
 }
 
 std::vector<SinkStatus> SinkSet::status() const {

@@ -6,8 +6,10 @@
 //   sinks.stop();
 //
 // Threads  One thread calls; `note` is called from the workers' threads too, so it must bring its
-//          own locking. Errors: Failure, when a sink cannot be made of its configuration; then
-//          everything is as it was before. Trouble with the spool is told and survived.
+//          own locking. A sink that hangs is left behind with its thread; whenever that one comes
+//          back, `note` is not called any more once stop() or the destructor has returned. Errors:
+//          Failure, when a sink cannot be made of its configuration; then everything is as it was
+//          before. Trouble with the spool is told and survived.
 #ifndef AGENT_SINKS_SINKSET_H
 #define AGENT_SINKS_SINKSET_H
 
@@ -37,8 +39,10 @@ public:
     void reload(const std::map<std::string, SinkSettings>& wanted);
 
     void notify();
-    // Asks all to stop, then waits for each: it takes as long as the slowest.
-    void stop();
+    // Asks all to stop, then waits for each: it takes as long as the slowest. False when one was
+    // left behind: then its thread is still there.
+    bool stop();
+    void stayAway(bool away);  // all of them; see SinkPump
 
     // Of the configured sinks, by name. A spool that cannot be read gives sinks that are not ok.
     std::vector<SinkStatus> status() const;
@@ -49,14 +53,18 @@ private:
         std::unique_ptr<SinkWorker> worker;
     };
 
-    static void stopAll(std::vector<std::unique_ptr<SinkWorker>> workers);
+    struct NoteGate;
+
+    bool stopAll(std::vector<std::unique_ptr<SinkWorker>> workers);
     std::unique_ptr<SinkWorker> start(const SinkSettings& settings, std::unique_ptr<Sink> sink);
     void takePlaces(const std::map<std::string, SinkSettings>& wanted);
 
     const std::string spoolFile;
-    const SinkPump::Note note;
+    const std::shared_ptr<NoteGate> gate;  // with the threads of sinks that were left behind
+    const SinkPump::Note note;             // through the gate
     const Maker maker;
     std::map<std::string, Running> running;  // by name
+    bool leftBehind = false;
 };
 
 // Whether two configurations make the same sink; where they stand does not count.

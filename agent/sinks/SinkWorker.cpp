@@ -52,6 +52,11 @@ void SinkWorker::notify() {
     shared->changed.notify_all();
 }
 
+void SinkWorker::stayAway(bool away) {
+    shared->pump->stayAway(away);
+    notify();
+}
+
 void SinkWorker::askToStop() {
     {
         const std::lock_guard<std::mutex> lock(shared->mutex);

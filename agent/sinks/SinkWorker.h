@@ -30,8 +30,9 @@ public:
     SinkWorker(const SinkWorker&) = delete;
     SinkWorker& operator=(const SinkWorker&) = delete;
 
-    void notify();     // there is something new
-    void askToStop();  // returns at once
+    void notify();             // there is something new
+    void stayAway(bool away);  // see SinkPump
+    void askToStop();          // returns at once
     // Returns when the thread has ended, or the time limit is over: false, and the sink is left
     // behind.
     bool waitForEnd();

@@ -9,13 +9,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <system_error>
 #include <utility>
 
 #include "agent/Failure.h"
 #include "agent/SafeFile.h"
-#include "util/Clock.h"
 
 namespace {
 
@@ -60,19 +58,6 @@ bool exists(const std::string& name) {
     return lstat(name.c_str(), &state) == 0;
 }
 
-std::string asideName(const std::string& file) {
-    const auto now = static_cast<std::time_t>(Clock::current().now());
-    std::tm parts{};
-    char stamp[40] = "damaged";
-    if (gmtime_r(&now, &parts) != nullptr) {
-        (void)std::strftime(stamp, sizeof stamp, "damaged-%Y%m%d-%H%M%S", &parts);
-    }
-    const std::string wanted = file + "." + stamp;
-    std::string name = wanted;
-    for (int i = 2; exists(name); ++i) name = wanted + "-" + std::to_string(i);
-    return name;
-}
-
 void write(const std::string& file, const std::string& text) {
     try {
         writeSafely(file, text);
@@ -83,13 +68,41 @@ void write(const std::string& file, const std::string& text) {
     }
 }
 
+// Into the blocks that the file has. False leaves it in any state.
+bool overwrite(const std::string& file, const std::string& text) {
+    const int fd = open(file.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (fd < 0) return false;
+    const auto size = static_cast<ssize_t>(text.size());
+    const bool done = pwrite(fd, text.data(), text.size(), 0) == size && ftruncate(fd, size) == 0 &&
+                      fsync(fd) == 0;
+    return close(fd) == 0 && done;
+}
+
 }  // namespace
 
 SafeSnapshot::SafeSnapshot(std::string engineFile)
     : file(targetOf(std::move(engineFile))), copy(file + ".safe") {}
 
-std::string SafeSnapshot::restore() {
-    kept.clear();
+std::string SafeSnapshot::restore(const std::string& committed) {
+    remark.clear();
+    kept = copyText();
+    if (isComplete(committed) && committed != kept) {
+        try {
+            keep(committed);
+        } catch (const Failure&) {
+            // Later. What must be right now is the engine's file.
+        }
+    }
+    const std::string& text = isComplete(committed) ? committed : kept;
+    std::string current;
+    (void)readSafely(file, current);
+    if (text.empty() || current == text) return remark;
+    putInPlace(text);
+    return "the engine's snapshot " + file +
+           " was not the one whose events are all in the spool; that one is put back";
+}
+
+std::string SafeSnapshot::copyText() {
     if (!exists(copy)) return std::string();
     std::string text;
     const bool readable = readSafely(copy, text);
@@ -97,22 +110,27 @@ std::string SafeSnapshot::restore() {
         throw Failure(Failure::kFailed, "cannot read " + copy + ": " + std::strerror(errno) +
                                             "; see that this user may read it");
     }
-    if (!readable || !isComplete(text)) {
-        const std::string aside = asideName(copy);
-        if (std::rename(copy.c_str(), aside.c_str()) != 0) {
-            throw Failure(Failure::kFailed, copy + " is damaged and cannot be renamed: " +
-                                                std::strerror(errno) + "; move it away by hand");
-        }
-        return "the safe snapshot " + copy + " was damaged; it is now " + aside +
-               " and the engine starts from its own";
+    if (readable && isComplete(text)) return text;
+    const std::string aside = asideName(copy);
+    if (std::rename(copy.c_str(), aside.c_str()) != 0) {
+        throw Failure(Failure::kFailed, copy + " is damaged and cannot be renamed: " +
+                                            std::strerror(errno) + "; move it away by hand");
     }
-    std::string current;
-    (void)readSafely(file, current);
-    kept = text;
-    if (current == text) return std::string();
-    write(file, text);
-    return "the engine's snapshot " + file +
-           " was not the one whose events are all in the spool; that one is put back";
+    remark = "the safe snapshot " + copy + " was damaged; it is now " + aside +
+             " and the engine starts from its own";
+    return std::string();
+}
+
+void SafeSnapshot::putInPlace(const std::string& text) {
+    try {
+        write(file, text);
+    } catch (const Failure&) {
+        if (text == kept && std::rename(copy.c_str(), file.c_str()) == 0) {
+            kept.clear();
+        } else if (!overwrite(file, text)) {
+            throw;
+        }
+    }
 }
 
 std::string SafeSnapshot::readCurrent() const {
@@ -127,4 +145,10 @@ void SafeSnapshot::keep(const std::string& text) {
     kept = text;
 }
 
-void SafeSnapshot::putBack(const std::string& text) const { write(file, text); }
+void SafeSnapshot::putBack(const std::string& text) const {
+    try {
+        write(file, text);
+    } catch (const Failure&) {
+        if (!overwrite(file, text)) throw;
+    }
+}

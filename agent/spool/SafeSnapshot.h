@@ -3,7 +3,7 @@
 // between would lose them. So the daemon starts the engine from this copy, and what was not spooled
 // is found again.
 //
-//   safe.restore();                                   // before the monitor is constructed
+//   safe.restore(spool.snapshot());                   // before the monitor is constructed
 //   const std::string shown = safe.readCurrent();     // on the monitoring thread, when a poll ends
 //   ... take the events, spool.commit(batch) ...
 //   safe.keep(shown);                                 // temporary file, fsync, rename
@@ -19,9 +19,11 @@ public:
     // `engineFile` is what the engine reads and writes; the copy stands beside it with ".safe".
     explicit SafeSnapshot(std::string engineFile);
 
-    // Puts the copy in the place of the engine's file. Returns "" or a note for people: that the
-    // copy was damaged and is set aside, or differs from what the engine last wrote.
-    std::string restore();
+    // Puts `committed`, or when that is "" the copy, in the place of the engine's file. Returns ""
+    // or a note for people: that the copy was damaged and is set aside, or differs from what the
+    // engine last wrote. On a full disk the copy itself takes the place, or the old file is
+    // overwritten where it lies; keep() makes a copy when there is room again.
+    std::string restore(const std::string& committed = std::string());
     // The whole text of the engine's file; "" when there is none or it is not complete.
     std::string readCurrent() const;
     // Makes `text` the copy, safe against a power cut. Nothing happens when it has not changed.
@@ -32,6 +34,10 @@ public:
     const std::string& copyFile() const { return copy; }
 
 private:
+    std::string copyText();  // "" when there is no good copy; what was found goes into `remark`
+    void putInPlace(const std::string& text);
+
+    std::string remark;
     std::string file;
     std::string copy;
     std::string kept;  // what the copy holds, once known

@@ -1,6 +1,7 @@
 #include "agent/spool/Spool.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <system_error>
 
 #include "agent/Milliseconds.h"
@@ -114,63 +115,95 @@ private:
 
 }  // namespace
 
-Spool::Spool(const std::string& file, Access access) {
-    db = std::make_unique<Database>(file, access);
-    db->note = db->file.note();
+Spool::Spool(const std::string& fileIN, Access accessIN) : file(fileIN), access(accessIN) {
+    open();
+}
+
+void Spool::open() {
+    // It stays closed unless all of this works.
+    auto opening = std::make_unique<Database>(file, access);
+    opening->note = opening->file.note();
     const std::string idFile = machineIdFile(file);
     if (access == Access::kReadOnly) {
-        db->id = readMachineId(idFile);
-        if (db->id.empty()) throw SpoolError("no machine id in " + idFile + "; start the daemon");
+        opening->id = readMachineId(idFile);
+        if (opening->id.empty())
+            throw SpoolError("no machine id in " + idFile + "; start the daemon");
+        db = std::move(opening);
         return;
     }
     try {
-        db->id = readOrMakeMachineId(idFile);
+        opening->id = readOrMakeMachineId(idFile);
     } catch (const std::system_error& e) {
+        const bool full = e.code() == std::errc::no_space_on_device;
         throw SpoolError(std::string("cannot keep the machine id: ") + e.what() +
-                         "; see that there is room and that this user may write there");
+                             "; see that there is room and that this user may write there",
+                         full ? SpoolError::Kind::kFull : SpoolError::Kind::kOther);
     }
 
     // Numbers that were given and are not in the database were in one that is lost, or at the end
     // of this one.
-    const HighWater::Marks given = db->high.read();
-    db->writing([&] {
-        std::int64_t last = db->number(spool::kLastSequence);
+    const HighWater::Marks given = opening->high.read();
+    opening->writing([&] {
+        std::int64_t last = opening->number(spool::kLastSequence);
         // A sector of old contents may hold an older counter than its neighbours hold records.
-        const std::int64_t held = db->sql.number("SELECT max(sequence) FROM records");
+        const std::int64_t held = opening->sql.number("SELECT max(sequence) FROM records");
         if (held > last) {
-            db->setNumber(spool::kLastSequence, held);
-            db->note += (db->note.empty() ? "" : "; ") + std::string("the counter of the spool ") +
-                        file + " stood at " + std::to_string(last) +
-                        "; it goes on behind its last record, " + std::to_string(held);
+            opening->setNumber(spool::kLastSequence, held);
+            opening->note += (opening->note.empty() ? "" : "; ") +
+                             std::string("the counter of the spool ") + file + " stood at " +
+                             std::to_string(last) + "; it goes on behind its last record, " +
+                             std::to_string(held);
             last = held;
         }
-        if (given.sequence > last || (db->file.isNew() && last == 0)) {
-            const std::int64_t leap = db->file.isNew() ? kLeap : 0;
-            db->setNumber(spool::kLastSequence, given.sequence + leap);
-            if (!db->file.isNew()) {
-                db->note += (db->note.empty() ? "" : "; ") + std::string("records ") +
-                            std::to_string(last + 1) + " to " + std::to_string(given.sequence) +
-                            " are missing at the end of the spool " + file;
+        if (given.sequence > last || (opening->file.isNew() && last == 0)) {
+            const std::int64_t leap = opening->file.isNew() ? kLeap : 0;
+            opening->setNumber(spool::kLastSequence, given.sequence + leap);
+            if (!opening->file.isNew()) {
+                opening->note += (opening->note.empty() ? "" : "; ") + std::string("records ") +
+                                 std::to_string(last + 1) + " to " +
+                                 std::to_string(given.sequence) +
+                                 " are missing at the end of the spool " + file;
             }
         }
-        const std::int64_t heldIncident = db->sql.number("SELECT max(id) FROM incidents");
-        if (heldIncident > db->number(spool::kLastIncident)) {
-            db->setNumber(spool::kLastIncident, heldIncident);
+        const std::int64_t heldIncident = opening->sql.number("SELECT max(id) FROM incidents");
+        if (heldIncident > opening->number(spool::kLastIncident)) {
+            opening->setNumber(spool::kLastIncident, heldIncident);
         }
-        if (given.incident > db->number(spool::kLastIncident)) {
-            db->setNumber(spool::kLastIncident, given.incident + (db->file.isNew() ? kLeap : 0));
+        if (given.incident > opening->number(spool::kLastIncident)) {
+            opening->setNumber(spool::kLastIncident,
+                               given.incident + (opening->file.isNew() ? kLeap : 0));
         }
     });
+    opened = opening->file.number();
+    db = std::move(opening);
 }
 
 Spool::~Spool() = default;
 
-const std::string& Spool::openingNote() const { return db->note; }
+// Closed before it is opened: while this process has it open, nobody is alone with it, and a
+// database that is closed late would remove the journal of the new one.
+bool Spool::renew() {
+    const std::uint64_t before = opened;
+    db.reset();
+    open();
+    return opened != before;
+}
 
-const std::string& Spool::machineId() const { return db->id; }
+bool Spool::isCurrent() const { return base().file.isCurrent(); }
+
+std::uint64_t Spool::fileNumber() const { return base().file.number(); }
+
+Spool::Database& Spool::base() const {
+    if (!db) throw SpoolError("the spool " + file + " is closed; restart raidwatch");
+    return *db;
+}
+
+const std::string& Spool::openingNote() const { return base().note; }
+
+const std::string& Spool::machineId() const { return base().id; }
 
 std::string Spool::idOf(std::int64_t sequence) const {
-    return db->id + ":" + std::to_string(sequence);
+    return base().id + ":" + std::to_string(sequence);
 }
 
 std::int64_t Spool::commit(Batch& batch) {
@@ -178,11 +211,12 @@ std::int64_t Spool::commit(Batch& batch) {
     std::int64_t last = 0;
     std::int64_t incident = 0;
     const std::int64_t now = nowMilliseconds();
-    db->writing([&] {
-        first = db->number(spool::kLastSequence) + 1;
+    base().writing([&] {
+        first = base().number(spool::kLastSequence) + 1;
         last = first - 1;
         for (const Record& record : batch.records) {
-            db->sql
+            base()
+                .sql
                 .prepared(std::string("INSERT INTO records (") + kColumns +
                           ") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
                 .bind(1, ++last)
@@ -197,21 +231,22 @@ std::int64_t Spool::commit(Batch& batch) {
                 .bind(10, recordBody(record))
                 .run();
         }
-        if (!batch.records.empty()) db->setNumber(spool::kLastSequence, last);
-        for (const Incident& changed : batch.incidents) db->storeIncident(changed);
-        incident = db->number(spool::kLastIncident);
+        if (!batch.records.empty()) base().setNumber(spool::kLastSequence, last);
+        for (const Incident& changed : batch.incidents) base().storeIncident(changed);
+        incident = base().number(spool::kLastIncident);
         if (batch.polledAt != 0) {
-            db->sql
+            base()
+                .sql
                 .prepared(
                     "UPDATE spans SET last_poll = ? WHERE id = (SELECT max(id) FROM spans)"
                     " AND ended = 0")
                 .bind(1, batch.polledAt)
                 .run();
         }
-        if (!batch.snapshot.empty()) db->setText(spool::kSnapshot, batch.snapshot);
-        if (batch.snapshotMark != 0) db->setNumber(spool::kSnapshotMark, batch.snapshotMark);
+        if (!batch.snapshot.empty()) base().setText(spool::kSnapshot, batch.snapshot);
+        if (batch.snapshotMark != 0) base().setNumber(spool::kSnapshotMark, batch.snapshotMark);
     });
-    db->high.raise({last, incident});
+    base().high.raise({last, incident});
     for (Record& record : batch.records) {
         record.sequence = first++;
         if (record.at == 0) record.at = now;
@@ -220,11 +255,12 @@ std::int64_t Spool::commit(Batch& batch) {
 }
 
 std::int64_t Spool::lastSequence() const {
-    return db->doing("read", [&] { return db->number(spool::kLastSequence); });
+    return base().doing("read", [&] { return base().number(spool::kLastSequence); });
 }
 
 std::int64_t Spool::firstSequence() const {
-    return db->doing("read", [&] { return db->sql.number("SELECT min(sequence) FROM records"); });
+    return base().doing("read",
+                        [&] { return base().sql.number("SELECT min(sequence) FROM records"); });
 }
 
 std::vector<Record> Spool::read(std::int64_t after, int limit) const {
@@ -241,8 +277,8 @@ std::vector<Record> Spool::query(const RecordFilter& filter) const {
                       " ORDER BY sequence" + (backwards ? " DESC" : "");
     if (filter.limit > 0) sql += " LIMIT ?";
     std::vector<Record> found;
-    db->doing("read", [&] {
-        Statement rows(db->sql.get(), sql);
+    base().doing("read", [&] {
+        Statement rows(base().sql.get(), sql);
         const int bound = conditions.bindTo(rows);
         if (filter.limit > 0) rows.bind(bound + 1, filter.limit);
         while (rows.step()) found.push_back(recordAt(rows));
@@ -252,39 +288,72 @@ std::vector<Record> Spool::query(const RecordFilter& filter) const {
 }
 
 std::string Spool::snapshot() const {
-    return db->doing("read", [&] { return db->text(spool::kSnapshot); });
+    return base().doing("read", [&] { return base().text(spool::kSnapshot); });
 }
 
 std::int64_t Spool::snapshotMark() const {
-    return db->doing("read", [&] { return db->number(spool::kSnapshotMark); });
+    return base().doing("read", [&] { return base().number(spool::kSnapshotMark); });
 }
 
 void Spool::setSnapshotMark(std::int64_t sequence) {
-    db->writing([&] { db->setNumber(spool::kSnapshotMark, sequence); });
+    base().writing([&] { base().setNumber(spool::kSnapshotMark, sequence); });
 }
 
+namespace {
+
+constexpr std::int64_t kClockError = std::int64_t{86400} * 1000;  // more is a clock that was wrong
+
+// How far to go at once: a day beyond the last time, or beyond the oldest record.
+std::int64_t limitOfPruning(SqliteFile& sql, std::int64_t wanted, std::int64_t lastTime) {
+    const std::int64_t oldest = sql.number("SELECT min(at) FROM records");
+    return std::min(wanted, std::max(lastTime, oldest) + Spool::kPruneStep);
+}
+
+// The first record that must stay, by its number: times need not grow. One from the future says
+// nothing, unless there are no others.
+std::int64_t firstYoung(SqliteFile& sql, std::int64_t limit, std::int64_t last) {
+    const auto firstFrom = [&](std::int64_t until) {
+        Statement& row = sql.prepared(
+            "SELECT coalesce(min(sequence), 0) FROM records WHERE at >= ? AND at <= ?");
+        row.bind(1, limit).bind(2, until);
+        const std::int64_t found = row.step() ? row.number(0) : 0;
+        row.reset();
+        return found;
+    };
+    const std::int64_t sane = firstFrom(nowMilliseconds() + kClockError);
+    const std::int64_t any = sane != 0 ? sane : firstFrom(INT64_MAX);
+    return any != 0 ? any : last + 1;
+}
+
+}  // namespace
+
 // Records behind the mark are still needed to recognise what the snapshot shows again.
-std::int64_t Spool::prune(std::int64_t time) {
+std::int64_t Spool::prune(std::int64_t wanted) {
     std::int64_t dropped = 0;
-    db->writing([&] {
-        std::int64_t passed = db->number(spool::kLastSequence);
-        if (db->sql.number("SELECT count(*) FROM sinks") > 0) {
-            passed = db->sql.number("SELECT min(cursor) FROM sinks");
+    base().writing([&] {
+        const std::int64_t last = base().number(spool::kLastSequence);
+        const std::int64_t time =
+            limitOfPruning(base().sql, wanted, base().number(spool::kPrunedTo));
+        base().setNumber(spool::kPrunedTo, time);
+        std::int64_t passed = std::min(last, firstYoung(base().sql, time, last) - 1);
+        if (base().sql.number("SELECT count(*) FROM sinks") > 0) {
+            passed = std::min(passed, base().sql.number("SELECT min(cursor) FROM sinks"));
         }
-        const std::int64_t mark = db->number(spool::kSnapshotMark);
+        const std::int64_t mark = base().number(spool::kSnapshotMark);
         if (mark > 0) passed = std::min(passed, mark);
-        Statement& records = db->sql.prepared("DELETE FROM records WHERE at < ? AND sequence <= ?");
-        records.bind(1, time).bind(2, passed).run();
-        dropped = db->sql.changedRows();
+        base().sql.prepared("DELETE FROM records WHERE sequence <= ?").bind(1, passed).run();
+        dropped = base().sql.changedRows();
         if (dropped > 0) {
-            db->sql.run(
+            base().sql.run(
                 "DELETE FROM receipts WHERE sequence NOT IN (SELECT sequence FROM records)");
         }
-        db->sql.prepared("DELETE FROM incidents WHERE open = 0 AND resolved_at < ?")
+        base()
+            .sql.prepared("DELETE FROM incidents WHERE open = 0 AND resolved_at < ?")
             .bind(1, time / 1000)
             .run();
-        db->sql.prepared("DELETE FROM silences WHERE until < ?").bind(1, time / 1000).run();
-        db->sql
+        base().sql.prepared("DELETE FROM silences WHERE until < ?").bind(1, time / 1000).run();
+        base()
+            .sql
             .prepared(
                 "DELETE FROM spans WHERE max(began, last_poll, ended) < ?"
                 " AND id <> (SELECT max(id) FROM spans)")

@@ -30,7 +30,16 @@
 
 class SpoolError : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    enum class Kind {
+        kOther,
+        kFull,     // it goes on when there is room
+        kDamaged,  // what the file holds cannot be what was written; see renew()
+    };
+
+    explicit SpoolError(const std::string& line, Kind kindIN = Kind::kOther)
+        : std::runtime_error(line), kind(kindIN) {}
+
+    Kind kind;
 };
 
 class Spool {
@@ -42,6 +51,15 @@ public:
     ~Spool();
     Spool(const Spool&) = delete;
     Spool& operator=(const Spool&) = delete;
+
+    // Opens the file anew, and sets it aside when it is damaged and nobody else has it open. True
+    // when it is another file than before. After an exception the spool is closed, and every call
+    // but this one throws.
+    bool renew();
+    // False when the name now stands for another file: somebody has set this one aside.
+    bool isCurrent() const;
+    // Of the file that is open: another one has another number.
+    std::uint64_t fileNumber() const;
 
     // "" or one line for people: what was wrong with the file and where it is now.
     const std::string& openingNote() const;
@@ -103,11 +121,21 @@ public:
     void setSnapshotMark(std::int64_t sequence);
 
     // Drops records older than `time` (milliseconds) that every sink has passed. Returns how many.
+    // The limit moves on by kPruneStep at the most with each call, and what stands behind a younger
+    // record stays: a clock that jumps for an hour costs nothing.
+    static constexpr std::int64_t kPruneStep = std::int64_t{86400} * 1000;
     std::int64_t prune(std::int64_t time);
 
 private:
     struct Database;
-    std::unique_ptr<Database> db;
+
+    void open();
+    Database& base() const;  // throws when it is closed
+
+    const std::string file;
+    const Access access;
+    std::unique_ptr<Database> db;  // null: closed
+    std::uint64_t opened = 0;      // number of the file that was open last
 };
 
 #endif  // AGENT_SPOOL_SPOOL_H

@@ -79,7 +79,8 @@ namespace spool {
 constexpr char kLastSequence[] = "last_sequence";  // in the table of numbers
 constexpr char kLastIncident[] = "last_incident";
 constexpr char kSnapshotMark[] = "snapshot_mark";
-constexpr char kSnapshot[] = "snapshot";  // in the table of texts
+constexpr char kPrunedTo[] = "pruned_to";  // milliseconds
+constexpr char kSnapshot[] = "snapshot";   // in the table of texts
 
 }  // namespace spool
 

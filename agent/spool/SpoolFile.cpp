@@ -8,10 +8,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 
+#include "agent/SafeFile.h"
 #include "agent/spool/HighWater.h"
-#include "util/Clock.h"
 
 namespace {
 
@@ -91,18 +90,10 @@ bool exists(const std::string& name) {
     return lstat(name.c_str(), &state) == 0;
 }
 
-// "damaged-20261121-053012", and -2, -3, ... when that name is taken.
-std::string freeNameBeside(const std::string& file) {
-    const auto now = static_cast<std::time_t>(Clock::current().now());
-    std::tm parts{};
-    char stamp[40] = "damaged";
-    if (gmtime_r(&now, &parts) != nullptr) {
-        (void)std::strftime(stamp, sizeof stamp, "damaged-%Y%m%d-%H%M%S", &parts);
-    }
-    const std::string wanted = file + "." + stamp;
-    std::string name = wanted;
-    for (int i = 2; exists(name); ++i) name = wanted + "-" + std::to_string(i);
-    return name;
+// 0 when there is none.
+std::uint64_t inodeOf(const std::string& name) {
+    struct stat state {};
+    return lstat(name.c_str(), &state) == 0 ? state.st_ino : 0;
 }
 
 std::string folderOf(const std::string& file) {
@@ -115,6 +106,7 @@ std::string folderOf(const std::string& file) {
 SpoolFile::SpoolFile(const std::string& fileIN, Spool::Access access) : file(fileIN) {
     try {
         access == Spool::Access::kReadOnly ? openToRead() : lockAndOpen();
+        inode = inodeOf(file);
     } catch (const SqliteError& e) {
         if (lock >= 0) close(lock);
         throw explained(e, "open");
@@ -129,13 +121,18 @@ SpoolFile::~SpoolFile() {
     if (lock >= 0) close(lock);
 }
 
+bool SpoolFile::isCurrent() const { return inodeOf(file) == inode; }
+
 void SpoolFile::lockAndOpen() {
     const std::string lockFile = file + ".lock";
     lock = open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
     if (lock < 0) {
+        const bool full = errno == ENOSPC || errno == EDQUOT;
         throw SpoolError("cannot open the spool " + file + ": " + std::strerror(errno) +
-                         "; see that the folder " + folderOf(file) +
-                         " is there and that this user may write to it");
+                             (full ? "; make room in " + folderOf(file)
+                                   : "; see that the folder " + folderOf(file) +
+                                         " is there and that this user may write to it"),
+                         full ? SpoolError::Kind::kFull : SpoolError::Kind::kOther);
     }
     if (flock(lock, LOCK_EX | LOCK_NB) == 0) {
         openChecked();
@@ -220,7 +217,7 @@ bool SpoolFile::isSound() {
 
 // The side files first: a journal that belongs to nothing must not meet a new database.
 void SpoolFile::setAside(const std::string& why) {
-    const std::string name = freeNameBeside(file);
+    const std::string name = asideName(file);
     for (const char* side : {"-wal", "-shm", ""}) {
         if (!exists(file + side)) continue;
         if (std::rename((file + side).c_str(), (name + side).c_str()) != 0) {
@@ -256,10 +253,13 @@ SpoolError SpoolFile::explained(const SqliteError& error, const char* attempt) c
         std::string("cannot ") + attempt + " the spool " + file + ": " + error.what();
     if (error.systemError != 0) text += std::string(" (") + std::strerror(error.systemError) + ")";
     if (error.isFull() || error.systemError == ENOSPC || error.systemError == EDQUOT) {
-        return SpoolError(text + "; make room in " + folderOf(file));
+        return SpoolError(text + "; make room in " + folderOf(file), SpoolError::Kind::kFull);
     }
     if (error.isBusy()) return SpoolError(text + "; another program holds it, try again");
-    if (error.isDamage()) return SpoolError(text + "; restart raidwatch, which sets it aside");
+    if (error.isDamage()) {
+        return SpoolError(text + "; raidwatch sets it aside as soon as nobody else has it open",
+                          SpoolError::Kind::kDamaged);
+    }
     return SpoolError(text + "; see that " + folderOf(file) +
                       " is there and that this user may write to it");
 }

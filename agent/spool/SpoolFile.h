@@ -8,6 +8,7 @@
 #ifndef AGENT_SPOOL_SPOOLFILE_H
 #define AGENT_SPOOL_SPOOLFILE_H
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -25,6 +26,8 @@ public:
     const std::string& name() const { return file; }
     const std::string& note() const { return opened; }  // "" or what was done at the opening
     bool isNew() const { return fresh; }                // it replaces one that is lost
+    bool isCurrent() const;                             // the name still stands for this file
+    std::uint64_t number() const { return inode; }
 
     // For people: what could not be done, why, and the cure.
     SpoolError explained(const SqliteError& error, const char* attempt) const;
@@ -42,6 +45,7 @@ private:
     std::string opened;
     bool fresh = false;
     int lock = -1;
+    std::uint64_t inode = 0;  // of the file that is open
     std::unique_ptr<SqliteFile> connection;
 };
 

@@ -38,15 +38,16 @@ void Spool::Database::storeIncident(const Incident& incident) {
 }
 
 std::vector<Incident> Spool::openIncidents() const {
-    return db->doing("read", [&] {
+    return base().doing("read", [&] {
         return incidentsOf(
-            db->sql.prepared(std::string(kIncidents) + " WHERE open = 1 ORDER BY id"));
+            base().sql.prepared(std::string(kIncidents) + " WHERE open = 1 ORDER BY id"));
     });
 }
 
 std::vector<Incident> Spool::incidentsSince(std::int64_t time) const {
-    return db->doing("read", [&] {
-        return incidentsOf(db->sql
+    return base().doing("read", [&] {
+        return incidentsOf(base()
+                               .sql
                                .prepared(std::string(kIncidents) +
                                          " WHERE open = 1 OR resolved_at >= ? ORDER BY id")
                                .bind(1, time));
@@ -54,22 +55,22 @@ std::vector<Incident> Spool::incidentsSince(std::int64_t time) const {
 }
 
 std::int64_t Spool::lastIncident() const {
-    return db->doing("read", [&] { return db->number(spool::kLastIncident); });
+    return base().doing("read", [&] { return base().number(spool::kLastIncident); });
 }
 
 void Spool::putIncident(const Incident& incident) {
     std::int64_t highest = 0;
-    db->writing([&] {
-        db->storeIncident(incident);
-        highest = db->number(spool::kLastIncident);
+    base().writing([&] {
+        base().storeIncident(incident);
+        highest = base().number(spool::kLastIncident);
     });
-    db->high.raise({0, highest});
+    base().high.raise({0, highest});
 }
 
 std::vector<Silence> Spool::silences() const {
     std::vector<Silence> found;
-    db->doing("read", [&] {
-        Statement& rows = db->sql.prepared("SELECT id, until, body FROM silences ORDER BY id");
+    base().doing("read", [&] {
+        Statement& rows = base().sql.prepared("SELECT id, until, body FROM silences ORDER BY id");
         while (rows.step()) {
             Silence silence = silenceFromJson(fromStoredJson(rows.text(2)));
             silence.id = rows.number(0);
@@ -82,21 +83,22 @@ std::vector<Silence> Spool::silences() const {
 
 std::int64_t Spool::addSilence(const Silence& silence) {
     std::int64_t id = 0;
-    db->writing([&] {
-        db->sql.prepared("INSERT INTO silences (until, body) VALUES (?, ?)")
+    base().writing([&] {
+        base()
+            .sql.prepared("INSERT INTO silences (until, body) VALUES (?, ?)")
             .bind(1, silence.until)
             .bind(2, storedJson(silenceJson(silence)))
             .run();
-        id = db->sql.number("SELECT last_insert_rowid()");
+        id = base().sql.number("SELECT last_insert_rowid()");
     });
     return id;
 }
 
 bool Spool::removeSilence(std::int64_t id) {
     bool removed = false;
-    db->writing([&] {
-        db->sql.prepared("DELETE FROM silences WHERE id = ?").bind(1, id).run();
-        removed = db->sql.changedRows() > 0;
+    base().writing([&] {
+        base().sql.prepared("DELETE FROM silences WHERE id = ?").bind(1, id).run();
+        removed = base().sql.changedRows() > 0;
     });
     return removed;
 }

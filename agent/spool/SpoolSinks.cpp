@@ -60,10 +60,10 @@ void move(SqliteFile& sql, const std::string& sink, std::int64_t sequence) {
 
 std::int64_t Spool::cursor(const std::string& sink) {
     std::int64_t cursor = 0;
-    if (db->doing("read", [&] { return readCursor(db->sql, sink, cursor); })) return cursor;
-    db->writing([&] {
-        begin(db->sql, sink, db->number(spool::kLastSequence));
-        (void)readCursor(db->sql, sink, cursor);
+    if (base().doing("read", [&] { return readCursor(base().sql, sink, cursor); })) return cursor;
+    base().writing([&] {
+        begin(base().sql, sink, base().number(spool::kLastSequence));
+        (void)readCursor(base().sql, sink, cursor);
     });
     return cursor;
 }
@@ -71,11 +71,12 @@ std::int64_t Spool::cursor(const std::string& sink) {
 void Spool::deliver(const std::string& sink, std::int64_t sequence, const Receipt& receipt) {
     const std::int64_t at = timeOf(receipt);
     const bool delivered = receipt.outcome == Receipt::Outcome::kDelivered;
-    db->writing([&] {
-        begin(db->sql, sink, sequence);
-        keepReceipt(db->sql, sink, sequence, receipt, at);
-        move(db->sql, sink, sequence);
-        db->sql
+    base().writing([&] {
+        begin(base().sql, sink, sequence);
+        keepReceipt(base().sql, sink, sequence, receipt, at);
+        move(base().sql, sink, sequence);
+        base()
+            .sql
             .prepared(
                 "UPDATE sinks SET tries = 0, last_answer = ?, ok = ?,"
                 " last_delivered = CASE WHEN ? THEN ? ELSE last_delivered END WHERE sink = ?")
@@ -89,17 +90,18 @@ void Spool::deliver(const std::string& sink, std::int64_t sequence, const Receip
 }
 
 void Spool::skip(const std::string& sink, std::int64_t sequence) {
-    db->writing([&] {
-        begin(db->sql, sink, sequence);
-        move(db->sql, sink, sequence);
+    base().writing([&] {
+        begin(base().sql, sink, sequence);
+        move(base().sql, sink, sequence);
     });
 }
 
 void Spool::failed(const std::string& sink, std::int64_t sequence, const Receipt& receipt) {
-    db->writing([&] {
-        begin(db->sql, sink, sequence - 1);
-        keepReceipt(db->sql, sink, sequence, receipt, timeOf(receipt));
-        db->sql.prepared("UPDATE sinks SET tries = ?, last_answer = ?, ok = 0 WHERE sink = ?")
+    base().writing([&] {
+        begin(base().sql, sink, sequence - 1);
+        keepReceipt(base().sql, sink, sequence, receipt, timeOf(receipt));
+        base()
+            .sql.prepared("UPDATE sinks SET tries = ?, last_answer = ?, ok = 0 WHERE sink = ?")
             .bind(1, receipt.tries)
             .bind(2, receipt.answer)
             .bind(3, sink)
@@ -109,8 +111,9 @@ void Spool::failed(const std::string& sink, std::int64_t sequence, const Receipt
 
 std::vector<Receipt> Spool::receipts(std::int64_t sequence) const {
     std::vector<Receipt> found;
-    db->doing("read", [&] {
-        Statement& rows = db->sql
+    base().doing("read", [&] {
+        Statement& rows = base()
+                              .sql
                               .prepared(
                                   "SELECT sink, at, outcome, tries, answer FROM receipts"
                                   " WHERE sequence = ? ORDER BY sink")
@@ -131,8 +134,8 @@ std::vector<Receipt> Spool::receipts(std::int64_t sequence) const {
 
 std::vector<SinkStatus> Spool::sinkStatus() const {
     std::vector<SinkStatus> found;
-    db->doing("read", [&] {
-        Statement& rows = db->sql.prepared(
+    base().doing("read", [&] {
+        Statement& rows = base().sql.prepared(
             "SELECT sink, cursor, last_delivered, tries, last_answer, ok,"
             " (SELECT count(*) FROM records WHERE sequence > cursor),"
             " (SELECT count(*) FROM receipts WHERE receipts.sink = sinks.sink AND outcome = 2)"
@@ -154,5 +157,6 @@ std::vector<SinkStatus> Spool::sinkStatus() const {
 }
 
 void Spool::forgetSink(const std::string& sink) {
-    db->writing([&] { db->sql.prepared("DELETE FROM sinks WHERE sink = ?").bind(1, sink).run(); });
+    base().writing(
+        [&] { base().sql.prepared("DELETE FROM sinks WHERE sink = ?").bind(1, sink).run(); });
 }

@@ -17,21 +17,23 @@ std::string bootId() {
 
 // A span that was not ended in order keeps its 0: it ended at its last poll, by a kill or a crash.
 void Spool::beginWatch(std::int64_t now) {
-    db->writing([&] {
-        db->sql
+    base().writing([&] {
+        base()
+            .sql
             .prepared(
                 "INSERT INTO spans (began, last_poll, ended, boot_id, first_sequence)"
                 " VALUES (?, 0, 0, ?, ?)")
             .bind(1, now)
             .bind(2, bootId())
-            .bind(3, db->number(spool::kLastSequence))
+            .bind(3, base().number(spool::kLastSequence))
             .run();
     });
 }
 
 void Spool::endWatch(std::int64_t now) {
-    db->writing([&] {
-        db->sql
+    base().writing([&] {
+        base()
+            .sql
             .prepared(
                 "UPDATE spans SET ended = ? WHERE id = (SELECT max(id) FROM spans) AND ended = 0")
             .bind(1, now)
@@ -41,9 +43,10 @@ void Spool::endWatch(std::int64_t now) {
 
 std::vector<WatchSpan> Spool::watchSpans(std::int64_t since) const {
     std::vector<WatchSpan> found;
-    db->doing("read", [&] {
+    base().doing("read", [&] {
         Statement& rows =
-            db->sql
+            base()
+                .sql
                 .prepared(
                     "SELECT began, last_poll, ended, boot_id, first_sequence FROM spans"
                     " WHERE max(began, last_poll, ended) >= ?"

@@ -3,6 +3,7 @@
 #include "agent/daemon/Daemon.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/file.h>
 #include <sys/sem.h>
 #include <sys/socket.h>
@@ -125,6 +126,9 @@ TEST_F(DaemonTest, GivenADamagedSpoolThenSetsItAsideAndGoesOnFromTheCopy) {
 }
 
 TEST_F(DaemonTest, GivenAStuckMachineWideLockThenFreesItAndSaysSo) {
+    // A replay earlier in this process has left it in a namespace where the engine's lock would
+    // have the identifier 0, which is no lock.
+    if (unshare(CLONE_NEWIPC) == 0) (void)semget(IPC_PRIVATE, 1, 0600);
     startAndWait();
     ASSERT_EQ(0, room.stop(SIGTERM));
     const int lock = semget(kLockKey, 1, 0);

@@ -87,6 +87,7 @@ TEST(IncidentRules, GivenOneConditionThenNoTwoValuesAreEquallyBad) {
 TEST(IncidentRules, GivenAConditionThatCanEndThenAnEventEndsIt) {
     for (const Standing& standing : kStandings) {
         if (standing.toldOnce) continue;
+        if (std::string(standing.condition) == "storage") continue;  // IncidentBook::follow()
         bool ends = false;
         for (const EventRule& rule : kEventRules) {
             ends = ends || (rule.kind == Kind::kResolves &&
