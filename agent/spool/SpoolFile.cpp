@@ -131,12 +131,14 @@ SpoolFile::~SpoolFile() {
 
 void SpoolFile::lockAndOpen() {
     const std::string lockFile = file + ".lock";
-    lock = open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
+    // Who may read the file may lock it, for ever if he likes.
+    lock = open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (lock < 0) {
         throw SpoolError("cannot open the spool " + file + ": " + std::strerror(errno) +
                          "; see that the folder " + folderOf(file) +
                          " is there and that this user may write to it");
     }
+    (void)fchmod(lock, 0600);  // as left by an older version
     if (flock(lock, LOCK_EX | LOCK_NB) == 0) {
         openChecked();
         (void)flock(lock, LOCK_SH);
