@@ -8,7 +8,7 @@ ArchiveLibrary::ArchiveLibrary() {
     library.find("archive_read_new", readNew);
     library.find("archive_read_free", readFree);
     library.find("archive_read_support_format_tar", readSupportFormatTar);
-    library.find("archive_read_support_filter_all", readSupportFilterAll);
+    library.find("archive_read_support_filter_xz", readSupportFilterXz);
     library.find("archive_read_open_filename", readOpenFilename);
     library.find("archive_read_next_header", readNextHeader);
     library.find("archive_read_data_block", readDataBlock);

@@ -19,7 +19,7 @@ struct ArchiveLibrary {
     decltype(&archive_read_new) readNew = nullptr;
     decltype(&archive_read_free) readFree = nullptr;
     decltype(&archive_read_support_format_tar) readSupportFormatTar = nullptr;
-    decltype(&archive_read_support_filter_all) readSupportFilterAll = nullptr;
+    decltype(&archive_read_support_filter_xz) readSupportFilterXz = nullptr;
     decltype(&archive_read_open_filename) readOpenFilename = nullptr;
     decltype(&archive_read_next_header) readNextHeader = nullptr;
     decltype(&archive_read_data_block) readDataBlock = nullptr;

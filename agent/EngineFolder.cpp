@@ -88,7 +88,7 @@ std::string EngineFolder::libraryFolder() {
     void* const inside = dlsym(RTLD_DEFAULT, "dllSafeDeleteRAIDMON");
     if (inside == nullptr || dladdr(inside, &info) == 0 || info.dli_fname == nullptr) return "./";
     std::error_code error;
-    const fs::path library = fs::absolute(info.dli_fname, error);
+    const fs::path library = fs::absolute(info.dli_fname, error).lexically_normal();
     return error ? "./" : withSlash(fs::path(library).parent_path().string());
 }
 

@@ -60,7 +60,8 @@ private:
     void open() {
         if (!reader || !writer) refuse("no memory");
         library.readSupportFormatTar(reader.get());
-        library.readSupportFilterAll(reader.get());
+        // Only this one: of the others, some are programs that would be started.
+        library.readSupportFilterXz(reader.get());
         if (library.readOpenFilename(reader.get(), name.c_str(), kReadBlock) != ARCHIVE_OK) {
             refuse(reason(reader.get()));
         }

@@ -45,6 +45,10 @@ endif()
 add_executable(raidwatch "${AGENT_MAIN}")
 target_compile_definitions(raidwatch PRIVATE QEL_VERSION="${PROJECT_VERSION}")
 target_link_libraries(raidwatch PRIVATE qel_flags raidwatch_core)
+# Linked with the path that it is installed with. CMake makes room for changing a path by empty
+# elements, and the loader takes an empty one for the folder that the program is started in.
+set(run_path "$ORIGIN/../lib" "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+list(REMOVE_DUPLICATES run_path)
 set_target_properties(raidwatch PROPERTIES
-    INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+    INSTALL_RPATH "${run_path}" BUILD_WITH_INSTALL_RPATH ON)
 add_dependencies(raidwatch catalogue)

@@ -22,11 +22,23 @@ check_pie_supported(LANGUAGES CXX)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 add_library(qel_flags INTERFACE)
+# A text that comes from elsewhere is never a format: that is an error also where warnings are not.
 target_compile_options(qel_flags INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
+    -Wformat -Wformat-security -Werror=format-security
     $<$<BOOL:${QEL_WERROR}>:-Werror>
-    -fstack-protector-strong -fstack-clash-protection -fcf-protection)
-target_link_options(qel_flags INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
+    -fstack-protector-strong)
+target_link_options(qel_flags INTERFACE
+    -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,-z,text -Wl,--as-needed)
+# What not every compiler has for every processor. scripts/check-hardening looks at the result.
+include(CheckCXXCompilerFlag)
+foreach(option stack-clash-protection cf-protection)
+    string(MAKE_C_IDENTIFIER "QEL_HAS_${option}" has)
+    check_cxx_compiler_flag("-f${option}" ${has})
+    if(${has})
+        target_compile_options(qel_flags INTERFACE "-f${option}")
+    endif()
+endforeach()
 
 if(QEL_SANITIZE)
     add_compile_options(-fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all
@@ -35,6 +47,6 @@ if(QEL_SANITIZE)
 else()
     # Fortified calls hide errors from the sanitizers, and those leave their own runtime undefined.
     target_compile_options(qel_flags INTERFACE
-        $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+        $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=3>)
     target_link_options(qel_flags INTERFACE -Wl,-z,defs)
 endif()

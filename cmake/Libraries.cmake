@@ -27,7 +27,7 @@ function(qel_add_library target output sources)
     set_target_properties(${target} PROPERTIES
         OUTPUT_NAME ${output} EXPORT_NAME ${output} LINK_DEPENDS "${map}"
         VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
-        INSTALL_RPATH "$ORIGIN" LINKER_LANGUAGE CXX)
+        INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH ON LINKER_LANGUAGE CXX)
     target_include_directories(${target} INTERFACE
         "$<BUILD_INTERFACE:${QEL_PUBLIC_INCLUDE}>" "$<INSTALL_INTERFACE:include/qel>")
     target_compile_features(${target} INTERFACE cxx_std_17)

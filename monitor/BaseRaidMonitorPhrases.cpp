@@ -2,6 +2,7 @@
 // for events that are raised.
 #include "monitor/BaseRaidMonitor.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -56,6 +57,13 @@ constexpr LevelText kLevelTexts[] = {
     {nullptr, &phrases::kRaid60},
 };
 // clang-format on
+
+// What a device or a stored snapshot calls a thing, fit to be inserted into a text. There "{" would
+// call for a substitution, and "{0}" in the first argument for one without end.
+std::string insertable(std::string name) {
+    std::replace(name.begin(), name.end(), '{', '_');
+    return name;
+}
 
 std::string decimal(int value) { return NLSParser::itoa(value, 10); }
 std::string decimal(unsigned int value) { return decimal(static_cast<int>(value)); }
@@ -253,7 +261,7 @@ std::string BaseRaidMonitor::getDetailedAdapterID(Adapter* adapter) {
     }
     const int slot = adapter->getPhysicalSlot();
     return nls.get(phrases::kControllerDescription.key,
-                   {decimal(adapter->addr.controllerID + 1), description,
+                   {decimal(adapter->addr.controllerID + 1), insertable(description),
                     slot == kNotSet ? std::string("Unknown") : decimal(slot)});
 }
 
@@ -274,7 +282,8 @@ std::string BaseRaidMonitor::getEventID(LogicalDrive* logicalDrive) {
     Adapter* adapter = logicalDrive->getAdapter();
     std::string drive = decimal(logicalDrive->addr.logicalDriveID);
     if (logicalDrive->isInstanceOf("ZorBasicLogicalDrive")) {
-        drive = nls.get(phrases::kNamedLogicalDrive.key, {getLogicalName(logicalDrive), drive});
+        drive = nls.get(phrases::kNamedLogicalDrive.key,
+                        {insertable(getLogicalName(logicalDrive)), drive});
     }
     return nls.get(phrases::kLogicalDrive.key,
                    {adapter == nullptr ? decimal(kNotSet) : getDetailedAdapterID(adapter), drive});
@@ -291,10 +300,10 @@ std::string BaseRaidMonitor::getEventID(Channel* channel) {
 std::string BaseRaidMonitor::getReplacementID(PhysicalDevice* device) {
     if (device == nullptr) return std::string();
     if (device->fruNumber[0] != 0)
-        return nls.get(phrases::kPartNumber.key, {std::string(device->fruNumber)});
+        return nls.get(phrases::kPartNumber.key, {insertable(device->fruNumber)});
     if (device->vendor[0] == 0 || device->model[0] == 0) return std::string();
     return nls.get(phrases::kVendorModel.key,
-                   {std::string(device->vendor), std::string(device->model)});
+                   {insertable(device->vendor), insertable(device->model)});
 }
 
 // Hundredths without zero fill: 12.05 GB reads "12.5 GB" and 1.999 GB "1.100 GB". Intended: hosts

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -50,6 +51,25 @@ TEST_F(BaseRaidMonitorPhrases, GivenAnAdapterThenDescriptionBeginsWithABlankUnle
         setText(adapter->controllerSerial, c.serial);
         EXPECT_EQ(shown("eventArgController2", {"1", c.description, "Unknown"}),
                   monitor.getDetailedAdapterID(adapter.get()));
+    }
+}
+
+// A stored snapshot may hold anything. "{0}" would be replaced by the text that holds it, for ever,
+// and a "{" at the end has no number behind it.
+TEST_F(BaseRaidMonitorPhrases, GivenNamesThatAskForASubstitutionThenTheyAreShownAsTheyAre) {
+    for (const char* name : {"{0}", "{1}", "a{", "{", "%eventArgController%"}) {
+        SCOPED_TRACE(name);
+        std::string safe = name;
+        std::replace(safe.begin(), safe.end(), '{', '_');
+        setText(adapter->deviceName, name);
+        EXPECT_EQ(shown("eventArgController2", {"1", " " + safe, "Unknown"}),
+                  monitor.getDetailedAdapterID(adapter.get()));
+        HardDrive* drive = tree::drive(*tree::channel(*adapter, 0), 1);
+        setText(drive->vendor, name);
+        setText(drive->model, name);
+        EXPECT_EQ(shown("deviceArgVendorModel", {safe, safe}), monitor.getReplacementID(drive));
+        setText(drive->fruNumber, name);
+        EXPECT_EQ(shown("deviceArgFRU", {safe}), monitor.getReplacementID(drive));
     }
 }
 

@@ -146,11 +146,17 @@ void ControlServer::serve() {
         // One step for each client, so that nobody who asks much delays the others.
         for (std::size_t i = 0; i < clients.size(); ++i) {
             Client& client = clients[i];
-            const bool called = ready > 0 && waiting[i + 2].revents != 0;
+            const int events = ready > 0 ? waiting[i + 2].revents : 0;
+            const bool called = events != 0;
             if (client.writing()) {
                 if (called) writeTo(client);
             } else if (client.hasLine()) {
-                if (mayAnswer(client)) answer(client);
+                if (mayAnswer(client)) {
+                    answer(client);
+                } else {
+                    // Who has gone would wake us again and again until his time is over.
+                    client.done = (events & (POLLHUP | POLLERR)) != 0;
+                }
             } else if (called) {
                 readFrom(client);
             }
@@ -184,13 +190,19 @@ void ControlServer::acceptClients() {
             return;
         }
         const uid_t peer = peerOf(fd);
-        if (clients.size() >= limits.clients || clientsOf(peer) >= limits.perUser) {
+        if (!hasPlaceFor(peer)) {
             (void)!send(fd, kTooMany, sizeof kTooMany - 1, MSG_NOSIGNAL | MSG_DONTWAIT);
             (void)close(fd);
             continue;
         }
         clients.emplace_back(fd, peer, SteadyClock::now() + limits.patience);
     }
+}
+
+// An account can have thousands of user numbers, by user namespaces; root has only one.
+bool ControlServer::hasPlaceFor(uid_t user) const {
+    if (clientsOf(user) >= limits.perUser) return false;
+    return user == 0 || clients.size() < limits.clients;
 }
 
 std::size_t ControlServer::clientsOf(uid_t user) const {
@@ -213,11 +225,14 @@ void ControlServer::readFrom(Client& client) {
 }
 
 bool ControlServer::mayAnswer(const Client& asking) const {
-    std::size_t unread = 0;
+    std::size_t own = 0;
+    std::size_t all = 0;
     for (const Client& client : clients) {
-        if (client.peer == asking.peer) unread += client.out.size() - client.sent;
+        const std::size_t unread = client.out.size() - client.sent;
+        all += unread;
+        if (client.peer == asking.peer) own += unread;
     }
-    return unread < limits.unread;
+    return own < limits.unread && (asking.peer == 0 || all < limits.unreadOfAll);
 }
 
 // The next line, or a line that has become too long.

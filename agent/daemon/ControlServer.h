@@ -7,7 +7,8 @@
 // its own, never waits for a client, and knows limits. A client that sends no whole line, or does
 // not read its answer, is dropped when its time is over; one that sends a longer line gets an
 // answer that says so and is dropped; one user can take only a part of the places, and gets no more
-// answers while too much of earlier ones waits to be read.
+// answers while too much of earlier ones waits to be read. Many users together can take all places,
+// but never those of root.
 //
 // A socket that was left behind is replaced; the caller has the lock of the run folder (PidLock).
 //
@@ -36,9 +37,10 @@ public:
     struct Limits {
         std::size_t clients = 64;
         std::size_t perUser = 16;
-        std::size_t request = 64 * 1024;            // bytes of a line
-        std::size_t unread = 32 * 1024 * 1024;      // bytes of answers that a user has yet to read
-        std::chrono::milliseconds patience{10000};  // for a whole line, and for taking the answer
+        std::size_t request = 64 * 1024;        // bytes of a line
+        std::size_t unread = 32 * 1024 * 1024;  // bytes of answers that a user has yet to read
+        std::size_t unreadOfAll = 128 * 1024 * 1024;  // the same, of all users together
+        std::chrono::milliseconds patience{10000};    // for a whole line, and for taking the answer
     };
     // Neither line has its line end.
     using Handler = std::function<std::string(const std::string& line, uid_t peer)>;
@@ -62,6 +64,7 @@ private:
     void acceptClients();
     void readFrom(Client& client);
     void answer(Client& client);
+    bool hasPlaceFor(uid_t user) const;
     bool mayAnswer(const Client& asking) const;
     void writeTo(Client& client);
     void dropFinished();

@@ -24,14 +24,16 @@ std::string userName(uid_t user) {
     return found == nullptr ? "user " + std::to_string(user) : std::string(found->pw_name);
 }
 
-// Before anything recursive sees it. Brackets inside texts count too: nobody needs that many.
+// Before anything recursive sees it: the parser needs no stack for depth, but who copies or writes
+// what it made does. Only the parser knows which brackets stand inside texts.
 bool isDeep(const std::string& line) {
-    int depth = 0;
-    for (const char c : line) {
-        if ((c == '[' || c == '{') && ++depth > kDeepest) return true;
-        if (c == ']' || c == '}') --depth;
-    }
-    return false;
+    bool deep = false;
+    const auto look = [&deep](int depth, Json::parse_event_t, Json&) {
+        deep = deep || depth > kDeepest;
+        return !deep;  // from there on nothing is kept
+    };
+    const Json shallow = Json::parse(line, look, false);
+    return deep;
 }
 
 std::string refusal(const std::string& why, int exitCode) {

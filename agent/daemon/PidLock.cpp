@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -28,11 +29,12 @@ std::string holderOf(int fd) {
 }  // namespace
 
 PidLock::PidLock(const std::string& file)
-    : fd(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644)) {
+    : fd(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)) {
     if (fd < 0) {
         throw Failure(Failure::kFailed, "cannot write " + file + " (" + std::strerror(errno) +
                                             "); name another folder for it, run in [paths]");
     }
+    (void)fchmod(fd, 0600);  // as left by an older version; fails where it is somebody else's
     for (int tries = 0; flock(fd, LOCK_EX | LOCK_NB) != 0;) {
         if (errno == EINTR) continue;
         if (errno == EWOULDBLOCK && ++tries < kTries) {

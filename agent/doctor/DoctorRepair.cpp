@@ -24,7 +24,7 @@ constexpr unsigned kOpenMode = 0755;
 class OpenLock {
 public:
     explicit OpenLock(const std::string& file)
-        : fd(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644)) {}
+        : fd(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)) {}
     ~OpenLock() {
         if (fd >= 0) (void)close(fd);
     }

@@ -222,19 +222,18 @@ bool ValueChecker::isUrl(const SettingKey& row, const SettingValue& value) {
     const std::vector<std::string> schemes = splitWords(row.words);
     const std::size_t colon = value.text.find("://");
     const std::string scheme = value.text.substr(0, std::min(colon, value.text.size()));
-    if (colon == std::string::npos || colon + 3 >= value.text.size() ||
-        std::find(schemes.begin(), schemes.end(), scheme) == schemes.end()) {
-        return fail(value, name(row) + " is " + shown(value.text) + "; begin it with " +
-                               joined(schemes, ":// or ") + "://");
-    }
-    const std::size_t host = colon + 3;
-    const std::size_t end = value.text.find_first_of("/?#", host);
-    // The value itself is not repeated: it holds the secret.
-    if (value.text.substr(host, end == std::string::npos ? end : end - host).find('@') !=
+    // Before anything repeats the value: it holds the secret.
+    const std::size_t host = colon == std::string::npos ? 0 : colon + 3;
+    if (value.text.substr(0, value.text.find_first_of("/?#", host)).find('@') !=
         std::string::npos) {
         return fail(value, name(row) +
                                " holds a user or password; take it out and use user and "
                                "password_file, or token_file");
+    }
+    if (colon == std::string::npos || colon + 3 >= value.text.size() ||
+        std::find(schemes.begin(), schemes.end(), scheme) == schemes.end()) {
+        return fail(value, name(row) + " is " + shown(value.text) + "; begin it with " +
+                               joined(schemes, ":// or ") + "://");
     }
     return true;
 }

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "agent/SafeText.h"
+#include "agent/sinks/HookCheck.h"
 #include "agent/sinks/HookProcess.h"
 
 namespace {
@@ -76,6 +77,8 @@ void MailProgram::cancel() {
 }
 
 Answer MailProgram::send(const std::string& text) const {
+    const std::string others = whoElse();
+    if (!others.empty()) return {Answer::Kind::kRetry, others};
     HookCall call;
     call.arguments = arguments;
     call.environment = ourEnvironment();
@@ -88,7 +91,13 @@ Answer MailProgram::send(const std::string& text) const {
 }
 
 std::string MailProgram::problem() const {
-    if (access(arguments.front().c_str(), X_OK) == 0) return std::string();
+    if (access(arguments.front().c_str(), X_OK) == 0) return whoElse();
     return safeText(arguments.front()) + ": " + std::strerror(errno) +
            "; install it or correct sendmail";
+}
+
+// It runs as we do, which may be root. What is not there is for others to tell.
+std::string MailProgram::whoElse() const {
+    if (access(arguments.front().c_str(), X_OK) != 0) return std::string();
+    return hookTrouble(arguments.front(), geteuid());
 }

@@ -5,7 +5,8 @@
 //   const Answer answer = program.send(text);
 //
 // Exit code 0 is delivered; those of sysexits.h that speak of the mail (65, 67, 68) refuse it; any
-// other is tried again. What takes too long is ended with all that it started.
+// other is tried again. What takes too long is ended with all that it started. A program that
+// somebody else could have changed is not run, see HookCheck.
 //
 // Threads  Any number at once. Errors: an Answer; nothing is thrown.
 #ifndef AGENT_SINKS_MAILPROGRAM_H
@@ -31,6 +32,8 @@ public:
     std::string problem() const;
 
 private:
+    std::string whoElse() const;  // "" or why it is not ours alone
+
     std::vector<std::string> arguments;  // the first is the program, by its full path
     std::chrono::milliseconds timeout;
     int stopFd;  // readable once cancel() was called; -1 when there is no such thing

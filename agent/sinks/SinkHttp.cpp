@@ -29,6 +29,11 @@ std::string httpUrl(const SinkSettings& settings, const std::string& key, const 
         throw BadSinkSetting(settings, key + (url.empty() ? " is missing" : " is no address") +
                                            "; write it as https://host/path");
     }
+    const bool readable = parts.scheme == "http" && settings.text("unix_socket").empty();
+    if (!settings.text("token").empty() && readable && !parts.loopback()) {
+        throw BadSinkSetting(settings,
+                             "the token could be read on its way; begin " + key + " with https://");
+    }
     return url;
 }
 

@@ -12,7 +12,8 @@
 // ca_file, cert_file, key_file and unix_socket; the files must be readable.
 HttpClient::Access httpAccess(const SinkSettings& settings);
 
-// `url`, once it is an http or https address. `key` names it in messages, which never show it.
+// `url`, once it is an http or https address, and encrypted where a token goes to another machine.
+// `key` names it in messages, which never show it.
 std::string httpUrl(const SinkSettings& settings, const std::string& key, const std::string& url);
 
 // Adds "Authorization: Bearer" unless `token` is empty, and marks the token as a secret.

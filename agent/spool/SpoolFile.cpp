@@ -125,7 +125,8 @@ bool SpoolFile::isCurrent() const { return inodeOf(file) == inode; }
 
 void SpoolFile::lockAndOpen() {
     const std::string lockFile = file + ".lock";
-    lock = open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644);
+    // Who may read the file may lock it, for ever if he likes.
+    lock = open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (lock < 0) {
         const bool full = errno == ENOSPC || errno == EDQUOT;
         throw SpoolError("cannot open the spool " + file + ": " + std::strerror(errno) +
@@ -134,6 +135,7 @@ void SpoolFile::lockAndOpen() {
                                          " is there and that this user may write to it"),
                          full ? SpoolError::Kind::kFull : SpoolError::Kind::kOther);
     }
+    (void)fchmod(lock, 0600);  // as left by an older version
     if (flock(lock, LOCK_EX | LOCK_NB) == 0) {
         openChecked();
         (void)flock(lock, LOCK_SH);

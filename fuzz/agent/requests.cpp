@@ -1,8 +1,9 @@
 // Fuzzes what clients ask the daemon: each line is a request to a real spool. What stands behind an
 // empty line is the daemon's state file.
-// Parsed code: agent/daemon/Requests.cpp agent/daemon/ChangeRequests.cpp agent/JsonFields.cpp
+// Parsed code: agent/daemon/Door.cpp agent/daemon/Requests.cpp
+// Parsed code: agent/daemon/ChangeRequests.cpp agent/JsonFields.cpp
 
-#include "agent/daemon/Requests.h"
+#include <unistd.h>
 
 #include <memory>
 #include <sstream>
@@ -10,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "agent/daemon/ChangeRequests.h"
+#include "agent/daemon/Door.h"
 #include "fuzz/support/Fuzz.h"
 #include "fuzz/support/SampleSpool.h"
 
@@ -41,13 +43,15 @@ public:
     }
 };
 
-Spool& spool() {
+const std::string& spoolFile() {
+    static const std::string name = fuzz::inRoom("spool.db");
     static Spool* const opened = [] {
-        auto made = std::make_unique<Spool>(fuzz::inRoom("spool.db"));
+        auto made = std::make_unique<Spool>(name);
         fillSample(*made);
         return made.release();
     }();
-    return *opened;
+    (void)opened;
+    return name;
 }
 
 void examine(const std::string& answer) {
@@ -73,14 +77,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)unlink(state.c_str());
     if (cut != std::string::npos) fuzz::put(state, text.substr(cut + 2));
 
-    Understands understands;
-    Requests onControlSocket(spool(), &understands, state);
-    Requests onReadSocket(spool(), nullptr, state);
+    static Understands understands;
+    static Door controlDoor({spoolFile(), state, &understands});
+    static Door readDoor({spoolFile(), state, nullptr});
     std::istringstream lines(text.substr(0, cut));
     std::string line;
     for (int i = 0; i < kMostRequests && std::getline(lines, line); ++i) {
-        examine(onControlSocket.answer(line));
-        examine(onReadSocket.answer(line));
+        examine(controlDoor.answer(line, getuid()));
+        examine(readDoor.answer(line, getuid()));
     }
     return 0;
 }

@@ -12,8 +12,10 @@
 
 class ArchiveMaker {
 public:
-    explicit ArchiveMaker(const std::string& path) : tar(archive_write_new()) {
-        archive_write_add_filter_xz(tar);
+    explicit ArchiveMaker(const std::string& path,
+                          int (*addFilter)(archive*) = archive_write_add_filter_xz)
+        : tar(archive_write_new()) {
+        addFilter(tar);
         archive_write_set_format_pax_restricted(tar);
         if (archive_write_open_filename(tar, path.c_str()) != ARCHIVE_OK) {
             throw std::runtime_error(archive_error_string(tar));

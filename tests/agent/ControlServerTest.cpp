@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "agent/Failure.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -190,6 +191,86 @@ TEST_F(ControlServerTest, GivenAUserWhoReadsNothingThenNoMoreIsKeptForHim) {
     EXPECT_EQ(1, handled);
     EXPECT_EQ(8u * 1024 * 1024, first.hear().size());
     EXPECT_EQ("echo x", second.hear());
+}
+
+// Its end would wake the server again and again.
+TEST_F(ControlServerTest, GivenAClientThatGoesWhileItsLineWaitsThenItIsForgottenAtOnce) {
+    ControlServer::Limits limits;
+    limits.perUser = 2;
+    limits.unread = 1000;
+    limits.patience = std::chrono::seconds(600);
+    serve(limits);
+    const Client deaf(file);
+    ASSERT_TRUE(deaf.say("big\n"));
+    while (handled < 1) std::this_thread::yield();
+    {
+        const Client gone(file);
+        ASSERT_TRUE(gone.say("x\n"));
+        const Client third(file);  // turned away after the line was seen
+        EXPECT_NE(std::string::npos, third.hear().find("too many connections"));
+    }
+    const auto isRefused = [&] {
+        const Client next(file);
+        char byte = 0;
+        timeval soon{0, 100000};
+        setsockopt(next.fd, SOL_SOCKET, SO_RCVTIMEO, &soon, sizeof soon);
+        return recv(next.fd, &byte, 1, 0) == 1;
+    };
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (isRefused() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    EXPECT_FALSE(isRefused()) << "its place is still taken";
+    EXPECT_EQ(1, handled);
+}
+
+// One account can come with many user numbers; together they may take all places but root's.
+TEST_F(ControlServerTest, GivenOthersInEveryPlaceThenRootStillFindsOne) {
+    if (geteuid() != 0) GTEST_SKIP() << "NOT TESTED: only root can come as two users";
+    ControlServer::Limits limits;
+    limits.clients = 2;
+    serve(limits);
+    ASSERT_EQ(0, chmod(dir.folder().c_str(), 0755));
+    asOrdinaryUser([&] {
+        const Client first(file);
+        const Client second(file);
+        EXPECT_EQ("echo a", first.ask("a"));
+        EXPECT_EQ("echo b", second.ask("b"));
+        const Client third(file);
+        EXPECT_NE(std::string::npos, third.hear().find("too many connections"));
+    });
+    // The same from here, while they are all taken.
+    const Client first(file);
+    const Client second(file);
+    EXPECT_EQ("echo a", first.ask("a"));
+    EXPECT_EQ("echo b", second.ask("b"));
+    const Client third(file);
+    EXPECT_EQ("echo c", third.ask("c"));
+    asOrdinaryUser([&] {
+        const Client fourth(file);
+        EXPECT_NE(std::string::npos, fourth.hear().find("too many connections"));
+    });
+}
+
+// Root is not kept waiting by the rest.
+TEST_F(ControlServerTest, GivenAllWhoReadNothingThenNoMoreIsKeptForThem) {
+    if (geteuid() != 0) GTEST_SKIP() << "NOT TESTED: only root can come as two users";
+    ControlServer::Limits limits;
+    limits.unreadOfAll = 1000;
+    serve(limits);
+    ASSERT_EQ(0, chmod(dir.folder().c_str(), 0755));
+    const Client deaf(file);
+    ASSERT_TRUE(deaf.say("big\n"));
+    while (handled < 1) std::this_thread::yield();
+    asOrdinaryUser([&] {
+        const Client asking(file);
+        ASSERT_TRUE(asking.say("x\n"));
+        char byte = 0;
+        timeval soon{0, 200000};
+        setsockopt(asking.fd, SOL_SOCKET, SO_RCVTIMEO, &soon, sizeof soon);
+        EXPECT_EQ(-1, recv(asking.fd, &byte, 1, 0)) << "answered although too much is unread";
+    });
+    const Client root(file);
+    EXPECT_EQ("echo me", root.ask("me"));
+    EXPECT_EQ(2, handled);
 }
 
 TEST_F(ControlServerTest, GivenASocketOfADeadServerThenReplacesItAndTakesItAway) {

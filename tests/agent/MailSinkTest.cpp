@@ -325,6 +325,18 @@ TEST_F(MailSinkWithProgram, GivenAChildThatLivesOnThenDoesNotWaitForIt) {
     kill(child, SIGKILL);
 }
 
+TEST_F(MailSinkWithProgram, GivenAProgramThatOthersMayChangeThenItIsNotRun) {
+    program("touch " + dir.file("ran") + "\n");
+    chmod(dir.file("sendmail").c_str(), 0777);
+    const std::string trouble =
+        dir.file("sendmail") + " is writable by everybody; run: chmod go-w " + dir.file("sendmail");
+    const Answer answer = deliver();
+    EXPECT_EQ(Kind::kRetry, answer.kind);
+    EXPECT_EQ(trouble, answer.text);
+    EXPECT_EQ(trouble, makeMailSink(settings)->problem());
+    EXPECT_FALSE(dir.exists("ran"));
+}
+
 TEST_F(MailSinkWithProgram, GivenNoSuchProgramThenSaysSo) {
     program("");
     settings.lists["sendmail"] = {"/no/such/sendmail", "-t"};

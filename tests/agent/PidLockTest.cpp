@@ -1,12 +1,15 @@
 #include "agent/daemon/PidLock.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <memory>
 
 #include "agent/Failure.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -71,6 +74,25 @@ TEST(PidLock, GivenRubbishInTheFileThenNobodyIsNamed) {
     } catch (const Failure& e) {
         EXPECT_EQ(0, std::string(e.what()).find("raidwatch runs already (lock ")) << e.what();
     }
+}
+
+// It is enough to read a file to lock it for ever.
+TEST(PidLock, OnlyTheOwnerCanOpenTheFile) {
+    const TempDir dir;
+    ASSERT_EQ(0, chmod(dir.folder().c_str(), 0755));
+    dir.write("pid", "");  // as an older version left it
+    ASSERT_EQ(0, chmod(dir.file("pid").c_str(), 0644));
+    for (const char* name : {"pid", "new"}) {
+        const PidLock lock(dir.file(name));
+        struct stat info {};
+        ASSERT_EQ(0, stat(dir.file(name).c_str(), &info));
+        EXPECT_EQ(0600u, info.st_mode & 0777u) << name;
+    }
+    if (geteuid() != 0) return;  // the owner himself can
+    asOrdinaryUser([&] {
+        EXPECT_EQ(-1, open(dir.file("pid").c_str(), O_RDONLY));
+        EXPECT_FALSE(PidLock::isHeld(dir.file("pid")));
+    });
 }
 
 TEST(PidLock, GivenAFolderThatIsNotThereOrALinkThenSaysSo) {

@@ -315,6 +315,12 @@ TEST(SettingsReader, RejectsInSinks) {
         {4, "type = \"mail\"\nto = [\"a\"]\nurl = \"smtp://u:secret@mx\"",
          "url holds a user or password; take it out and use user and password_file, or "
          "token_file"},
+        {4, "type = \"mail\"\nto = [\"a\"]\nurl = \"smpt://u:secret@mx\"",
+         "url holds a user or password; take it out and use user and password_file, or "
+         "token_file"},
+        {4, "type = \"mail\"\nto = [\"a\"]\nurl = \"u:secret@mx\"",
+         "url holds a user or password; take it out and use user and password_file, or "
+         "token_file"},
         {5, "type = \"mail\"\nto = [\"a\"]\nurl = \"smtp://mx\"\npassword = \"geheim\"",
          "a secret does not belong into this file; write it into a file of its own, chmod 600 it, "
          "and set password_file"},

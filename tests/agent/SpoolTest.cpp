@@ -66,6 +66,19 @@ std::vector<std::int64_t> sequencesOf(const std::vector<Record>& records) {
 
 using Sequences = std::vector<std::int64_t>;
 
+// It is enough to read a file to lock it for ever, and hooks can read what the group can.
+TEST(Spool, GivenARecordThenOthersCanNeitherReadItNorLockTheSpool) {
+    const TempDir dir;
+    dir.write("spool.db.lock", "");
+    fs::permissions(dir.file("spool.db.lock"), fs::perms{0644});  // as an older version left it
+    Spool spool(dir.file("spool.db"));
+    fill(spool, 1);
+    EXPECT_EQ(fs::perms{0600}, fs::status(dir.file("spool.db.lock")).permissions());
+    for (const char* name : {"spool.db", "spool.db-wal", "spool.db-shm"}) {
+        EXPECT_EQ(fs::perms{0640}, fs::status(dir.file(name)).permissions()) << name;
+    }
+}
+
 TEST(Spool, GivenAFreshFolderThenItIsEmptyAndSaysNothing) {
     const TempDir dir;
     Spool spool(dir.file("spool.db"));

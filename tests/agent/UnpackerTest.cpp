@@ -101,6 +101,19 @@ TEST_F(UnpackerTest, GivenLinksThatLeaveTheTreeThenTheyAreLeftOut) {
     EXPECT_TRUE(fs::is_directory(target() + "/a/inside"));
 }
 
+// Some of the formats that archives can have are read by programs that would be started.
+TEST_F(UnpackerTest, GivenAnotherCompressionThanItsNameSaysThenRefusesIt) {
+    using AddFilter = int (*)(archive*);
+    for (const AddFilter add :
+         {&archive_write_add_filter_gzip, &archive_write_add_filter_bzip2,
+          &archive_write_add_filter_uuencode, &archive_write_add_filter_none}) {
+        fs::remove_all(target());
+        ArchiveMaker(archiveName(), add).file("sys", "x").close();
+        const bool plain = add == &archive_write_add_filter_none;
+        EXPECT_EQ(plain, unpackError().empty()) << "an archive that is not packed may be read";
+    }
+}
+
 TEST_F(UnpackerTest, GivenMoreThanTheLimitsAllowThenRefuses) {
     ArchiveMaker(archiveName())
         .file("a", std::string(600, 'x'))

@@ -173,7 +173,8 @@ TEST(WebhookSink, GivenABadSettingThenNamesPlaceAndCure) {
              {good, {{"A", "{{x}}"}}, "header A: there is no {{x}}"},
              {good, {{"A", "{{token}}"}}, "name its file with token_file"},
              {good, {{"A", "x\r\nB: y"}}, "header A is more than one line"},
-             {{{"url", "http://h/"}, {"token", "x\nB: y"}},
+             {{{"url", "http://h/"}, {"token", "x"}}, {}, "the token could be read on its way"},
+             {{{"url", "https://h/"}, {"token", "x\nB: y"}},
               {{"A", "{{token}}"}},
               "the file of the token has more than one line"},
          }) {
