@@ -7,16 +7,17 @@
 //   for (const Asset& asset : Page::assets()) ...                // GET /style.css, ...
 //
 // It changes nothing: there is no form in it and no link that acts. Every text of hardware, hosts
-// and people is made safe and escaped. The documents are UTF-8, "text/html; charset=utf-8", and live
-// under
+// and people is made safe and escaped. The documents are UTF-8, "text/html; charset=utf-8", and
+// live under
 //
-//   default-src 'none'; style-src 'self'; script-src 'self'; connect-src 'self'; img-src 'self' data:
+//   default-src 'none'; style-src 'self'; script-src 'self'; connect-src 'self'; img-src 'self'
+//   data:
 //
 // without an inline style or script. Links lead to "/", to objectPath() and to the assets only.
 //
-// The script listens to the server-sent events of kStream. A message of the type "state" (after each
-// completed poll, and whenever something that is shown has changed; its data is not looked at) lets
-// it fetch the document again and exchange the parts that differ. When the stream is silent or
+// The script listens to the server-sent events of kStream. A message of the type "state" (after
+// each completed poll, and whenever something that is shown has changed; its data is not looked at)
+// lets it fetch the document again and exchange the parts that differ. When the stream is silent or
 // broken, or the last completed poll gets too old, it turns the page grey by itself.
 //
 // Size: bounded, whatever the machine holds (some 10,000 drives give less than a megabyte).

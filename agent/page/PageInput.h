@@ -1,5 +1,6 @@
 // PageInput: everything that the page shows, gathered by whoever serves it: the machine as the last
-// completed poll left it, and what the spool knows of incidents, records, sinks and our own absence.
+// completed poll left it, and what the spool knows of incidents, records, sinks and our own
+// absence.
 //
 //   PageInput input;
 //   input.state = stateFromJson(...);
