@@ -33,9 +33,22 @@ file(READ "${openapi}" QEL_OPENAPI)
 configure_file("${PROJECT_SOURCE_DIR}/cmake/OpenApi.cpp.in"
                "${PROJECT_BINARY_DIR}/generated/OpenApi.cpp" @ONLY)
 
+# So are the files that the web page refers to.
+foreach(asset STYLE=style.css SCRIPT=page.js ICON=icon.svg)
+    string(REPLACE "=" ";" asset "${asset}")
+    list(GET asset 0 name)
+    list(GET asset 1 file)
+    set(file "${PROJECT_SOURCE_DIR}/agent/page/assets/${file}")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${file}")
+    file(READ "${file}" QEL_PAGE_${name})
+endforeach()
+configure_file("${PROJECT_SOURCE_DIR}/cmake/PageAssets.cpp.in"
+               "${PROJECT_BINARY_DIR}/generated/PageAssets.cpp" @ONLY)
+
 # Everything but main, so that tests can link it.
-add_library(raidwatch_core STATIC ${AGENT_SOURCES} "${PROJECT_BINARY_DIR}/generated/Meanings.cpp"
-            "${PROJECT_BINARY_DIR}/generated/OpenApi.cpp")
+add_library(raidwatch_core STATIC ${AGENT_SOURCES}
+    "${PROJECT_BINARY_DIR}/generated/Meanings.cpp" "${PROJECT_BINARY_DIR}/generated/OpenApi.cpp"
+    "${PROJECT_BINARY_DIR}/generated/PageAssets.cpp")
 target_include_directories(raidwatch_core PUBLIC "${QEL_OWN_INCLUDE}")
 target_compile_definitions(raidwatch_core PRIVATE QEL_VERSION="${PROJECT_VERSION}")
 target_link_libraries(raidwatch_core PRIVATE qel_flags

@@ -9,6 +9,7 @@
 #include "agent/Duration.h"
 #include "agent/EventJson.h"
 #include "agent/spool/RecordJson.h"
+#include "agent/web/PageRoutes.h"
 #include "agent/web/WebProblem.h"
 #include "agent/web/WebQuery.h"
 
@@ -22,11 +23,12 @@ constexpr char kText[] = "text/plain; charset=utf-8";
 
 struct AgentSite::Parts {
     Parts(const WebKnowledge::Parts& files, const WebGuard::Rules& rules)
-        : knowledge(files), guard(rules), api(knowledge) {}
+        : knowledge(files), guard(rules), api(knowledge), pages(knowledge) {}
 
     WebKnowledge knowledge;
     WebGuard guard;
     RestApi api;
+    PageRoutes pages;
 };
 
 AgentSite::AgentSite(const WebKnowledge::Parts& files, const WebGuard::Rules& rules)
@@ -38,7 +40,10 @@ void AgentSite::use(const WebKnowledge::Parts& files, const WebGuard::Rules& rul
     parts = std::make_unique<Parts>(files, rules);
 }
 
-void AgentSite::rest() { parts->knowledge.forget(); }
+void AgentSite::rest() {
+    parts->knowledge.forget();
+    parts->pages.forget();
+}
 
 WebAnswer AgentSite::answer(const WebRequest& request) {
     WebAnswer answer;
@@ -49,13 +54,13 @@ WebAnswer AgentSite::answer(const WebRequest& request) {
 
 WebAnswer AgentSite::routed(const WebRequest& request) {
     WebAnswer answer;
-    if (parts->api.answers(request, answer)) return answer;
+    if (parts->api.answers(request, answer) || parts->pages.answers(request, answer)) return answer;
     try {
         if (request.path == "/healthz") return health(request);
     } catch (const std::exception& e) {
         return webProblem(500, e.what());
     }
-    return webProblem(404, "there is no " + request.path);
+    return parts->pages.nothingThere(request);
 }
 
 // For whatever restarts or pages when raidwatch itself stands still.
