@@ -28,7 +28,8 @@ struct MetricsInput {
 
     bool spoolReadable = true;  // false: what follows is not known
     std::vector<Incident> openIncidents;
-    std::vector<EventTotal> events;  // recorded ever, tests and drills left out
+    std::vector<EventTotal> events;                 // recorded ever, tests and drills left out
+    std::map<std::string, std::int64_t> badBlocks;  // reported ever, by key of the drive
     std::vector<SinkStatus> sinks;
     std::int64_t spoolBytes = 0;  // the database with its side files
     std::int64_t firstSequence = 0;

@@ -35,7 +35,7 @@ public:
     MetricsInput read();
 
 private:
-    void readState(MetricsInput& input);
+    void readState(MetricsInput& input) const;
     void readSpool(MetricsInput& input);
 
     const Parts parts;
