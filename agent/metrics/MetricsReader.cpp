@@ -45,7 +45,8 @@ void MetricsReader::readState(MetricsInput& input) const {
         if (daemon == json.end() || !daemon->is_object()) return;
         input.unspooled = daemon->value("unspooled", std::int64_t{0});
         input.pollSeconds = daemon->value("pollSeconds", -1.0);
-        for (const auto& [topic, line] : daemon->value("problems", Json::object()).items()) {
+        const Json problems = daemon->value("problems", Json::object());
+        for (const auto& [topic, line] : problems.items()) {
             input.problems[topic] = line.is_string() ? line.get<std::string>() : std::string();
         }
     } catch (const std::exception&) {

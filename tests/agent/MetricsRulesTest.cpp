@@ -170,7 +170,6 @@ TEST(MetricsRules, TheTestsUseSeriesThatAreReallyTold) {
     for (const std::string& wanted :
          asSet(matches(contentsOf(kTests) + contentsOf(kLongTests), "- series: '([^']+)'"))) {
         if (wanted.rfind("up{", 0) == 0) continue;  // Prometheus's own
-        // Tasks that no scenario runs.
         const std::string name = wanted.substr(0, wanted.find('{'));
         const MetricsText::Labels labels = labelsOf(wanted);
         const auto [begin, end] = byName.equal_range(name);

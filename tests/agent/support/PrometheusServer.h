@@ -151,13 +151,18 @@ public:
         return data.is_object() && data.contains("result") ? "" : data.dump();
     }
 
-    // Names of the alerts that fire now.
+    // The alerts that fire now, each with what it is about: "RaidDriveFailed drive:S1".
     std::set<std::string> firing() const {
-        std::set<std::string> names;
+        std::set<std::string> alerts;
         for (const Json& sample : query("ALERTS{alertstate=\"firing\"}")) {
-            names.insert(sample.at("metric").at("alertname").get<std::string>());
+            const Json& metric = sample.at("metric");
+            auto alert = metric.at("alertname").get<std::string>();
+            for (const char* label : {"array", "drive", "controller", "fan", "sensor"}) {
+                if (metric.contains(label)) alert += " " + metric.at(label).get<std::string>();
+            }
+            alerts.insert(alert);
         }
-        return names;
+        return alerts;
     }
 
     // What went wrong with reading the agents, line by line.
