@@ -285,10 +285,12 @@ void controllerInfo(const View& view, Out& out) {
 
 // --- the rest ---
 
+// A picture that is dated far ahead says as little: the clock was set back since.
 void upToDate(const View& view, Out& out) {
     const MetricsInput& in = view.input;
-    const bool recent = in.machine.polledAt != 0 && in.now - in.machine.polledAt <= in.staleAfter;
-    out.sample({}, std::int64_t{recent});
+    const std::int64_t age = in.now - in.machine.polledAt;
+    const bool recent = age <= in.staleAfter && age >= -in.staleAfter;
+    out.sample({}, std::int64_t{recent && in.machine.polledAt != 0});
 }
 
 void problems(const View& view, Out& out) {

@@ -36,6 +36,8 @@ MetricsInput MetricsReader::read() {
     return input;
 }
 
+void MetricsReader::forget() { spool.reset(); }
+
 void MetricsReader::readState(MetricsInput& input) const {
     try {
         const Json json = Json::parse(StateFile(parts.stateFile).read(), nullptr, false);

@@ -33,6 +33,7 @@ public:
     MetricsReader& operator=(const MetricsReader&) = delete;
 
     MetricsInput read();
+    void forget();  // the connection; it comes again when it is needed
 
 private:
     void readState(MetricsInput& input) const;

@@ -95,9 +95,8 @@ private:
 class MetricsPrometheusTest : public testing::Test {
 protected:
     void SetUp() override {
-        if (!PrometheusServer::isInstalled()) {
-            GTEST_SKIP() << "there is no /usr/bin/prometheus (package prometheus)";
-        }
+        const std::string without = whyWithout(kPrometheus);
+        if (!without.empty()) GTEST_SKIP() << without;
     }
 
     // An md array of four drives.

@@ -114,6 +114,8 @@ TEST_F(MetricsReaderTest, SeesWhatWasCommittedSince) {
     batch.records = {eventRecord(401, Origin::kLive)};
     spool.commit(batch);
     EXPECT_EQ(1u, reader.read().events.size());
+    reader.forget();
+    EXPECT_EQ(1u, reader.read().events.size());
 }
 
 }  // namespace

@@ -19,6 +19,10 @@
 #include "tests/agent/support/MetricsText.h"
 #include "tests/agent/support/PrometheusServer.h"
 
+#define SKIP_WITHOUT_PROMTOOL()                        \
+    const std::string without = whyWithout(kPromtool); \
+    if (!without.empty()) GTEST_SKIP() << without
+
 namespace {
 
 const std::string kRules = QEL_SOURCE_DIR "/packaging/prometheus/raidwatch.rules.yml";
@@ -52,19 +56,19 @@ std::pair<int, std::string> promtool(const std::string& arguments) {
 }
 
 TEST(MetricsRules, PromtoolAcceptsThem) {
-    if (!isThere(kPromtool)) GTEST_SKIP() << "there is no promtool (package prometheus)";
+    SKIP_WITHOUT_PROMTOOL();
     const auto [code, said] = promtool("check rules " + kRules);
     EXPECT_EQ(0, code) << said;
 }
 
 TEST(MetricsRules, EachAlertSpeaksAndEndsAsItShould) {
-    if (!isThere(kPromtool)) GTEST_SKIP() << "there is no promtool (package prometheus)";
+    SKIP_WITHOUT_PROMTOOL();
     const auto [code, said] = promtool("test rules " + kTests);
     EXPECT_EQ(0, code) << said;
 }
 
 TEST(MetricsRules, ThoseThatLookBackForDaysToo) {
-    if (!isThere(kPromtool)) GTEST_SKIP() << "there is no promtool (package prometheus)";
+    SKIP_WITHOUT_PROMTOOL();
     const auto [code, said] = promtool("test rules " + kLongTests);
     EXPECT_EQ(0, code) << said;
 }
@@ -192,7 +196,7 @@ void expectAccepted(const std::string& text) {
 }
 
 TEST(MetricsPromtool, AcceptsWhatIsToldOfEveryScenario) {
-    if (!isThere(kPromtool)) GTEST_SKIP() << "there is no promtool (package prometheus)";
+    SKIP_WITHOUT_PROMTOOL();
     for (const std::string& name : metrics::shippedScenarios()) {
         SCOPED_TRACE(name);
         MetricsInput in;
@@ -202,13 +206,13 @@ TEST(MetricsPromtool, AcceptsWhatIsToldOfEveryScenario) {
 }
 
 TEST(MetricsPromtool, AcceptsAllThatCanBeTold) {
-    if (!isThere(kPromtool)) GTEST_SKIP() << "there is no promtool (package prometheus)";
+    SKIP_WITHOUT_PROMTOOL();
     expectAccepted(render(metrics::example()));
     expectAccepted(render(MetricsInput{}));
 }
 
 TEST(MetricsPromtool, AcceptsWhateverTheHardwareSays) {
-    if (!isThere(kPromtool)) GTEST_SKIP() << "there is no promtool (package prometheus)";
+    SKIP_WITHOUT_PROMTOOL();
     MetricsInput in = metrics::example();
     const std::string hostile[] = {"\"} 1\n# TYPE up counter\n",
                                    std::string("\0\\\n\"", 4),

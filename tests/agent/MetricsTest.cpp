@@ -49,7 +49,9 @@ TEST(Metrics, AStalePictureIsToldAndCalledStale) {
     MetricsInput in = metrics::example();
     in.machine.polledAt = in.now - in.staleAfter;
     EXPECT_EQ(1, MetricsText(render(in)).value("raidwatch_up_to_date"));
-    --in.machine.polledAt;
+    in.machine.polledAt = in.now + in.staleAfter + 1;
+    EXPECT_EQ(0, MetricsText(render(in)).value("raidwatch_up_to_date")) << "the clock went back";
+    in.machine.polledAt = in.now - in.staleAfter - 1;
     const MetricsText text(render(in));
     EXPECT_EQ(0, text.value("raidwatch_up_to_date"));
     EXPECT_EQ(1, text.value("raidwatch_array_state",
