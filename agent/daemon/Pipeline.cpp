@@ -268,6 +268,12 @@ void Pipeline::setProblem(const std::string& topic, const std::string& line) {
     stateIsOld = true;
 }
 
+void Pipeline::setPages(const std::vector<std::string>& addresses) {
+    if (addresses == pages) return;
+    pages = addresses;
+    stateIsOld = true;
+}
+
 void Pipeline::writeState() {
     if (!stateIsOld) return;
     nlohmann::ordered_json json = stateJson(state);
@@ -276,6 +282,7 @@ void Pipeline::writeState() {
     daemon["pollSeconds"] = pollSeconds;
     daemon["unspooled"] = pending.records.size() + held.size();
     daemon["problems"] = trouble;
+    daemon["pages"] = pages;
     const std::string document =
         json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
     try {

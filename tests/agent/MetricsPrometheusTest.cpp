@@ -1,23 +1,16 @@
 // A real Prometheus server reads real daemons: the targets are up, it has nothing to complain of,
 // the shipped alerts fire and end, and every expression of the shipped dashboard gives data.
-#include "agent/metrics/Metrics.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdio>
 #include <fstream>
-#include <map>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
-#include "agent/metrics/MetricsReader.h"
 #include "tests/agent/DaemonRoom.h"
-#include "tests/agent/support/NetFixture.h"
 #include "tests/agent/support/PrometheusServer.h"
 
 namespace {
@@ -55,43 +48,6 @@ constexpr char kStory[] = R"({
     {"name": "it moves", "seconds": 600, "changes": [{"set": "rebuild", "to": {"percent": 40}}]}]
 })";
 
-// The metrics of a daemon, on a port of their own.
-class Served {
-public:
-    explicit Served(const DaemonRoom& room)
-        : file(dir.file("metrics")),
-          reader({room.dir.file("state/spool.db"), room.dir.file("run/state.json"), 300}) {
-        write();
-        server = std::make_unique<ServerProcess>(
-            std::vector<std::string>{net::kPython, net::supportFile("metrics_server.py"), file},
-            "ready ");
-        writer = std::thread([this] {
-            while (!over) {
-                write();
-                std::this_thread::sleep_for(std::chrono::milliseconds(100));
-            }
-        });
-    }
-    ~Served() {
-        over = true;
-        writer.join();
-    }
-    std::string port() const { return server->word(); }
-
-private:
-    void write() {
-        std::ofstream(file + ".new") << render(reader.read());
-        (void)std::rename((file + ".new").c_str(), file.c_str());
-    }
-
-    TempDir dir;
-    std::string file;
-    MetricsReader reader;
-    std::unique_ptr<ServerProcess> server;
-    std::atomic<bool> over{false};
-    std::thread writer;
-};
-
 class MetricsPrometheusTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -103,9 +59,25 @@ protected:
     static std::string arrayTree() {
         return LinuxMachine::drives() + LinuxMachine::wholeArray("md3", "raid5", 4);
     }
-    static void start(DaemonRoom& room) {
+    // Watches, and answers on a port that it gives.
+    static std::string start(DaemonRoom& room) {
+        room.listen = "[\"127.0.0.1:0\"]";
+        room.configure("");
         room.start();
-        ASSERT_TRUE(DaemonRoom::waitFor([&] { return room.polled(); })) << room.log();
+        std::string port;
+        EXPECT_TRUE(DaemonRoom::waitFor([&] {
+            port = portOf(room.state());
+            return room.polled() && !port.empty();
+        })) << room.log();
+        return port;
+    }
+    // Of a page at http://127.0.0.1:PORT/.
+    static std::string portOf(const DaemonRoom::Json& state) {
+        if (!state.is_object() || !state.contains("daemon")) return "";
+        const auto pages = state["daemon"].value("pages", std::vector<std::string>());
+        if (pages.empty()) return "";
+        const std::size_t colon = pages[0].rfind(':') + 1;
+        return pages[0].substr(colon, pages[0].find('/', colon) - colon);
     }
 };
 
@@ -156,10 +128,9 @@ Names with(Names names, const Names& more) {
 TEST_F(MetricsPrometheusTest, ReadsTheDaemonsAndTheAlertsAndTheDashboardSpeak) {
     DaemonRoom card;
     card.settings.source = "scenario:" + card.dir.write("story.json", kStory);
-    card.configure("");
     DaemonRoom md(arrayTree());
-    start(md);
-    start(card);
+    const std::string mdPort = start(md);
+    const std::string cardPort = start(card);
     // To the end of its story: what is new while Prometheus looks would raise more alerts.
     ASSERT_TRUE(DaemonRoom::waitFor([&] {
         const auto array = card.state().at("arrays").at(0);
@@ -167,9 +138,8 @@ TEST_F(MetricsPrometheusTest, ReadsTheDaemonsAndTheAlertsAndTheDashboardSpeak) {
                array.at("task").at("percent") == 40 && array.at("task").at("secondsLeft") >= 0;
     })) << card.state();
 
-    auto cardPage = std::make_unique<Served>(card);
-    const Served mdPage(md);
-    PrometheusServer server({cardPage->port(), mdPage.port()});
+    EXPECT_NE(std::string::npos, httpGet(cardPort, "/metrics").find("raidwatch_up_to_date 1\n"));
+    PrometheusServer server({cardPort, mdPort});
     ASSERT_TRUE(server.start()) << server.log();
     EXPECT_TRUE(PrometheusServer::waitFor([&] { return server.query("up == 1").size() == 2; }))
         << server.log();
@@ -192,7 +162,7 @@ TEST_F(MetricsPrometheusTest, ReadsTheDaemonsAndTheAlertsAndTheDashboardSpeak) {
     md.machine.add(LinuxMachine::set("md3", "degraded", "0") + "f " + member + " in_sync\n");
     EXPECT_TRUE(PrometheusServer::waitFor([&] { return server.firing() == kOfTheCard; }))
         << joined(server.firing());
-    cardPage.reset();
+    EXPECT_EQ(0, card.stop(SIGTERM)) << card.log();
     EXPECT_TRUE(PrometheusServer::waitFor([&] {
         return server.firing() == Names{"RaidwatchDown"};
     })) << joined(server.firing());
