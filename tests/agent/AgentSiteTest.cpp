@@ -53,6 +53,22 @@ TEST_F(AgentSiteTest, HealthIsFreshPollsAndNothingElse) {
     EXPECT_EQ(0u, get("/healthz").body.find("UNKNOWN: the last completed poll is dated "));
 }
 
+TEST_F(AgentSiteTest, MetricsAreThoseOfTheLastPollHoweverOld) {
+    EXPECT_NE(std::string::npos, get("/metrics").body.find("\nraidwatch_up_to_date 0\n"));
+    room.poll();
+    const WebAnswer answer = get("/metrics");
+    EXPECT_EQ(200, answer.status);
+    EXPECT_EQ("text/plain; version=0.0.4; charset=utf-8", answer.type);
+    EXPECT_NE(std::string::npos, answer.body.find("\nraidwatch_up_to_date 1\n"));
+    const std::string drive = "\nraidwatch_drive_info{drive=\"drive:";
+    EXPECT_NE(std::string::npos, answer.body.find(drive));
+    pollOld(3600);
+    EXPECT_NE(std::string::npos, get("/metrics").body.find("\nraidwatch_up_to_date 0\n"));
+    EXPECT_NE(std::string::npos, get("/metrics").body.find(drive));
+    site.rest();
+    EXPECT_EQ(200, get("/metrics").status);
+}
+
 TEST_F(AgentSiteTest, StatusIsThatOfTheVerb) {
     room.poll();
     const Json status = json("/api/v1/status");
