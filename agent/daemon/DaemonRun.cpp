@@ -30,6 +30,7 @@ constexpr std::chrono::milliseconds kLook{20};  // how often `--once` looks how 
 constexpr std::chrono::minutes kFirstPrune{10};
 constexpr std::chrono::hours kPruneInterval{1};
 constexpr char kSettingsTopic[] = "settings";
+constexpr char kWebTopic[] = "http";
 constexpr mode_t kControlMode = 0660;
 constexpr mode_t kReadMode = 0666;
 
@@ -137,6 +138,7 @@ void DaemonRun::openStore() {
         *spool, *safe, settings,
         Pipeline::Places{places.stateFile(), RunFolder::lastStateFile(settings)}, [this] {
             if (sinks) sinks->notify();
+            if (web) web->notify();
         });
     const std::string last = StateFile(RunFolder::lastStateFile(settings)).read();
     if (last.empty()) return;
@@ -205,6 +207,14 @@ void DaemonRun::openDoors() {
     for (const ControlServer* server : {controlServer.get(), readServer.get()}) {
         if (!server->note().empty()) note(server->note());
     }
+    web = std::make_unique<Web>(settings, host, [this](const std::string& line) { note(line); });
+    tellOfWeb();
+}
+
+// What is wrong with the web server stands in state.json, and is nobody else's trouble.
+void DaemonRun::tellOfWeb() {
+    pipeline->setProblem(kWebTopic, web->problem());
+    pipeline->setPages(web->addresses());
 }
 
 int DaemonRun::watch() {
@@ -226,7 +236,9 @@ void DaemonRun::turn() {
     pipeline->pass(std::move(batch));
     desk.serve([this](const Json& request) { return carryOut(request); });
     if (context.stop.takeReload()) reloadOnSignal();
+    if (web) tellOfWeb();
     if (ended) {
+        if (web) web->notify();  // state.json is new
         if (!polled) giveBackMemory();
         polled = true;
         service.polled();
@@ -269,6 +281,11 @@ std::vector<std::string> DaemonRun::reload() {
     // look() reads the source on the monitoring thread, and paths are in use: these stay.
     settings.keep = fresh.keep;
     settings.sinks = std::move(fresh.sinks);
+    settings.httpListen = std::move(fresh.httpListen);
+    settings.httpTokenHash = std::move(fresh.httpTokenHash);
+    settings.httpHosts = std::move(fresh.httpHosts);
+    settings.staleAfter = fresh.staleAfter;
+    if (web) web->use(settings);
     return reader.files();
 }
 
@@ -350,6 +367,7 @@ Json DaemonRun::carryOut(const Json& request) {
 void DaemonRun::shutDown() {
     service.stopping();
     desk.close();
+    if (web) web->stop();
     for (ControlServer* server : {controlServer.get(), readServer.get()}) {
         if (server != nullptr) server->stop();
     }

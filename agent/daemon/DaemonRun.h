@@ -30,6 +30,7 @@
 #include "agent/spool/SafeSnapshot.h"
 #include "agent/spool/Spool.h"
 #include "agent/state/StateBuilder.h"
+#include "agent/web/Web.h"
 #include "storlib/VantLib.h"
 
 class DaemonRun {
@@ -60,6 +61,7 @@ private:
 
     void turn();
     void pruneSometimes();
+    void tellOfWeb();
     void tellManager();
     std::vector<std::string> reload();  // the files read; Failure, and nothing changed
     void reloadOnSignal();
@@ -99,6 +101,7 @@ private:
     std::unique_ptr<Door> readDoor;
     std::unique_ptr<ControlServer> controlServer;
     std::unique_ptr<ControlServer> readServer;
+    std::unique_ptr<Web> web;
 
     ServiceManager service;
     std::chrono::steady_clock::time_point nextPrune;

@@ -267,6 +267,12 @@ void Pipeline::setProblem(const std::string& topic, const std::string& line) {
     stateIsOld = true;
 }
 
+void Pipeline::setPages(const std::vector<std::string>& addresses) {
+    if (addresses == pages) return;
+    pages = addresses;
+    stateIsOld = true;
+}
+
 void Pipeline::writeState() {
     if (!stateIsOld) return;
     nlohmann::ordered_json json = stateJson(state);
@@ -274,6 +280,7 @@ void Pipeline::writeState() {
     daemon["pid"] = getpid();
     daemon["unspooled"] = pending.records.size() + held.size();
     daemon["problems"] = trouble;
+    daemon["pages"] = pages;
     const std::string document =
         json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
     try {
