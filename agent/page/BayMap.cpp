@@ -31,8 +31,11 @@ struct Bay {
 // What is drawn as one: an enclosure, or the drives of a controller that sit in none.
 struct Shelf {
     const EnclosureState* enclosure = nullptr;
+    const ControllerState* controller = nullptr;  // of drives in no enclosure
     std::string title;
     std::vector<Bay> bays;
+
+    bool isLoose() const { return enclosure == nullptr; }
 };
 
 struct Grid {
@@ -40,16 +43,30 @@ struct Grid {
     int height;  // of a bay
 };
 
-Grid gridFor(std::size_t bays) {
-    if (bays <= 3) return {static_cast<int>(std::max<std::size_t>(bays, 2)), 50};
-    if (bays <= 16) return {4, 50};
-    if (bays <= 24) return {6, 50};
-    if (bays <= 48) return {8, 50};
+constexpr int kUsualColumns = 6;
+constexpr int kUsualHeight = 47;
+
+// Boxes of one size for most machines; smaller ones where there are many.
+Grid gridFor(std::size_t bays, bool loose) {
+    if (bays <= kUsualColumns && loose) return {static_cast<int>(bays), kUsualHeight};
+    if (bays <= 24 && loose) return {kUsualColumns, kUsualHeight};
+    if (bays <= 16) return {4, kUsualHeight};
+    if (bays <= 24) return {kUsualColumns, kUsualHeight};
+    if (bays <= 48) return {8, kUsualHeight};
     if (bays <= 120) return {12, 36};
     return {20, 22};
 }
 
-int bayWidth(const Grid& grid) { return (kWidth - (grid.columns - 1) * kGap) / grid.columns; }
+// A few drives in no enclosure take the width of as many bays.
+bool isNarrow(const Shelf& shelf) {
+    return shelf.isLoose() && shelf.bays.size() < static_cast<std::size_t>(kUsualColumns);
+}
+
+int widthOf(const Shelf& shelf) {
+    if (!isNarrow(shelf)) return kWidth;
+    const int bays = static_cast<int>(shelf.bays.size());
+    return bays * (kWidth + kGap) / kUsualColumns - kGap;
+}
 
 std::string number(int value) { return std::to_string(value); }
 
@@ -69,8 +86,14 @@ std::string tailOf(const std::string& raw, std::size_t width) {
 
 std::string placeOf(const DriveState& drive) { return drive.name.substr(drive.name.find(' ') + 1); }
 
+// What tells it apart: the name that it has now, or its serial number.
 std::string nameOf(const DriveState& drive) {
-    return drive.osName.empty() ? placeOf(drive) : drive.osName;
+    if (!drive.osName.empty()) return drive.osName;
+    return drive.serial.empty() ? placeOf(drive) : drive.serial;
+}
+
+std::string detailOf(const DriveState& drive) {
+    return drive.osName.empty() || drive.serial.empty() ? sizeWords(drive.sizeMB) : drive.serial;
 }
 
 const char* markWords(Mark mark) {
@@ -120,7 +143,12 @@ std::string bayWords(const PageModel& model, const Bay& bay) {
 class Drawing {
 public:
     Drawing(Html& htmlIN, const PageModel& modelIN, const Shelf& shelfIN)
-        : html(htmlIN), model(modelIN), shelf(shelfIN), grid(gridFor(shelf.bays.size())) {}
+        : html(htmlIN),
+          model(modelIN),
+          shelf(shelfIN),
+          grid(gridFor(shelf.bays.size(), shelf.isLoose())),
+          width(widthOf(shelf)),
+          bayWidth((width - (grid.columns - 1) * kGap) / grid.columns) {}
 
     void draw() {
         const int rows = (static_cast<int>(shelf.bays.size()) + grid.columns - 1) / grid.columns;
@@ -129,12 +157,12 @@ public:
         const int unitRows = (static_cast<int>(units) + kElementsInRow - 1) / kElementsInRow;
         const int height = bottom + unitRows * (kElementHeight + kGap) + (unitRows > 0 ? 4 : 0);
         html.open("svg", {{"class", "bays"},
-                          {"viewBox", "0 0 " + number(kWidth) + " " + number(std::max(1, height))},
+                          {"viewBox", "0 0 " + number(width) + " " + number(std::max(1, height))},
                           {"role", "group"},
                           {"aria-label", shelf.title + ", " + summaryOf(shelf.bays)}});
         for (std::size_t i = 0; i < shelf.bays.size(); ++i) {
             const int index = static_cast<int>(i);
-            addBay(shelf.bays[i], index % grid.columns * (bayWidth(grid) + kGap),
+            addBay(shelf.bays[i], index % grid.columns * (bayWidth + kGap),
                    index / grid.columns * (grid.height + kGap));
         }
         addElements(bottom + (bottom > 0 ? kGap + 4 : 0));
@@ -167,11 +195,11 @@ private:
                            {"height", number(size)}});
     }
 
-    void addBox(int x, int y, int width, int height, const char* look) {
+    void addBox(int x, int y, int boxWidth, int height, const char* look) {
         html.empty("rect", {{"class", look},
                             {"x", number(x)},
                             {"y", number(y)},
-                            {"width", number(width)},
+                            {"width", number(boxWidth)},
                             {"height", number(height)},
                             {"rx", "4"}});
     }
@@ -180,7 +208,7 @@ private:
         const std::string words = bayWords(model, bay);
         if (bay.drive == nullptr) {
             html.open("g", {{"class", "bay vacant"}, {"role", "img"}, {"aria-label", words}});
-            addBox(x, y, bayWidth(grid), grid.height, "box");
+            addBox(x, y, bayWidth, grid.height, "box");
             addText("slot", x + 6, y + 15, bay.slot >= 0 ? number(bay.slot) : "");
             html.close();
             return;
@@ -192,39 +220,43 @@ private:
                         {"href", Page::objectPath(drive.key)},
                         {"aria-label", words}});
         html.element("title", {}, words);
-        addBox(x, y, bayWidth(grid), grid.height, "box");
+        addBox(x, y, bayWidth, grid.height, "box");
         fill(bay, drive, mark, tone, x, y);
         html.close();
     }
 
     void fill(const Bay& bay, const DriveState& drive, Mark mark, Tone tone, int x, int y) {
-        const int width = bayWidth(grid);
-        const std::string label = bay.slot >= 0 ? number(bay.slot) : nameOf(drive);
+        const std::string label = bay.slot >= 0 ? number(bay.slot) : placeOf(drive);
         if (grid.height < 36) {  // room for a number and a shape
             addText("slot", x + 3, y + 15, cutTo(label, 3));
-            if (tone != Tone::kGood) addUse(tone, x + width - 13, y + 5, 11);
+            if (tone != Tone::kGood) addUse(tone, x + bayWidth - 13, y + 5, 11);
             return;
         }
-        const std::size_t letters = static_cast<std::size_t>(std::max(4, (width - 12) / 7));
-        addText("slot", x + 6, y + 15, cutTo(label, letters));
-        addUse(tone, x + width - 18, y + 5, 13);
-        if (grid.height < 50) {
-            addText("name", x + 6, y + 30,
+        const std::size_t letters = static_cast<std::size_t>(std::max(4, (bayWidth - 12) / 8));
+        addText("slot", x + 6, y + 14, cutTo(label, letters));
+        addUse(tone, x + bayWidth - 18, y + 4, 13);
+        if (grid.height < kUsualHeight) {
+            addText("name", x + 6, y + 29,
                     mark == Mark::kPull ? "pull" : cutTo(nameOf(drive), letters));
             return;
         }
-        addText("name", x + 6, y + 30,
-                bay.slot >= 0 ? cutTo(nameOf(drive), letters) : placeOf(drive));
-        if (mark == Mark::kPull) addBox(x, y + 34, width, 16, "flag");
-        const bool roomy = width >= 90;
-        const char* const shortWords = mark == Mark::kKeep   ? "keep"
-                                       : mark == Mark::kPull ? "pull"
-                                                             : "soon";
+        addText("name", x + 6, y + 28, tailOf(nameOf(drive), letters));
         if (mark == Mark::kNone) {
-            addText("third", x + 6, y + 44, tailOf(drive.serial, letters));
+            addText("third", x + 6, y + 41, tailOf(detailOf(drive), letters));
         } else {
-            addText("third mark", x + 6, y + 45, roomy ? markWords(mark) : shortWords);
+            addMark(mark, x, y);
         }
+    }
+
+    // In full, and in short for small screens.
+    void addMark(Mark mark, int x, int y) {
+        if (mark == Mark::kPull) addBox(x, y + 32, bayWidth, 15, "flag");
+        const bool roomy = bayWidth >= 90;
+        if (roomy) addText("mark long", x + 6, y + 42, markWords(mark));
+        const char* const brief = mark == Mark::kKeep   ? "keep"
+                                  : mark == Mark::kPull ? "pull"
+                                                        : "soon";
+        addText(roomy ? "mark brief" : "mark", x + 6, y + 42, brief);
     }
 
     // Trouble first when they do not all fit.
@@ -242,15 +274,15 @@ private:
 
     void addElements(int top) {
         const std::vector<const ElementState*> list = shownElements();
-        const int width = (kWidth - (kElementsInRow - 1) * kGap) / kElementsInRow;
+        const int unitWidth = (kWidth - (kElementsInRow - 1) * kGap) / kElementsInRow;
         for (std::size_t i = 0; i < list.size(); ++i) {
             const int index = static_cast<int>(i);
-            addElement(*list[i], index % kElementsInRow * (width + kGap),
-                       top + index / kElementsInRow * (kElementHeight + kGap), width);
+            addElement(*list[i], index % kElementsInRow * (unitWidth + kGap),
+                       top + index / kElementsInRow * (kElementHeight + kGap), unitWidth);
         }
     }
 
-    void addElement(const ElementState& element, int x, int y, int width) {
+    void addElement(const ElementState& element, int x, int y, int unitWidth) {
         const Tone tone = toneOfState(element.state);
         std::string value;
         if (element.value >= 0) {
@@ -261,20 +293,14 @@ private:
                         {"role", "img"},
                         {"aria-label", words}});
         html.element("title", {}, words);
-        addBox(x, y, width, kElementHeight, "box");
+        addBox(x, y, unitWidth, kElementHeight, "box");
         addSymbol(element.kind, x + 5, y + 6);
-        const bool calm = tone == Tone::kGood || tone == Tone::kIdle;
-        const std::string unit = element.kind == "temperature" && calm
-                                     ? joined("temp", " ",
-                                              element.name.substr(std::min(
-                                                  element.name.size(), element.name.find(' ') + 1)))
-                                     : element.name;
-        addText("unit-name", x + 23, y + 17,
-                cutTo(!calm           ? element.state
-                      : value.empty() ? unit
-                                      : value,
-                      9));
-        if (tone != Tone::kGood) addUse(tone, x + width - 15, y + 7, 12);
+        const std::string unit =
+            element.kind == "temperature"
+                ? "temp" + element.name.substr(std::min(element.name.size(), element.kind.size()))
+                : element.name;
+        addText("unit-name", x + 23, y + 17, cutTo(value.empty() ? unit : value, 8));
+        if (tone != Tone::kGood) addUse(tone, x + unitWidth - 16, y + 7, 12);
         html.close();
     }
 
@@ -298,6 +324,8 @@ private:
     const PageModel& model;
     const Shelf& shelf;
     const Grid grid;
+    const int width;
+    const int bayWidth;
 };
 
 // The bays of an enclosure; a drive whose slot is taken or not counted stands at the end.
@@ -330,11 +358,9 @@ std::vector<Shelf> looseShelves(const PageModel& model) {
     for (const DriveState* drive : drives) byAdapter[drive->adapter].bays.push_back({-1, drive});
     std::vector<Shelf> shelves;
     for (auto& [adapter, shelf] : byAdapter) {
-        shelf.title = "Drives of controller " + std::to_string(adapter);
+        shelf.title = "controller " + std::to_string(adapter);
         for (const ControllerState& each : model.in().state.controllers) {
-            if (each.number == adapter) {
-                shelf.title = joined(shelf.title, ", ", joined(each.vendor, " ", each.name));
-            }
+            if (each.number == adapter) shelf.controller = &each;
         }
         shelves.push_back(std::move(shelf));
     }
@@ -352,24 +378,29 @@ bool isTroubled(const Shelf& shelf) {
 
 void addHeading(Html& html, const Shelf& shelf, bool asLink) {
     html.open("h3");
-    if (shelf.enclosure == nullptr) {
-        html.text(shelf.title);
-    } else {
+    std::string make;
+    if (shelf.enclosure != nullptr) {
         addObjectLink(html, asLink, shelf.enclosure->key, shelf.title);
-        const std::string make = joined(shelf.enclosure->vendor, " ", shelf.enclosure->model);
-        if (!make.empty()) html.element("span", {{"class", "label"}}, make);
-        if (shelf.enclosure->state != "normal") {
-            const Tone tone = toneOfState(shelf.enclosure->state);
-            html.open("span", {{"class", std::string("state t-") + toneWord(tone)}});
-            addIcon(html, tone);
-            html.text(shelf.enclosure->state).close();
-        }
+        make = joined(shelf.enclosure->vendor, " ", shelf.enclosure->model);
+    } else if (shelf.controller != nullptr) {
+        addObjectLink(html, asLink, shelf.controller->key, shelf.title);
+        make = joined(shelf.controller->vendor, " ", shelf.controller->name);
+    } else {
+        html.text(shelf.title);
+    }
+    if (!make.empty()) html.element("span", {{"class", "label"}}, make);
+    if (shelf.enclosure != nullptr && shelf.enclosure->state != "normal") {
+        const Tone tone = toneOfState(shelf.enclosure->state);
+        html.open("span", {{"class", std::string("state t-") + toneWord(tone)}});
+        addIcon(html, tone);
+        html.text(shelf.enclosure->state).close();
     }
     html.close();
 }
 
 void addShelf(Html& html, const PageModel& model, const Shelf& shelf, bool asLink) {
-    html.open("div", {{"class", "shelf"}});
+    html.open("div", {{"class",
+                       isNarrow(shelf) ? "shelf w" + std::to_string(shelf.bays.size()) : "shelf"}});
     addHeading(html, shelf, asLink);
     const bool isEmpty =
         shelf.bays.empty() && (shelf.enclosure == nullptr || shelf.enclosure->elements.empty());
@@ -440,12 +471,13 @@ void addBayMaps(Html& html, const PageModel& model) {
     std::stable_partition(shelves.begin(), shelves.end(), isTroubled);
 
     html.open("section", {{"id", "bays"}, {"data-part", "bays"}, {"aria-labelledby", "h-bays"}});
-    html.element("h2", {{"id", "h-bays"}}, "Bays");
+    html.open("div", {{"class", "head"}}).element("h2", {{"id", "h-bays"}}, "Bays");
+    if (!shelves.empty()) addLegend(html, model);
+    html.close();
     if (shelves.empty()) {
         html.element("p", {{"class", "quiet"}}, "No drives and no enclosures were found.");
-    } else {
-        addLegend(html, model);
     }
+    html.open("div", {{"class", "shelves"}});
     std::size_t room = kMostBays;
     std::size_t drawings = 0;
     std::vector<const Shelf*> rest;
@@ -458,6 +490,7 @@ void addBayMaps(Html& html, const PageModel& model) {
         ++drawings;
         addShelf(html, model, shelf, true);
     }
+    html.close();
     addSummaries(html, rest);
     html.close();
 }

@@ -14,6 +14,12 @@ std::string severityText(int severity) {
     return word;
 }
 
+// Its title is for who cannot see that a time is a time.
+void addColumn(Html& html, const char* look, const char* title) {
+    html.open("th", {{"scope", "col"}, {"class", look}});
+    html.element("span", {{"class", "sr"}}, title).close();
+}
+
 void addRow(Html& html, const PageModel& model, const Record& record, bool withObject) {
     const Tone tone = toneOfSeverity(record.event.severity);
     html.open("tr", {{"class", std::string("t-") + toneWord(tone)}});
@@ -28,7 +34,7 @@ void addRow(Html& html, const PageModel& model, const Record& record, bool withO
                       record.objectName.empty() ? record.object : record.objectName);
         html.close();
     }
-    html.open("td", {{"class", "said"}}).text(record.event.text);
+    html.open("td", {{"class", "said"}, {"title", record.event.text}}).text(record.event.text);
     html.element("span", {{"class", "code"}}, std::to_string(record.event.eventCode));
     if (record.origin == Origin::kAtStart) {
         html.element("span", {{"class", "label"}}, "found at start");
@@ -65,10 +71,12 @@ void addEventList(Html& html, const PageModel& model, const std::vector<Record>&
         static_cast<std::size_t>(std::count_if(records.begin(), records.end(), isTelling));
     if (all == 0) return;
     html.open("table", {{"class", "events"}});
-    html.open("thead", {{"class", "sr"}}).open("tr");
-    html.element("th", {{"scope", "col"}}, "Time").element("th", {{"scope", "col"}}, "Severity");
-    if (withObject) html.element("th", {{"scope", "col"}}, "Object");
-    html.element("th", {{"scope", "col"}}, "Event").close().close().open("tbody");
+    html.open("thead").open("tr");
+    addColumn(html, "when", "Time");
+    addColumn(html, "how", "Severity");
+    if (withObject) addColumn(html, "what", "Object");
+    addColumn(html, "said", "Event");
+    html.close().close().open("tbody");
     std::size_t shown = 0;
     for (auto record = records.rbegin(); record != records.rend() && shown < most; ++record) {
         if (!isTelling(*record)) continue;
@@ -76,7 +84,7 @@ void addEventList(Html& html, const PageModel& model, const std::vector<Record>&
         ++shown;
     }
     html.close().close();
-    if (all > shown) {
+    if (all > shown && !withObject) {
         html.element("p", {{"class", "quiet"}},
                      "and " + std::to_string(all - shown) +
                          " earlier ones; raidwatch events shows them all");

@@ -16,13 +16,22 @@ constexpr std::size_t kMostSilences = 10;
 
 using Incidents = std::vector<const Incident*>;
 
-Incidents onlyOf(const Incidents& all, std::string_view key) {
+// Of that object; of a drive also those of its array, because that is what suffers.
+Incidents onlyOf(const PageModel& model, const Incidents& all, std::string_view key) {
     if (key.empty()) return all;
+    const DriveState* drive = model.drive(key);
     Incidents some;
     for (const Incident* each : all) {
-        if (each->object == key) some.push_back(each);
+        const bool ofArray =
+            drive != nullptr && !drive->array.empty() && each->object == drive->array;
+        if (each->object == key || ofArray) some.push_back(each);
     }
     return some;
+}
+
+const char* noneWords(const PageModel& model, bool ofOneObject) {
+    if (model.isStale()) return "None was open when this was seen.";
+    return ofOneObject ? "None about it." : "Nothing is wrong.";
 }
 
 std::string standingWords(const Incident& incident) {
@@ -141,7 +150,7 @@ void addSilences(Html& html, const PageModel& model, std::string_view only) {
 }  // namespace
 
 void addIncidentCards(Html& html, const PageModel& model, std::string_view only) {
-    const Incidents open = onlyOf(model.openIncidents(), only);
+    const Incidents open = onlyOf(model, model.openIncidents(), only);
     html.open(
         "section",
         {{"id", "incidents"}, {"data-part", "incidents"}, {"aria-labelledby", "h-incidents"}});
@@ -150,8 +159,7 @@ void addIncidentCards(Html& html, const PageModel& model, std::string_view only)
     html.close();
     addSilences(html, model, only);
     if (open.empty()) {
-        html.element("p", {{"class", "quiet"}},
-                     model.isStale() ? "None was open when this was seen." : "Nothing is wrong.");
+        html.element("p", {{"class", "quiet"}}, noneWords(model, !only.empty()));
     } else {
         html.open("ol", {{"class", "cards"}});
         for (std::size_t i = 0; i < std::min(open.size(), kMostOpen); ++i) {
@@ -164,6 +172,6 @@ void addIncidentCards(Html& html, const PageModel& model, std::string_view only)
                      "and " + std::to_string(open.size() - kMostOpen) +
                          " more; raidwatch incidents shows them all");
     }
-    addEnded(html, model, onlyOf(model.endedIncidents(), only));
+    addEnded(html, model, onlyOf(model, model.endedIncidents(), only));
     html.close();
 }

@@ -1,12 +1,19 @@
 #include "agent/page/SinkTable.h"
 
 #include <algorithm>
+#include <string>
+#include <utility>
 
 #include "agent/page/StateLook.h"
 
 namespace {
 
 constexpr std::size_t kMostSinks = 50;
+constexpr std::pair<const char*, const char*> kColumns[] = {{"name", "Sink"},
+                                                            {"how", "State"},
+                                                            {"lag", "Lag"},
+                                                            {"when", "Last delivery"},
+                                                            {"said", "Last error"}};
 
 std::string stateWords(const SinkStatus& sink) {
     if (sink.ok) return "ok";
@@ -36,7 +43,8 @@ void addRow(Html& html, const PageModel& model, const SinkStatus& sink) {
         html.text("nothing yet");
     }
     html.close();
-    html.element("td", {{"class", "said"}}, sink.ok ? "" : sink.lastAnswer);
+    const std::string answer = sink.ok ? "" : sink.lastAnswer;
+    html.element("td", {{"class", "said"}, {"title", answer}}, answer);
     html.close();
 }
 
@@ -51,9 +59,10 @@ void addSinkTable(Html& html, const PageModel& model) {
         html.close();
         return;
     }
-    html.open("table", {{"class", "sinks"}}).open("thead", {{"class", "sr"}}).open("tr");
-    for (const char* title : {"Sink", "State", "Lag", "Last delivery", "Last error"}) {
-        html.element("th", {{"scope", "col"}}, title);
+    html.open("table", {{"class", "sinks"}}).open("thead").open("tr");
+    for (const auto& [look, title] : kColumns) {
+        html.open("th", {{"scope", "col"}, {"class", look}});
+        html.element("span", {{"class", "sr"}}, title).close();
     }
     html.close().close().open("tbody");
     for (std::size_t i = 0; i < std::min(sinks.size(), kMostSinks); ++i) {

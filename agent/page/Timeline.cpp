@@ -19,7 +19,7 @@ constexpr int kBarHeight = 13;
 constexpr int kMarks = 18;  // height of the line of events
 constexpr int kAxis = 18;
 constexpr std::size_t kColumns = 80;  // events of one column are one mark
-constexpr std::size_t kMostEvents = 6;
+constexpr std::size_t kMostEvents = 5;
 constexpr std::int64_t kHour = 3600;
 
 std::string number(std::int64_t value) { return std::to_string(value); }
