@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <fstream>
+#include <sstream>
 
 #include "agent/web/WebToken.h"
 #include "tests/agent/DaemonRoom.h"
@@ -40,15 +41,21 @@ protected:
         const httplib::Result result = client.Get("/healthz", headers);
         return result ? result->status : 0;
     }
-    std::string run(const std::vector<std::string>& more) const {
+    // What a verb prints, on one line.
+    std::string run(const std::vector<std::string>& more) {
+        const std::string output = "verb-" + std::to_string(++runs);
         std::vector<std::string> words = {QEL_RAIDWATCH};
         words.insert(words.end(), more.begin(), more.end());
         words.insert(words.end(), {"--config", room.config});
-        (void)DaemonRoom::waitForEndOf(room.spawn(words, "verb"));
-        return room.readFile("verb");
+        (void)DaemonRoom::waitForEndOf(room.spawn(words, output));
+        std::istringstream all(room.readFile(output));
+        std::string line;
+        for (std::string word; all >> word;) line += (line.empty() ? "" : " ") + word;
+        return line;
     }
 
     DaemonRoom room;
+    int runs = 0;
 };
 
 TEST_F(DaemonWebTest, IsServedOnASocketAndAPortWithoutBeingAskedFor) {

@@ -140,7 +140,8 @@ public:
         Json json = stateJson(state);
         json["daemon"] = {{"pid", 1}, {"unspooled", 0}, {"problems", Json::object()}};
         // A new file, as the daemon makes it.
-        const std::string fresh = dir.write("state.json.new", json.dump());
+        const std::string fresh =
+            dir.write("state.json.new", json.dump(-1, ' ', false, Json::error_handler_t::replace));
         (void)std::rename(fresh.c_str(), dir.file("state.json").c_str());
         if (server) server->notify();
     }
