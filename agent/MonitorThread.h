@@ -78,6 +78,7 @@ public:
         std::size_t finished = 0;     // so many of the events belong to polls that have ended
         int polls = 0;                // that have ended since the last call
         std::shared_ptr<const PollReport> report;  // of the last of them; null for none
+        double pollSeconds = -1;                   // that the last of them took
     };
 
     MonitorThread(VantLib& lib, const EngineFolder& folder, const Settings& settings);
@@ -113,7 +114,8 @@ private:
     VantLib& lib;
     const EngineFolder& folder;
     const Settings settings;
-    std::chrono::milliseconds nextWait;  // the working thread's own
+    std::chrono::milliseconds nextWait;               // the working thread's own
+    std::chrono::steady_clock::time_point pollBegan;  // the same
 
     mutable std::mutex mutex;
     std::condition_variable changed;

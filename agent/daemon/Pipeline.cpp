@@ -83,6 +83,7 @@ void Pipeline::take(MonitorThread::Batch batch, bool holdNothing) {
     if (batch.report) {
         before = std::exchange(state, batch.report->state);
         stateIsOld = true;
+        pollSeconds = batch.pollSeconds;
         const std::string& shown = batch.report->snapshot;
         process(finished, shown.empty());
         addEffect(book.reconcile(state, silences, seconds()), Origin::kLive);
@@ -278,6 +279,7 @@ void Pipeline::writeState() {
     nlohmann::ordered_json json = stateJson(state);
     nlohmann::ordered_json& daemon = json["daemon"];
     daemon["pid"] = getpid();
+    daemon["pollSeconds"] = pollSeconds;
     daemon["unspooled"] = pending.records.size() + held.size();
     daemon["problems"] = trouble;
     daemon["pages"] = pages;

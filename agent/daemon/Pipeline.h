@@ -154,6 +154,7 @@ private:
     std::string snapshot;        // that the spool holds
     bool copyIsOld = true;       // the file copy may differ from `snapshot`
     std::int64_t polledAtStored = 0;
+    double pollSeconds = -1;  // that the last poll took; -1: not known
     std::vector<Silence> silences;
     std::map<std::string, std::string> trouble;
     std::vector<std::string> pages;

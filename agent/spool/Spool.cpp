@@ -160,6 +160,7 @@ Spool::Spool(const std::string& file, Access access) {
         if (given.incident > db->number(spool::kLastIncident)) {
             db->setNumber(spool::kLastIncident, given.incident + (db->file.isNew() ? kLeap : 0));
         }
+        db->beginTotals();
     });
 }
 
@@ -198,6 +199,7 @@ std::int64_t Spool::commit(Batch& batch) {
                 .run();
         }
         if (!batch.records.empty()) db->setNumber(spool::kLastSequence, last);
+        db->countEvents(batch.records);
         for (const Incident& changed : batch.incidents) db->storeIncident(changed);
         incident = db->number(spool::kLastIncident);
         if (batch.polledAt != 0) {

@@ -85,6 +85,7 @@ void Spool::deliver(const std::string& sink, std::int64_t sequence, const Receip
             .bind(4, at)
             .bind(5, sink)
             .run();
+        db->addToNumber(spool::totalOfSink(sink, delivered ? spool::kDelivered : spool::kDead), 1);
     });
 }
 
@@ -104,6 +105,7 @@ void Spool::failed(const std::string& sink, std::int64_t sequence, const Receipt
             .bind(2, receipt.answer)
             .bind(3, sink)
             .run();
+        db->addToNumber(spool::totalOfSink(sink, spool::kFailed), 1);
     });
 }
 
@@ -149,10 +151,25 @@ std::vector<SinkStatus> Spool::sinkStatus() const {
             status.dead = rows.number(7);
             found.push_back(status);
         }
+        for (SinkStatus& status : found) {
+            const auto total = [&](const char* what) {
+                return db->number(spool::totalOfSink(status.sink, what));
+            };
+            status.everDelivered = total(spool::kDelivered);
+            status.everFailed = total(spool::kFailed);
+            status.everDead = total(spool::kDead);
+        }
     });
     return found;
 }
 
 void Spool::forgetSink(const std::string& sink) {
-    db->writing([&] { db->sql.prepared("DELETE FROM sinks WHERE sink = ?").bind(1, sink).run(); });
+    db->writing([&] {
+        db->sql.prepared("DELETE FROM sinks WHERE sink = ?").bind(1, sink).run();
+        for (const char* what : {spool::kDelivered, spool::kFailed, spool::kDead}) {
+            db->sql.prepared("DELETE FROM numbers WHERE name = ?")
+                .bind(1, spool::totalOfSink(sink, what))
+                .run();
+        }
+    });
 }

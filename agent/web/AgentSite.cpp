@@ -8,6 +8,8 @@
 
 #include "agent/Duration.h"
 #include "agent/EventJson.h"
+#include "agent/metrics/Metrics.h"
+#include "agent/metrics/MetricsReader.h"
 #include "agent/spool/RecordJson.h"
 #include "agent/web/PageRoutes.h"
 #include "agent/web/WebProblem.h"
@@ -23,12 +25,17 @@ constexpr char kText[] = "text/plain; charset=utf-8";
 
 struct AgentSite::Parts {
     Parts(const WebKnowledge::Parts& files, const WebGuard::Rules& rules)
-        : knowledge(files), guard(rules), api(knowledge), pages(knowledge) {}
+        : knowledge(files),
+          guard(rules),
+          api(knowledge),
+          pages(knowledge),
+          metrics({files.spoolFile, files.stateFile, files.staleAfter}) {}
 
     WebKnowledge knowledge;
     WebGuard guard;
     RestApi api;
     PageRoutes pages;
+    MetricsReader metrics;
 };
 
 AgentSite::AgentSite(const WebKnowledge::Parts& files, const WebGuard::Rules& rules)
@@ -43,6 +50,7 @@ void AgentSite::use(const WebKnowledge::Parts& files, const WebGuard::Rules& rul
 void AgentSite::rest() {
     parts->knowledge.forget();
     parts->pages.forget();
+    parts->metrics.forget();
 }
 
 WebAnswer AgentSite::answer(const WebRequest& request) {
@@ -57,6 +65,11 @@ WebAnswer AgentSite::routed(const WebRequest& request) {
     if (parts->api.answers(request, answer) || parts->pages.answers(request, answer)) return answer;
     try {
         if (request.path == "/healthz") return health(request);
+        if (request.path == "/metrics") {
+            answer.type = kMetricsContentType;
+            answer.body = render(parts->metrics.read());
+            return answer;
+        }
     } catch (const std::exception& e) {
         return webProblem(500, e.what());
     }

@@ -4,6 +4,7 @@
 
 #include <map>
 
+#include "agent/page/Page.h"
 #include "tests/agent/support/WebRoom.h"
 
 namespace {
@@ -50,6 +51,22 @@ TEST_F(AgentSiteTest, HealthIsFreshPollsAndNothingElse) {
     pollOld(-3600);
     EXPECT_EQ(503, get("/healthz").status);
     EXPECT_EQ(0u, get("/healthz").body.find("UNKNOWN: the last completed poll is dated "));
+}
+
+TEST_F(AgentSiteTest, MetricsAreThoseOfTheLastPollHoweverOld) {
+    EXPECT_NE(std::string::npos, get("/metrics").body.find("\nraidwatch_up_to_date 0\n"));
+    room.poll();
+    const WebAnswer answer = get("/metrics");
+    EXPECT_EQ(200, answer.status);
+    EXPECT_EQ("text/plain; version=0.0.4; charset=utf-8", answer.type);
+    EXPECT_NE(std::string::npos, answer.body.find("\nraidwatch_up_to_date 1\n"));
+    const std::string drive = "\nraidwatch_drive_info{drive=\"drive:";
+    EXPECT_NE(std::string::npos, answer.body.find(drive));
+    pollOld(3600);
+    EXPECT_NE(std::string::npos, get("/metrics").body.find("\nraidwatch_up_to_date 0\n"));
+    EXPECT_NE(std::string::npos, get("/metrics").body.find(drive));
+    site.rest();
+    EXPECT_EQ(200, get("/metrics").status);
 }
 
 TEST_F(AgentSiteTest, StatusIsThatOfTheVerb) {
@@ -254,6 +271,45 @@ TEST_F(AgentSiteTest, IncidentsAreOpenOnesUnlessAllAreAskedFor) {
     EXPECT_EQ(1u, json("/api/v1/incidents", {{"since", "1971-01-01T00:00:00Z"}}).size());
     EXPECT_EQ(2, json("/api/v1/incidents/2")["id"]);
     EXPECT_EQ(404, get("/api/v1/incidents/3").status);
+}
+
+TEST_F(AgentSiteTest, ThePageAndAllThatItRefersToIsServed) {
+    room.poll();
+    room.record(401, "drive:S0");
+    const WebAnswer page = get("/");
+    EXPECT_EQ(200, page.status);
+    EXPECT_EQ("text/html; charset=utf-8", page.type);
+    EXPECT_NE(std::string::npos, page.body.find("md0"));
+    ASSERT_LT(0u, Page::assets().size());
+    for (const Asset& asset : Page::assets()) {
+        const WebAnswer file = get(asset.path);
+        EXPECT_EQ(200, file.status) << asset.path;
+        EXPECT_EQ(asset.contentType, file.type);
+        EXPECT_EQ(asset.bytes, file.body);
+        EXPECT_NE(std::string::npos, page.body.find(asset.path)) << asset.path;
+    }
+    const WebAnswer object = get("/object", {{"key", "array:0:0"}});
+    EXPECT_EQ(200, object.status);
+    EXPECT_NE(std::string::npos, object.body.find("RAID 1"));
+}
+
+TEST_F(AgentSiteTest, WhatIsNotThereIsAPageForABrowserAndAProblemForAProgram) {
+    room.poll();
+    const WebAnswer object = get("/object", {{"key", "<script>alert(1)</script>"}});
+    EXPECT_EQ(404, object.status);
+    EXPECT_EQ("text/html; charset=utf-8", object.type);
+    EXPECT_EQ(std::string::npos, object.body.find("<script>alert"));
+    const WebAnswer page = get("/nothing", {}, {{"accept", "text/html,*/*"}});
+    EXPECT_EQ(404, page.status);
+    EXPECT_EQ("text/html; charset=utf-8", page.type);
+    EXPECT_EQ("application/problem+json", get("/nothing").type);
+}
+
+TEST_F(AgentSiteTest, GivenAStalePollThenThePageIsUnknown) {
+    pollOld(301);
+    const WebAnswer page = get("/");
+    EXPECT_EQ(200, page.status);
+    EXPECT_NE(std::string::npos, page.body.find("UNKNOWN"));
 }
 
 TEST_F(AgentSiteTest, EveryAnswerIsHardenedAlsoARefusal) {
