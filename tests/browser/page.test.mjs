@@ -38,7 +38,7 @@ timeout = "1s"
 
     test("shows everything on one screen", async () => {
         const page = await browser.open(daemon.url());
-        assert.match(await text(page, "h1"), /^CRITICAL .*1 array rebuilding: array 0:0/s);
+        assert.match(await text(page, "h1"), /^CRITICAL\s.*1 array rebuilding: array 0:0/s);
         assert.match(await text(page, ".looked"), /last completed poll \d+ s ago/);
         const array = await text(page, ".array");
         for (const part of [/RAID 6/, /131\.0 TB/, /rebuilding/, /survives 1 more drive failure/,
