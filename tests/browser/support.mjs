@@ -61,6 +61,7 @@ ${settings}`, { mode: 0o600 });
                              { stdio: ["ignore", out, out] });
         fs.closeSync(out);
         this.process.on("exit", () => { this.ended = true; });
+        process.on("exit", () => this.process.kill("SIGKILL"));  // whatever happens to us
     }
 
     log() { return fs.readFileSync(path.join(this.folder, "log"), "utf8"); }
@@ -157,15 +158,18 @@ export class RecordedMachine {
         this.recording = path.join(source, "tests/recordings", recording);
         this.folder = fs.mkdtempSync(path.join(os.tmpdir(), "raidwatch-machine-"));
         this.root = path.join(this.folder, "root");
+        fs.mkdirSync(this.root);
         this.turnTo(step);
     }
     turnTo(step) {
-        const folder = path.join(this.folder, step);
-        fs.mkdirSync(folder, { recursive: true });
-        execFileSync("tar", ["xJf", path.join(this.recording, step + ".tar.xz"), "-C", folder]);
-        const link = path.join(this.folder, "next");
-        fs.symlinkSync(folder, link);
-        fs.renameSync(link, this.root);
+        const next = path.join(this.folder, step);
+        fs.mkdirSync(next);
+        execFileSync("tar", ["xJf", path.join(this.recording, step + ".tar.xz"), "-C", next]);
+        for (const name of fs.readdirSync(next)) {
+            const place = path.join(this.root, name);
+            if (fs.existsSync(place)) fs.renameSync(place, path.join(this.folder, "old-" + name));
+            fs.renameSync(path.join(next, name), place);
+        }
     }
     get source() { return "linux:" + this.root; }
     remove() { fs.rmSync(this.folder, { recursive: true }); }
