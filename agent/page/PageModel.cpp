@@ -37,6 +37,11 @@ bool lacksRedundancy(const ArrayState& array) {
 
 bool isLost(const ArrayState& array) { return array.state == "failed" || array.state == "offline"; }
 
+// Smaller is worse; what is in order keeps its place.
+auto badness(const ArrayState& array) {
+    return std::make_tuple(rankOfArray(array), lacksRedundancy(array) ? array.survives : 0);
+}
+
 auto placeIn(const DriveState* drive) {
     return std::make_tuple(drive->slot < 0, drive->slot, drive->adapter, drive->channel,
                            drive->device);
@@ -61,11 +66,9 @@ PageModel::PageModel(const PageInput& inputIN, const EventReference& referenceIN
         worstFirst.push_back(&each);
         if (lacksRedundancy(each)) threatenedAdapters.insert(each.adapter);
     }
-    std::stable_sort(worstFirst.begin(), worstFirst.end(),
-                     [](const ArrayState* a, const ArrayState* b) {
-                         return std::make_tuple(rankOfArray(*a), a->survives) <
-                                std::make_tuple(rankOfArray(*b), b->survives);
-                     });
+    std::stable_sort(
+        worstFirst.begin(), worstFirst.end(),
+        [](const ArrayState* a, const ArrayState* b) { return badness(*a) < badness(*b); });
     indexDrives();
 }
 

@@ -29,7 +29,7 @@ public:
 
     const std::string& fault() const { return problem; }  // "" for none
     const std::vector<Tag>& tags() const { return found; }
-    // Of all elements, with a blank where one ends.
+    // Of all elements, with a blank where one ends, and never two.
     const std::string& text() const { return shown; }
 
     std::vector<std::string> all(const std::string& attribute) const {
@@ -97,9 +97,13 @@ private:
         return plain;
     }
 
+    void show(char c) {
+        if (c != ' ' || (!shown.empty() && shown.back() != ' ')) shown += c;
+    }
+
     void readText() {
         const std::size_t end = std::min(html.find('<', at), html.size());
-        shown += unescaped(html.substr(at, end - at));
+        for (const char c : unescaped(html.substr(at, end - at))) show(c);
         at = end;
     }
 
@@ -110,7 +114,7 @@ private:
             const std::string name = readName();
             if (open.empty() || open.back() != name) fail("closed but not open: " + name);
             if (!open.empty()) open.pop_back();
-            shown += ' ';
+            show(' ');
             if (html[at] != '>') fail("no end of tag");
             ++at;
             return;

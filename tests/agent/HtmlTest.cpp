@@ -18,7 +18,7 @@ TEST(Html, TextsAndValuesAreEscaped) {
         {"a\x1b[31m", "a\\x1b[31m"},
         {"\xff", "\\xff"},
         {"two\nlines", "two\\nlines"},
-        {"\u202e", "\\u{202E}"},
+        {"\u202e", "\\u{202e}"},
         {"Größe", "Größe"},
     };
     for (const auto& row : kRows) EXPECT_EQ(row.escaped, Html::escaped(row.raw));
