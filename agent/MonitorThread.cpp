@@ -195,10 +195,12 @@ void MonitorThread::pollBegins(bool withStored) {
     if (published != nullptr && hasRoom()) drainInto(waiting);
     polling.atStart = withStored;
     ++polling.poll;
+    pollBegan = std::chrono::steady_clock::now();
 }
 
 // Looking takes its time, so it is done without the lock: nothing is added to the queue meanwhile.
 void MonitorThread::pollEnded() {
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - pollBegan;
     std::shared_ptr<const PollReport> report = settings.look();
     const std::string trouble = report ? report->unreadable : std::string();
     {
@@ -208,6 +210,7 @@ void MonitorThread::pollEnded() {
             drainInto(waiting);
             waiting.finished = waiting.events.size();
             waiting.report = std::move(report);
+            waiting.pollSeconds = took.count();
         }
         ++waiting.polls;
         ++waiting.ended;

@@ -83,6 +83,7 @@ public:
         // are any, nothing hangs.
         int ended = 0;
         std::string unreadable;  // "" or why the last of them could not read it
+        double pollSeconds = -1;  // that the last of them took
     };
 
     MonitorThread(VantLib& lib, const EngineFolder& folder, const Settings& settings);
@@ -121,8 +122,9 @@ private:
     VantLib& lib;
     const EngineFolder& folder;
     const Settings settings;
-    std::chrono::milliseconds nextWait;  // the working thread's own
-    std::string toldTrouble;             // the same; the interruption that the host has heard of
+    std::chrono::milliseconds nextWait;               // the working thread's own
+    std::chrono::steady_clock::time_point pollBegan;  // the same
+    std::string toldTrouble;  // the same; the interruption that the host has heard of
 
     mutable std::mutex mutex;
     std::condition_variable changed;

@@ -4,6 +4,7 @@
 file(GLOB_RECURSE AGENT_SOURCES CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/agent/*.cpp")
 set(AGENT_MAIN "${PROJECT_SOURCE_DIR}/agent/main.cpp")
 list(REMOVE_ITEM AGENT_SOURCES "${AGENT_MAIN}")
+list(FILTER AGENT_SOURCES EXCLUDE REGEX "/agent/web/module/")
 if(NOT EXISTS "${AGENT_MAIN}" OR NOT AGENT_SOURCES)
     message(FATAL_ERROR "agent/ holds no main.cpp or nothing else; -DQEL_BUILD_AGENT=OFF skips it")
 endif()
@@ -16,6 +17,7 @@ find_package(CURL REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(tomlplusplus REQUIRED IMPORTED_TARGET tomlplusplus)
 pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd)
+pkg_check_modules(httplib REQUIRED IMPORTED_TARGET cpp-httplib)
 
 # What `raidwatch explain` says is built into the program.
 set(meanings "${PROJECT_SOURCE_DIR}/catalogue/meanings.json")
@@ -24,8 +26,29 @@ file(READ "${meanings}" QEL_MEANINGS)
 configure_file("${PROJECT_SOURCE_DIR}/cmake/Meanings.cpp.in"
                "${PROJECT_BINARY_DIR}/generated/Meanings.cpp" @ONLY)
 
+# So is the description of what it serves.
+set(openapi "${PROJECT_SOURCE_DIR}/docs/formats/openapi.json")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${openapi}")
+file(READ "${openapi}" QEL_OPENAPI)
+configure_file("${PROJECT_SOURCE_DIR}/cmake/OpenApi.cpp.in"
+               "${PROJECT_BINARY_DIR}/generated/OpenApi.cpp" @ONLY)
+
+# So are the files that the web page refers to.
+foreach(asset STYLE=style.css SCRIPT=page.js ICON=icon.svg)
+    string(REPLACE "=" ";" asset "${asset}")
+    list(GET asset 0 name)
+    list(GET asset 1 file)
+    set(file "${PROJECT_SOURCE_DIR}/agent/page/assets/${file}")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${file}")
+    file(READ "${file}" QEL_PAGE_${name})
+endforeach()
+configure_file("${PROJECT_SOURCE_DIR}/cmake/PageAssets.cpp.in"
+               "${PROJECT_BINARY_DIR}/generated/PageAssets.cpp" @ONLY)
+
 # Everything but main, so that tests can link it.
-add_library(raidwatch_core STATIC ${AGENT_SOURCES} "${PROJECT_BINARY_DIR}/generated/Meanings.cpp")
+add_library(raidwatch_core STATIC ${AGENT_SOURCES}
+    "${PROJECT_BINARY_DIR}/generated/Meanings.cpp" "${PROJECT_BINARY_DIR}/generated/OpenApi.cpp"
+    "${PROJECT_BINARY_DIR}/generated/PageAssets.cpp")
 target_include_directories(raidwatch_core PUBLIC "${QEL_OWN_INCLUDE}")
 target_compile_definitions(raidwatch_core PRIVATE QEL_VERSION="${PROJECT_VERSION}")
 target_link_libraries(raidwatch_core PRIVATE qel_flags
@@ -52,3 +75,13 @@ list(REMOVE_DUPLICATES run_path)
 set_target_properties(raidwatch PROPERTIES
     INSTALL_RPATH "${run_path}" BUILD_WITH_INSTALL_RPATH ON)
 add_dependencies(raidwatch catalogue)
+
+# What speaks HTTP, a module of its own that the program loads when the first web client comes: the
+# library below it brings more along than the rest of the daemon together.
+add_library(raidwatch_http MODULE "${PROJECT_SOURCE_DIR}/agent/web/module/HttplibExchange.cpp")
+target_include_directories(raidwatch_http PRIVATE "${QEL_OWN_INCLUDE}")
+target_link_libraries(raidwatch_http PRIVATE qel_flags PkgConfig::httplib)
+set_target_properties(raidwatch_http PROPERTIES PREFIX "" OUTPUT_NAME raidwatch-http
+                      CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
+                      SKIP_BUILD_RPATH ON)
+add_dependencies(raidwatch raidwatch_http)

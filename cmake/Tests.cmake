@@ -97,7 +97,8 @@ if(sources AND QEL_BUILD_AGENT)
     endif()
     target_compile_definitions(agent_tests PRIVATE
         QEL_RAIDWATCH="$<TARGET_FILE:raidwatch>")
-    target_link_libraries(agent_tests PRIVATE raidwatch_core LibArchive::LibArchive)
+    target_link_libraries(agent_tests PRIVATE raidwatch_core LibArchive::LibArchive
+                          PkgConfig::httplib)
     add_dependencies(agent_tests raidwatch)
 endif()
 

@@ -16,6 +16,7 @@
 #include "agent/commands/ConfigCheck.h"
 #include "agent/settings/EngineConfig.h"
 #include "agent/settings/SettingsSchema.h"
+#include "agent/web/WebToken.h"
 
 namespace {
 
@@ -37,8 +38,9 @@ bool namesASecret(const std::string& name) {
     return has("key") || has("token") || has("secret") || has("auth") || has("password");
 }
 
-// Headers can carry what a key of its own should carry.
-SettingValue masked(SettingValue value) {
+// A hash is no secret, but it is nobody's business; headers can carry what a key of its own should.
+SettingValue masked(const std::string& path, SettingValue value) {
+    if (path == "http.token_hash" && !value.text.empty()) value.text = kHidden;
     for (auto& [name, member] : value.members) {
         if (namesASecret(name)) member.text = kHidden;
     }
@@ -92,7 +94,7 @@ std::string showText(const SettingsReader& reader, const EngineConfig& engine) {
             table = path.substr(0, dot);
             text += (text.empty() ? "[" : "\n[") + table + "]\n";
         }
-        text += settingLine(path.substr(dot + 1) + " = " + writtenText(masked(value)),
+        text += settingLine(path.substr(dot + 1) + " = " + writtenText(masked(path, value)),
                             reader.origins().at(path));
     }
     text += "\n# the engine's own settings, " + safeText(engine.file) + "\n";
@@ -107,7 +109,7 @@ Json showJson(const SettingsReader& reader, const EngineConfig& engine) {
     Json values = Json::array();
     for (const auto& [path, value] : reader.values()) {
         values.push_back({{"key", path},
-                          {"value", valueJson(masked(value))},
+                          {"value", valueJson(masked(path, value))},
                           {"origin", reader.origins().at(path)}});
     }
     Json own = Json::array();
@@ -133,11 +135,14 @@ void ConfigVerb::declare(Flags& flags) {
         .flag("--json", json, "one JSON document");
     flags.verb("schema", "every key with its type, range, default and meaning", chosen)
         .flag("--json", json, "as JSON Schema");
+    flags.verb("token", "make a token for the page, and its hash for token_hash in [http]", chosen)
+        .flag("--json", json, "one JSON document");
 }
 
 int ConfigVerb::run(const Context& context) {
     if (chosen == "check") return check(context);
     if (chosen == "show") return show(context);
+    if (chosen == "token") return token(context);
     return schema(context);
 }
 
@@ -166,5 +171,17 @@ int ConfigVerb::show(const Context& context) const {
 int ConfigVerb::schema(const Context& context) const {
     context.out.write(json ? SettingsSchema::json().dump(2) + "\n"
                            : SettingsSchema::text(context.style.columns));
+    return Failure::kDone;
+}
+
+int ConfigVerb::token(const Context& context) const {
+    const std::string made = WebToken::make();
+    const std::string hash = WebToken::hash(made);
+    if (json) {
+        context.out.line(oneLine({{"token", made}, {"token_hash", hash}}));
+        return Failure::kDone;
+    }
+    context.out.write("# For those who may look; it is shown only now:\n# " + made +
+                      "\n\n# For raidwatch.toml:\n[http]\ntoken_hash = \"" + hash + "\"\n");
     return Failure::kDone;
 }

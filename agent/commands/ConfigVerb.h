@@ -1,5 +1,5 @@
-// ConfigVerb: `raidwatch config check|show|schema`: is the configuration in order, what is in force
-// and where does it come from, what can be set.
+// ConfigVerb: `raidwatch config check|show|schema|token`: is the configuration in order, what is in
+// force and where does it come from, what can be set; a new token for the page.
 //
 // check ends with 0 when all is in order and with 1 when not; it names every problem.
 // Errors: Failure. Threads: one at a time.
@@ -23,8 +23,9 @@ private:
     int check(const Context& context) const;
     int show(const Context& context) const;
     int schema(const Context& context) const;
+    int token(const Context& context) const;
 
-    std::string chosen;  // "check", "show" or "schema"
+    std::string chosen;  // "check", "show", "schema" or "token"
     bool json = false;
 };
 

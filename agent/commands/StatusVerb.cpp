@@ -6,10 +6,9 @@
 #include "agent/Output.h"
 #include "agent/commands/CommandSettings.h"
 #include "agent/commands/CommonFlags.h"
-#include "agent/incidents/IncidentJson.h"
-#include "agent/state/StateJson.h"
 #include "agent/state/Verdict.h"
 #include "agent/status/Look.h"
+#include "agent/status/StatusJson.h"
 #include "util/Clock.h"
 
 void StatusVerb::declare(Flags& flags) {
@@ -38,14 +37,8 @@ int StatusVerb::show(const Context& context) const {
     const std::int64_t now = Clock::current().now();
     const Verdict found = verdict(seen.state, seen.incidents, now, settings.staleAfter);
     if (json) {
-        nlohmann::ordered_json document = {{"verdict", levelWord(found.level)},
-                                           {"sentence", found.sentence},
-                                           {"watched", seen.watched}};
-        document["incidents"] = nlohmann::ordered_json::array();
-        for (const Incident& each : seen.incidents) {
-            document["incidents"].push_back(incidentJson(each));
-        }
-        document["state"] = stateJson(seen.state);
+        const nlohmann::ordered_json document =
+            statusJson(found, seen.watched, seen.incidents, seen.state);
         context.out.line(document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
     } else {
         context.out.write(statusText(

@@ -38,6 +38,7 @@ constexpr std::chrono::milliseconds kLongestRetry{15000};
 constexpr char kSettingsTopic[] = "settings";
 constexpr char kSpoolTopic[] = "spool";
 constexpr char kStorageTopic[] = "storage";
+constexpr char kWebTopic[] = "http";
 constexpr mode_t kControlMode = 0660;
 constexpr mode_t kReadMode = 0666;
 
@@ -196,6 +197,7 @@ void DaemonRun::makePipeline() {
         *spool, *safe, settings,
         Pipeline::Places{places.stateFile(), RunFolder::lastStateFile(settings)}, [this] {
             if (sinks) sinks->notify();
+            if (web) web->notify();
         });
     pipeline->keepSinksAwayBy([this](bool away) {
         if (sinks) sinks->stayAway(away);
@@ -286,6 +288,14 @@ void DaemonRun::openDoors() {
     for (const ControlServer* server : {controlServer.get(), readServer.get()}) {
         if (!server->note().empty()) note(server->note());
     }
+    web = std::make_unique<Web>(settings, host, [this](const std::string& line) { note(line); });
+    tellOfWeb();
+}
+
+// What is wrong with the web server stands in state.json, and is nobody else's trouble.
+void DaemonRun::tellOfWeb() {
+    pipeline->setProblem(kWebTopic, web->problem());
+    pipeline->setPages(web->addresses());
 }
 
 int DaemonRun::watch() {
@@ -313,7 +323,9 @@ void DaemonRun::turn() {
     tellProblems(pipeline->problems());
     desk.serve([this](const Json& request) { return carryOut(request); });
     if (context.stop.takeReload()) reloadOnSignal();
+    if (web) tellOfWeb();
     if (ended) {
+        if (web) web->notify();  // state.json is new
         if (!polled) giveBackMemory();
         polled = true;
     }
@@ -338,7 +350,7 @@ void DaemonRun::turnWithoutStore() {
     tellProblems(problems);
     try {
         StateFile(places.stateFile())
-            .write(stateDocument(waiting.machine(), waiting.size(), problems));
+            .write(stateDocument(waiting.machine(), {waiting.size(), -1, problems, {}}));
     } catch (const Failure&) {
         // The run folder is full too; what is said goes to the journal.
     }
@@ -400,6 +412,11 @@ std::vector<std::string> DaemonRun::reload() {
     // look() reads the source on the monitoring thread, and paths are in use: these stay.
     settings.keep = fresh.keep;
     settings.sinks = std::move(fresh.sinks);
+    settings.httpListen = std::move(fresh.httpListen);
+    settings.httpTokenHash = std::move(fresh.httpTokenHash);
+    settings.httpHosts = std::move(fresh.httpHosts);
+    settings.staleAfter = fresh.staleAfter;
+    if (web) web->use(settings);
     return reader.files();
 }
 
@@ -482,6 +499,7 @@ Json DaemonRun::carryOut(const Json& request) {
 void DaemonRun::shutDown() {
     service.stopping();
     desk.close();
+    if (web) web->stop();
     for (ControlServer* server : {controlServer.get(), readServer.get()}) {
         if (server != nullptr) server->stop();
     }

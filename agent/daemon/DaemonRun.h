@@ -35,6 +35,7 @@
 #include "agent/spool/SafeSnapshot.h"
 #include "agent/spool/Spool.h"
 #include "agent/state/StateBuilder.h"
+#include "agent/web/Web.h"
 
 class DaemonRun {
 public:
@@ -73,6 +74,7 @@ private:
     void setProblem(const std::string& topic, const std::string& line);
     void tellProblems(const std::map<std::string, std::string>& problems);
     void pruneSometimes();
+    void tellOfWeb();
     void tellManager();
     std::vector<std::string> reload();  // the files read; Failure, and nothing changed
     void reloadOnSignal();
@@ -113,6 +115,7 @@ private:
     std::unique_ptr<Door> readDoor;
     std::unique_ptr<ControlServer> controlServer;
     std::unique_ptr<ControlServer> readServer;
+    std::unique_ptr<Web> web;
 
     ServiceManager service;
     std::chrono::steady_clock::time_point nextPrune;

@@ -12,12 +12,12 @@ namespace {
 
 constexpr int kLargeBlock = 64 * 1024;  // bytes; from here on a block is mapped by itself
 
-// Code alone: it is never written, so that the file gives back the same bytes.
-int dropCode(dl_phdr_info* object, std::size_t, void*) {
+// Code and constants: they are never written, so that the file gives back the same bytes.
+int dropConstants(dl_phdr_info* object, std::size_t, void*) {
     const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
     for (int i = 0; i < object->dlpi_phnum; ++i) {
         const ElfW(Phdr)& part = object->dlpi_phdr[i];
-        if (part.p_type != PT_LOAD || part.p_flags != (PF_R | PF_X)) continue;
+        if (part.p_type != PT_LOAD || (part.p_flags & PF_W) != 0) continue;
         const std::uintptr_t begin = (object->dlpi_addr + part.p_vaddr) & ~(page - 1);
         const std::uintptr_t end = object->dlpi_addr + part.p_vaddr + part.p_filesz;
         // The loader tells addresses as numbers. NOLINTNEXTLINE(performance-no-int-to-ptr)
@@ -36,5 +36,5 @@ void limitHeap() {
 
 void giveBackMemory() {
     (void)malloc_trim(0);
-    (void)dl_iterate_phdr(dropCode, nullptr);
+    (void)dl_iterate_phdr(dropConstants, nullptr);
 }

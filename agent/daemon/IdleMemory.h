@@ -4,8 +4,8 @@
 //   limitHeap();       // before the first thread: one heap for all, which is given back early
 //   giveBackMemory();  // when the start is over
 //
-// giveBackMemory() also unmaps the code that only the start needed. It stays in the file cache, and
-// what is needed again is back at its first use. Errors: none; any thread.
+// giveBackMemory() also unmaps code and constants that only the start needed. They stay in the file
+// cache, and what is needed again is back at its first use. Errors: none; any thread.
 #ifndef AGENT_DAEMON_IDLEMEMORY_H
 #define AGENT_DAEMON_IDLEMEMORY_H
 

@@ -87,6 +87,7 @@ void Pipeline::take(MonitorThread::Batch batch, bool holdNothing) {
     if (batch.report) {
         before = std::exchange(state, batch.report->state);
         stateIsOld = true;
+        pollSeconds = batch.pollSeconds;
         const std::string& shown = batch.report->snapshot;
         process(finished, shown.empty());
         addEffect(book.reconcile(state, silences, seconds()), Origin::kLive);
@@ -379,10 +380,16 @@ void Pipeline::setProblem(const std::string& topic, const std::string& line) {
     stateIsOld = true;
 }
 
+void Pipeline::setPages(const std::vector<std::string>& addresses) {
+    if (addresses == pages) return;
+    pages = addresses;
+    stateIsOld = true;
+}
+
 void Pipeline::writeState() {
     if (!stateIsOld) return;
     const std::string document =
-        stateDocument(state, pending.records.size() + held.size(), trouble);
+        stateDocument(state, {pending.records.size() + held.size(), pollSeconds, trouble, pages});
     try {
         StateFile(places.stateFile).write(document);
         // Not with every poll: it may be on a disk that would like to sleep.

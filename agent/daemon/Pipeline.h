@@ -106,6 +106,9 @@ public:
     void setProblem(const std::string& topic, const std::string& line);  // "" ends it
     const std::map<std::string, std::string>& problems() const { return trouble; }
 
+    // Where the page is served, for state.json.
+    void setPages(const std::vector<std::string>& addresses);
+
     // --- changes. Failure when there is no such thing, or when they could not be stored (they
     // hold nevertheless, and storing is tried again) ---
     // Both return the incident as it is then.
@@ -180,8 +183,10 @@ private:
     std::string snapshot;        // that the spool holds
     bool copyIsOld = true;       // the file copy may differ from `snapshot`
     std::int64_t polledAtStored = 0;
+    double pollSeconds = -1;  // that the last poll took; -1: not known
     std::vector<Silence> silences;
     std::map<std::string, std::string> trouble;
+    std::vector<std::string> pages;
     bool stateIsOld = true;
     std::vector<std::string> notes;
 

@@ -6,12 +6,13 @@
 
 #include "agent/state/StateJson.h"
 
-std::string stateDocument(const MachineState& state, std::size_t unspooled,
-                          const std::map<std::string, std::string>& problems) {
+std::string stateDocument(const MachineState& state, const DaemonFacts& facts) {
     nlohmann::ordered_json json = stateJson(state);
     nlohmann::ordered_json& daemon = json["daemon"];
     daemon["pid"] = getpid();
-    daemon["unspooled"] = unspooled;
-    daemon["problems"] = problems;
+    daemon["pollSeconds"] = facts.pollSeconds;
+    daemon["unspooled"] = facts.unspooled;
+    daemon["problems"] = facts.problems;
+    daemon["pages"] = facts.pages;
     return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }

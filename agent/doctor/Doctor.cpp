@@ -20,6 +20,7 @@ std::vector<Finding> Doctor::examine() {
     findings.clear();
     lookAtConfiguration();
     lookAtDaemon();
+    lookAtPage();
     lookAtPeople();
     lookAtSinks();
     lookAtDeliveries();

@@ -58,6 +58,7 @@ private:
     void lookAtSpool();
     void lookAtRunFolder();
     void lookAtDaemon();
+    void lookAtPage();
 
     void lookAtSpace();
     void lookAtClock();

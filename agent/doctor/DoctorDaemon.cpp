@@ -14,6 +14,7 @@
 
 #include "agent/Duration.h"
 #include "agent/Failure.h"
+#include "agent/JsonFields.h"
 #include "agent/daemon/Agent.h"
 #include "agent/daemon/StateFile.h"
 #include "agent/settings/Quantity.h"
@@ -80,6 +81,31 @@ void Doctor::lookAtDaemon() {
     } else {
         ok("daemon", "it runs; its last completed look is " + durationText(age) + " old");
     }
+}
+
+// Where it is, as the daemon says; without one there is none.
+void Doctor::lookAtPage() {
+    if (settings.httpListen.empty()) {
+        ok("page", "switched off, listen in [http]");
+        return;
+    }
+    if (!Agent(settings).isRunning()) return;
+    const auto state =
+        nlohmann::ordered_json::parse(StateFile(places.stateFile()).read(), nullptr, false);
+    const auto daemon = state.is_object() ? state.value("daemon", nlohmann::ordered_json::object())
+                                          : nlohmann::ordered_json::object();
+    if (!daemon.is_object()) return;
+    const auto problems = daemon.value("problems", nlohmann::ordered_json::object());
+    const std::string trouble = textOf(problems, "http");
+    if (!trouble.empty()) {
+        problem("page", trouble, "see listen in [http] of raidwatch.toml; it is tried again");
+    }
+    std::string where;
+    const auto pages = daemon.value("pages", nlohmann::ordered_json::array());
+    for (const auto& page : pages) {
+        if (page.is_string()) where += (where.empty() ? "" : ", ") + page.get<std::string>();
+    }
+    if (!where.empty()) ok("page", where);
 }
 
 void Doctor::lookAtSpool() {

@@ -60,6 +60,11 @@ struct AgentSettings {
                                            7 * 86400};  // then the last
     std::int64_t staleAfter = 300;  // a poll older than this says nothing about now
 
+    // [http]
+    std::vector<std::string> httpListen = {"unix", "127.0.0.1:8627"};  // see WebAddress
+    std::string httpTokenHash;           // of what must be shown on a port; "" for nothing
+    std::vector<std::string> httpHosts;  // more names of this machine
+
     std::map<std::string, SinkSettings> sinks;  // by name
 };
 

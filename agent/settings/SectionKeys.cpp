@@ -31,6 +31,9 @@ const std::vector<SectionKey>& sectionKeys() {
         {{"incidents", "flap_changes", SettingKey::kNumber, false, "how many changes within the window are too many", "", 2, 1000, ""}, &AgentSettings::flapChanges},
         {{"incidents", "reminders", SettingKey::kSecondsList, false, "the waits between two reminders of an open incident; the last one goes on; [] for none", "", kMinute, kYear, ""}, &AgentSettings::reminders},
         {{"incidents", "stale_after", SettingKey::kSeconds, false, "a poll that is older says nothing about now", "", 10, kDay, ""}, &AgentSettings::staleAfter},
+        {{"http", "listen", SettingKey::kList, false, "where the page is served: unix (http.sock in the run folder), unix:/PATH, ADDRESS:PORT; [] for nowhere; see http.md", "", 0, 0, ""}, &AgentSettings::httpListen},
+        {{"http", "token_hash", SettingKey::kText, false, "the hash of the token that must be shown on every port, made by raidwatch config token; no port beyond this machine is opened without one", "", 0, 0, ""}, &AgentSettings::httpTokenHash},
+        {{"http", "hosts", SettingKey::kList, false, "names of this machine that a browser may call it by, besides its host name, localhost and addresses", "", 0, 0, ""}, &AgentSettings::httpHosts},
     };
     // clang-format on
     return rows;
@@ -43,6 +46,7 @@ const std::vector<Section>& sections() {
         {"access", "who may change something"},
         {"spool", "what is kept"},
         {"incidents", "when people are told, and how often"},
+        {"http", "the page, its API and the metrics; they change nothing"},
     };
     return names;
 }
@@ -61,6 +65,10 @@ SettingValue memberValue(const SectionKey& key, const AgentSettings& settings) {
         return value;
     }
     value.kind = SettingValue::Kind::kList;
+    if (const auto* words = std::get_if<std::vector<std::string> AgentSettings::*>(&key.member)) {
+        for (const std::string& word : settings.**words) value.items.push_back(textValue(word));
+        return value;
+    }
     for (const std::int64_t seconds :
          settings.*std::get<std::vector<std::int64_t> AgentSettings::*>(key.member)) {
         value.items.push_back(textValue(writtenDuration(seconds)));

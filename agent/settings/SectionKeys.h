@@ -17,7 +17,8 @@
 struct SectionKey {
     SettingKey row;  // row.type is the name of the table
     std::variant<std::string AgentSettings::*, std::int64_t AgentSettings::*, int AgentSettings::*,
-                 std::vector<std::int64_t> AgentSettings::*>
+                 std::vector<std::int64_t> AgentSettings::*,
+                 std::vector<std::string> AgentSettings::*>
         member;
 };
 

@@ -13,6 +13,8 @@
 #include "agent/settings/SinkKeys.h"
 #include "agent/settings/Spelling.h"
 #include "agent/settings/ValueChecker.h"
+#include "agent/web/WebAddress.h"
+#include "agent/web/WebToken.h"
 #include "events/EnumEventType.h"
 #include "storlib/sources/SourceRegistry.h"
 
@@ -58,6 +60,7 @@ public:
                 takeSection(name, value);
             }
         }
+        checkHttp();
         if (settings.sinks.count("journal") == 0 && !journalConfigured) addJournal();
     }
 
@@ -118,6 +121,10 @@ private:
             settings.** whole = static_cast<int>(number);
             return true;
         }
+        if (const auto* words =
+                std::get_if<std::vector<std::string> AgentSettings::*>(&key.member)) {
+            return check.list(key.row, value, settings.**words);
+        }
         return check.numbers(
             key.row, value,
             settings.*std::get<std::vector<std::int64_t> AgentSettings::*>(key.member));
@@ -136,11 +143,34 @@ private:
             return check.fail(
                 value, "source is " + shown(value.text) + "; begin it with " + joined(kinds, ", "));
         }
-        const bool mayBeEmpty = key == "language" || key == "engine";
+        if (key == "token_hash" && !value.text.empty()) {
+            const std::string problem = WebToken::problemOf(value.text);
+            return problem.empty() || check.fail(value, "token_hash " + problem);
+        }
+        const bool mayBeEmpty = key == "language" || key == "engine" || key == "token_hash";
         if (value.text.empty() && !mayBeEmpty) {
             return check.fail(value, key + " is empty; remove the line to get the default");
         }
         return true;
+    }
+
+    // What only all of [http] together can say.
+    void checkHttp() {
+        const SettingValue& listen = values["http.listen"];
+        for (std::size_t i = 0; i < settings.httpListen.size(); ++i) {
+            const SettingValue& place = i < listen.items.size() ? listen.items[i] : listen;
+            WebAddress address;
+            const std::string problem =
+                WebAddress::parse(settings.httpListen[i], settings.runFolder, address);
+            if (!problem.empty()) {
+                check.fail(place, "listen: " + problem);
+            } else if (!address.isLocal() && settings.httpTokenHash.empty()) {
+                check.fail(place, "listen: others than this machine can reach " +
+                                      shown(settings.httpListen[i]) +
+                                      ", so a token is needed; raidwatch config token makes one, "
+                                      "for token_hash in [http]");
+            }
+        }
     }
 
     // --- [sink.NAME] ---

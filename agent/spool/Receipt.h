@@ -25,6 +25,11 @@ struct SinkStatus {
     int tries = 0;                   // failed ones for the next record
     std::string lastAnswer;          // of the last try
     bool ok = true;                  // the last try succeeded, or there was none
+
+    // Counted since the sink has its place; pruning does not lower these.
+    std::int64_t everDelivered = 0;  // records
+    std::int64_t everFailed = 0;     // tries
+    std::int64_t everDead = 0;       // records
 };
 
 #endif  // AGENT_SPOOL_RECEIPT_H

@@ -173,6 +173,7 @@ void Spool::open() {
             opening->setNumber(spool::kLastIncident,
                                given.incident + (opening->file.isNew() ? kLeap : 0));
         }
+        opening->beginTotals();
     });
     opened = opening->file.number();
     db = std::move(opening);
@@ -232,6 +233,7 @@ std::int64_t Spool::commit(Batch& batch) {
                 .run();
         }
         if (!batch.records.empty()) base().setNumber(spool::kLastSequence, last);
+        base().countEvents(batch.records);
         for (const Incident& changed : batch.incidents) base().storeIncident(changed);
         incident = base().number(spool::kLastIncident);
         if (batch.polledAt != 0) {

@@ -16,6 +16,7 @@
 #define AGENT_SPOOL_SPOOL_H
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -23,6 +24,7 @@
 
 #include "agent/incidents/Incident.h"
 #include "agent/incidents/Silence.h"
+#include "agent/spool/EventTotal.h"
 #include "agent/spool/Receipt.h"
 #include "agent/spool/Record.h"
 #include "agent/spool/RecordFilter.h"
@@ -84,6 +86,9 @@ public:
     std::int64_t firstSequence() const;  // of those that are kept; 0 when there is none
     std::vector<Record> read(std::int64_t after, int limit) const;  // in order
     std::vector<Record> query(const RecordFilter& filter) const;
+    // What was ever recorded; see EventTotal.
+    std::vector<EventTotal> eventTotals() const;            // by severity and code
+    std::map<std::string, std::int64_t> badBlocks() const;  // found, by object key
 
     // --- sinks ---
     // A sink that was never seen starts behind the last record: it does not tell old news.

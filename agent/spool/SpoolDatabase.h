@@ -29,6 +29,15 @@ struct Spool::Database {
             .run();
     }
 
+    void addToNumber(const std::string& name, std::int64_t more) {
+        sql.prepared(
+               "INSERT INTO numbers VALUES (?, ?)"
+               " ON CONFLICT (name) DO UPDATE SET value = value + excluded.value")
+            .bind(1, name)
+            .bind(2, more)
+            .run();
+    }
+
     // The same for texts; "" when it was never set.
     std::string text(const std::string& name) {
         Statement& row = sql.prepared("SELECT value FROM texts WHERE name = ?").bind(1, name);
@@ -66,6 +75,10 @@ struct Spool::Database {
     }
 
     void storeIncident(const Incident& incident);
+    // Counts the records of a batch; inside a transaction.
+    void countEvents(const std::vector<Record>& records);
+    // Counts what a spool without totals holds; inside a transaction.
+    void beginTotals();
 
     SpoolFile file;
     SqliteFile& sql;
@@ -81,6 +94,12 @@ constexpr char kLastIncident[] = "last_incident";
 constexpr char kSnapshotMark[] = "snapshot_mark";
 constexpr char kPrunedTo[] = "pruned_to";  // milliseconds
 constexpr char kSnapshot[] = "snapshot";   // in the table of texts
+
+// Totals, in the table of numbers: "sink/<name>/delivered" and so on.
+std::string totalOfSink(const std::string& sink, const char* what);
+constexpr char kDelivered[] = "delivered";
+constexpr char kFailed[] = "failed";
+constexpr char kDead[] = "dead";
 
 }  // namespace spool
 

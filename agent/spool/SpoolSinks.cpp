@@ -86,6 +86,7 @@ void Spool::deliver(const std::string& sink, std::int64_t sequence, const Receip
             .bind(4, at)
             .bind(5, sink)
             .run();
+        base().addToNumber(spool::totalOfSink(sink, delivered ? spool::kDelivered : spool::kDead), 1);
     });
 }
 
@@ -106,6 +107,7 @@ void Spool::failed(const std::string& sink, std::int64_t sequence, const Receipt
             .bind(2, receipt.answer)
             .bind(3, sink)
             .run();
+        base().addToNumber(spool::totalOfSink(sink, spool::kFailed), 1);
     });
 }
 
@@ -152,11 +154,25 @@ std::vector<SinkStatus> Spool::sinkStatus() const {
             status.dead = rows.number(7);
             found.push_back(status);
         }
+        for (SinkStatus& status : found) {
+            const auto total = [&](const char* what) {
+                return base().number(spool::totalOfSink(status.sink, what));
+            };
+            status.everDelivered = total(spool::kDelivered);
+            status.everFailed = total(spool::kFailed);
+            status.everDead = total(spool::kDead);
+        }
     });
     return found;
 }
 
 void Spool::forgetSink(const std::string& sink) {
-    base().writing(
-        [&] { base().sql.prepared("DELETE FROM sinks WHERE sink = ?").bind(1, sink).run(); });
+    base().writing([&] {
+        base().sql.prepared("DELETE FROM sinks WHERE sink = ?").bind(1, sink).run();
+        for (const char* what : {spool::kDelivered, spool::kFailed, spool::kDead}) {
+            base().sql.prepared("DELETE FROM numbers WHERE name = ?")
+                .bind(1, spool::totalOfSink(sink, what))
+                .run();
+        }
+    });
 }

@@ -23,7 +23,7 @@ _raidwatch_words() {
         explain) echo "--all $common" ;;
         locate) echo "on off status --for --root $common" ;;
         doctor) echo "--fix $common" ;;
-        config) echo "check show schema $common" ;;
+        config) echo "check show schema token $common" ;;
         capture) echo "--root --name $common" ;;
         replay) echo "--all $common" ;;
         scenario) echo "check play $common" ;;

@@ -82,7 +82,7 @@ complete -c raidwatch -n '__raidwatch_in check' -l stale-after -x -d 'oldest pol
 complete -c raidwatch -n '__raidwatch_in drill' -a '(path basename /usr/share/qel/scenarios/*.json 2>/dev/null | path change-extension "")'
 complete -c raidwatch -n '__raidwatch_in locate' -a 'on off status'
 complete -c raidwatch -n '__raidwatch_in doctor' -l fix -d 'repair what can be repaired safely'
-complete -c raidwatch -n '__raidwatch_in config' -a 'check show schema'
+complete -c raidwatch -n '__raidwatch_in config' -a 'check show schema token'
 complete -c raidwatch -n '__raidwatch_in locate capture' -l root -r -F -d 'tree to read'
 complete -c raidwatch -n '__raidwatch_in capture' -l name -x -d 'name of the step'
 complete -c raidwatch -n '__raidwatch_in capture replay scenario' -F

@@ -8,6 +8,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "agent/settings/SettingsReader.h"
+#include "agent/web/WebToken.h"
 #include "tests/agent/CommandRun.h"
 #include "tests/support/TempDir.h"
 
@@ -111,10 +113,39 @@ TEST(ConfigVerb, ShowOfAWrongConfigurationNamesTheProblems) {
     EXPECT_EQ(0u, ran.notes[0].find(dir.file("raidwatch.toml:1: "))) << ran.notes[0];
 }
 
+TEST(ConfigVerb, TokenMakesATokenAndTheLinesForItsHash) {
+    const CommandRun ran = runCommand({"config", "token"});
+    EXPECT_EQ(0, ran.exit);
+    const std::string lead = "# For those who may look; it is shown only now:\n# ";
+    ASSERT_EQ(0u, ran.out.find(lead)) << ran.out;
+    const std::string token =
+        ran.out.substr(lead.size(), ran.out.find('\n', lead.size()) - lead.size());
+    const TempDir dir;
+    const AgentSettings settings =
+        SettingsReader(dir.write("raidwatch.toml", ran.out + "listen = [\"0.0.0.0:80\"]\n")).read();
+    EXPECT_EQ(WebToken::Answer::kRight, WebToken(settings.httpTokenHash).check(token));
+
+    const auto json = nlohmann::json::parse(runCommand({"config", "token", "--json"}).out);
+    EXPECT_EQ(
+        WebToken::Answer::kRight,
+        WebToken(json["token_hash"].get<std::string>()).check(json["token"].get<std::string>()));
+}
+
+TEST(ConfigVerb, ShowHidesTheHashOfTheToken) {
+    const TempDir dir;
+    const std::string hash = WebToken::hash("secret");
+    const std::string file = dir.write("raidwatch.toml", "[http]\ntoken_hash = \"" + hash + "\"\n");
+    const CommandRun ran = runCommand({"config", "show", "--config", file});
+    EXPECT_EQ(std::string::npos, ran.out.find(hash));
+    EXPECT_NE(std::string::npos, ran.out.find("token_hash = \"********\""));
+}
+
 TEST(ConfigVerb, GivenAWordThatItDoesNotHaveThenBadUse) {
     EXPECT_EQ(2, runCommand({"config"}).exit);
-    EXPECT_EQ("config needs one of its commands: check, show, schema; see raidwatch config --help",
-              runCommand({"config"}).failure);
+    EXPECT_EQ(
+        "config needs one of its commands: check, show, schema, token; see raidwatch config "
+        "--help",
+        runCommand({"config"}).failure);
     EXPECT_EQ(2, runCommand({"config", "edit"}).exit);
     EXPECT_EQ(2, runCommand({"config", "show", "--xml"}).exit);
 }

@@ -50,14 +50,15 @@ public:
 
     // The configuration of all tests, and `more`.
     void configure(const std::string& more) {
-        config = dir.write("raidwatch.toml",
-                           "[monitor]\nsource = \"" + settings.source + "\"\n[paths]\nstate = \"" +
-                               settings.stateFolder + "\"\nrun = \"" + settings.runFolder +
-                               "\"\nengine = \"" + settings.engineFolder +
-                               "\"\n[sink.journal]\nenabled = false\n[sink.out]\ntype = "
-                               "\"file\"\npath = \"" +
-                               dir.file("out.jsonl") + "\"\nmax_size = \"1T\"\nsend = \"both\"\n" +
-                               more);
+        config = dir.write(
+            "raidwatch.toml",
+            "[monitor]\nsource = \"" + settings.source + "\"\n[paths]\nstate = \"" +
+                settings.stateFolder + "\"\nrun = \"" + settings.runFolder + "\"\nengine = \"" +
+                settings.engineFolder +
+                "\"\n[sink.journal]\nenabled = false\n[sink.out]\ntype = "
+                "\"file\"\npath = \"" +
+                dir.file("out.jsonl") +
+                "\"\nmax_size = \"1T\"\nsend = \"both\"\n[http]\nlisten = " + listen + "\n" + more);
         (void)chmod(config.c_str(), 0600);
     }
 
@@ -147,6 +148,7 @@ public:
     AgentSettings settings;
     std::string config;
     std::string pace = "0.002";
+    std::string listen = "[]";  // of the web server
     pid_t pid = -1;
 };
 

@@ -94,16 +94,22 @@ public:
 // A daemon as others see it: its lock, its sockets, its state.
 class PretendedDaemon {
 public:
-    PretendedDaemon(const Machine& machine, std::int64_t polledAt)
+    PretendedDaemon(const Machine& machine, std::int64_t polledAt,
+                    const std::string& pageProblem = "")
         : lock(
               open(machine.file("run/raidwatch.pid").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)) {
         EXPECT_EQ(0, flock(lock, LOCK_EX | LOCK_NB));
         for (const char* name : {"run/read.sock", "run/control.sock"}) {
+            fs::remove(machine.file(name));  // of one that was there before
             sockets.push_back(listenAt(machine.file(name)));
         }
         MachineState state;
         state.polledAt = polledAt;
-        machine.dir.write("run/state.json", stateJson(state).dump());
+        nlohmann::ordered_json json = stateJson(state);
+        json["daemon"] = {{"pages", {"http://127.0.0.1:8627/", "/run/http.sock"}},
+                          {"problems", nlohmann::ordered_json::object()}};
+        if (!pageProblem.empty()) json["daemon"]["problems"]["http"] = pageProblem;
+        machine.dir.write("run/state.json", json.dump());
     }
     ~PretendedDaemon() {
         for (const int fd : sockets) close(fd);
@@ -135,9 +141,9 @@ TEST(Doctor, GivenAllIsInPlaceThenNothingNeedsWork) {
         topics.push_back(finding.topic);
     }
     EXPECT_EQ((std::vector<std::string>{
-                  "configuration", "daemon", "who is told", "sink hook", "storage", "machine lock",
-                  "spool", "engine folder", "snapshot", "engine settings", "message texts",
-                  "engine logs", "run folder", "free space", "clock", "tools"}),
+                  "configuration", "daemon", "page", "who is told", "sink hook", "storage",
+                  "machine lock", "spool", "engine folder", "snapshot", "engine settings",
+                  "message texts", "engine logs", "run folder", "free space", "clock", "tools"}),
               topics);
     machine.expect(Kind::kOk, "who is told", "hook");
     machine.expect(Kind::kOk, "snapshot", "complete, and so is its safe copy");
@@ -145,6 +151,21 @@ TEST(Doctor, GivenAllIsInPlaceThenNothingNeedsWork) {
     machine.expect(Kind::kOk, "spool",
                    machine.file("state/spool.db") + " is sound; records 0 to 0");
     machine.expect(Kind::kOk, "run folder", machine.file("run") + " with both sockets");
+}
+
+TEST(Doctor, SaysWhereThePageIsAndWhatKeepsItFromBeingThere) {
+    Machine machine;
+    {
+        const PretendedDaemon daemon(machine, std::time(nullptr));
+        machine.expect(Kind::kOk, "page", "http://127.0.0.1:8627/, /run/http.sock");
+    }
+    {
+        const PretendedDaemon daemon(machine, std::time(nullptr), "cannot listen on x");
+        machine.expect(Kind::kProblem, "page", "cannot listen on x");
+    }
+    machine.expect(Kind::kOk, "page", "no finding about page");
+    machine.configure("[http]\nlisten = []\n");
+    machine.expect(Kind::kOk, "page", "switched off, listen in [http]");
 }
 
 TEST(Doctor, GivenAWrongConfigurationThenEachProblemIsAFinding) {

@@ -64,6 +64,46 @@ TEST(SettingsReader, GivenNoFileThenTheDefaultsHoldAndTheJournalIsTold) {
     EXPECT_EQ("default", reader.origins().at("monitor.source"));
 }
 
+TEST(SettingsReader, GivenThePageForOthersThenATokenIsNeeded) {
+    const TempDir dir;
+    const std::string hash = "token_hash = \"$5$salt$" + std::string(43, 'x') + "\"\n";
+    struct Case {
+        std::string text;
+        const char* problem;  // "" for none
+    };
+    const Case cases[] = {
+        {"listen = []", ""},
+        {"listen = [\"unix\", \"127.0.0.1:80\", \"[::1]:80\"]", ""},
+        {hash + "listen = [\"0.0.0.0:80\"]", ""},
+        {"listen = [\"127.0.0.1:80\",\n  \"0.0.0.0:80\"]",
+         "DIR/raidwatch.toml:3: listen: others than this machine can reach \"0.0.0.0:80\", so a "
+         "token is needed; raidwatch config token makes one, for token_hash in [http]"},
+        {"listen = [\"[::]:80\"]",
+         "DIR/raidwatch.toml:2: listen: others than this machine can reach \"[::]:80\", so a token "
+         "is needed; raidwatch config token makes one, for token_hash in [http]"},
+        {"listen = [\"8627\"]",
+         "DIR/raidwatch.toml:2: listen: \"8627\" is no address with a port; write \"unix\", "
+         "\"unix:/PATH\" or an address with a port, as \"127.0.0.1:8627\" or \"[::1]:8627\""},
+        {"listen = \"unix\"",
+         "DIR/raidwatch.toml:2: listen is a text; it must be a list of texts, as [\"...\"]"},
+        {"token_hash = \"secret\"",
+         "DIR/raidwatch.toml:2: token_hash is no hash of a token; raidwatch config token makes "
+         "one"},
+        {"hosts = [\"\"]",
+         "DIR/raidwatch.toml:2: hosts holds an empty text; remove it or fill it in"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        const Texts expected = *c.problem == 0 ? Texts() : Texts{withFolder(c.problem, dir)};
+        EXPECT_EQ(expected, problemsOf(dir, "[http]\n" + c.text + "\n"));
+    }
+    const AgentSettings settings =
+        readText(dir, "[http]\n" + hash + "hosts = [\"a\", \"b\"]\nlisten = [\"unix:/w\"]\n");
+    EXPECT_EQ(Texts({"a", "b"}), settings.httpHosts);
+    EXPECT_EQ(Texts({"unix:/w"}), settings.httpListen);
+    EXPECT_EQ(0u, settings.httpTokenHash.find("$5$salt$"));
+}
+
 TEST(SettingsReader, GivenEveryTableThenEveryValueArrives) {
     const TempDir dir;
     const AgentSettings settings = readText(dir, R"([monitor]

@@ -184,6 +184,9 @@ for key in $(grep -v -x -E 'monitor|paths|access|spool|incidents|sink|journal' "
 done
 [ "$(wc -l <"$work/keys")" -gt 40 ] || fail "the schema was not understood: $(cat "$work/keys")"
 [ -s "$work/unpacked/usr/share/doc/raidwatch/formats/sinks.md" ] || fail "no page about the sinks"
+for file in prometheus/raidwatch.rules.yml grafana/raidwatch.json; do
+    cmp -s "$root/packaging/$file" "$work/unpacked/usr/share/raidwatch/$file" || fail "no $file"
+done
 
 say "the configuration as shipped, and with every example in force"
 inside raidwatch config check >"$work/out" 2>&1 || fail "config check: $(cat "$work/out")"
