@@ -89,6 +89,7 @@ std::vector<EventTotal> Spool::eventTotals() const {
         }
     });
     std::vector<EventTotal> totals;
+    totals.reserve(sorted.size());
     for (const auto& [kind, count] : sorted) totals.push_back({kind.first, kind.second, count});
     return totals;
 }

@@ -276,6 +276,27 @@ TEST(Metrics, EveryFamilyHasASample) {
     }
 }
 
+// docs/formats/metrics.md says how many series there are.
+TEST(Metrics, TheNumberOfSeriesIsBounded) {
+    std::map<std::string, std::string> about;
+    for (const MetricsFamily& family : metricsFamilies()) {
+        about[std::string("raidwatch_") + family.name] = family.about;
+    }
+    std::map<std::string, int> counts;
+    for (const auto& sample : MetricsText(render(metrics::example())).samples) {
+        ++counts[about[sample.name]];
+    }
+    // One sink, one array with a task and exposed, two drives, one enclosure of three elements,
+    // one controller with battery and temperature.
+    EXPECT_EQ((std::map<std::string, int>{{"raidwatch", 91},
+                                          {"sinks", 7},
+                                          {"arrays", 24},
+                                          {"drives", 22},
+                                          {"enclosures", 24},
+                                          {"controllers", 10}}),
+              counts);
+}
+
 TEST(Metrics, AnswersForTenThousandDrivesAtOnce) {
     MetricsInput in = metrics::example();
     for (int i = 0; i < 10000; ++i) {
