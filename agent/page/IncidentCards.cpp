@@ -103,7 +103,9 @@ void addCard(Html& html, const PageModel& model, const Incident& incident) {
     html.open("li", {{"class", std::string("card incident t-") + toneWord(tone)}});
     addTitle(html, model, incident);
     addSince(html, model, incident);
-    if (!incident.text.empty()) html.element("p", {{"class", "said"}}, incident.text);
+    if (!incident.text.empty()) {
+        html.element("p", {{"class", "said"}, {"title", incident.text}}, incident.text);
+    }
     html.open("p", {{"class", "todo"}}).element("strong", {}, "What to do");
     html.text(" " + advice(model, incident)).close();
     html.close();
