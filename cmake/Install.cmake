@@ -13,6 +13,7 @@ install(TARGETS qel storvant EXPORT QELTargets
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 if(QEL_BUILD_AGENT)
     install(TARGETS raidwatch RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+    install(TARGETS raidwatch_nats LIBRARY DESTINATION "lib/raidwatch")
 endif()
 install(FILES ${QEL_CATALOGUES} DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(DIRECTORY storlib/sources/scenarios DESTINATION share/qel FILES_MATCHING PATTERN "*.json")
@@ -60,4 +61,5 @@ install(DIRECTORY storlib/sources/scenarios DESTINATION share/qel ${only}
         FILES_MATCHING PATTERN "*.json")
 if(QEL_BUILD_AGENT)
     install(TARGETS raidwatch RUNTIME DESTINATION bin ${only})
+    install(TARGETS raidwatch_nats LIBRARY DESTINATION "lib/${triplet}/raidwatch" ${only})
 endif()

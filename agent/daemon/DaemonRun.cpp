@@ -151,9 +151,8 @@ void DaemonRun::openStore() {
 }
 
 void DaemonRun::startSinks() {
-    const auto maker = [state = places.stateFile()](const SinkSettings& sink) {
-        return makeSink(sink, state);
-    };
+    const auto maker = [files = SinkPlaces{places.stateFile(), settings.stateFolder}](
+                           const SinkSettings& sink) { return makeSink(sink, files); };
     sinks = std::make_unique<SinkSet>(
         RunFolder::spoolFile(settings), [this](const std::string& line) { note(line); }, maker);
     sinks->reload(settings.sinks);
