@@ -1,5 +1,7 @@
 #include "agent/fleet/FleetIdentity.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <sstream>
@@ -45,6 +47,16 @@ bool FleetIdentity::isOwn(const std::string& name) {
     if (has()) return true;
     lived = readAll();
     return has();
+}
+
+std::string FleetIdentity::latest() const {
+    const std::vector<std::string> all = readAll();
+    return all.empty() ? std::string() : all.back();
+}
+
+std::int64_t FleetIdentity::latestBegan() const {
+    struct stat info {};
+    return stat(fileIn(folder).c_str(), &info) == 0 ? info.st_mtime : 0;
 }
 
 std::vector<std::string> FleetIdentity::readAll() const {

@@ -31,6 +31,9 @@ public:
     // An instance that was lived from this folder. Reads the folder again before it says no: two
     // sinks of one agent have one instance each.
     bool isOwn(const std::string& name);
+    // The instance that began last on this folder, "" for none, and when (seconds).
+    std::string latest() const;
+    std::int64_t latestBegan() const;
     // The last record that was in the spool when the instance began; what is behind it cannot have
     // been sent before.
     std::int64_t firstUnsent() const { return lastAtBegin; }

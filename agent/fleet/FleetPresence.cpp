@@ -15,8 +15,8 @@ constexpr std::size_t kMostSent = 100;
 }  // namespace
 
 FleetPresence::FleetPresence(FleetLink& linkIN, const FleetNames& namesIN,
-                             FleetIdentity& identityIN, Self selfIN)
-    : link(linkIN), names(namesIN), identity(identityIN), self(std::move(selfIN)) {}
+                             FleetIdentity& identityIN, std::int64_t everyIN)
+    : link(linkIN), names(namesIN), identity(identityIN), every(everyIN) {}
 
 bool FleetPresence::isAlive(const FleetBeat& beat, std::int64_t now) {
     return now - beat.at <= (kBeatsToLive * beat.every + 1) * 1000;
@@ -31,22 +31,25 @@ std::string FleetPresence::conflictText(const FleetBeat& other, const std::strin
 }
 
 std::string FleetPresence::conflict() const {
-    return other.instance.empty() ? std::string() : conflictText(other, identity.machine());
+    const bool nobody = other.instance.empty() && !taken;
+    return nobody ? std::string() : conflictText(other, identity.machine());
 }
 
-bool FleetPresence::beat(std::int64_t polledAt, std::int64_t lastSequence) {
+bool FleetPresence::beat(const Said& said) {
     identity.begin();
     FleetBeat mine;
     mine.machine = identity.machine();
     mine.instance = identity.instance();
-    mine.host = self.host;
-    mine.version = self.version;
-    mine.every = self.every;
-    mine.polledAt = polledAt;
-    mine.lastSequence = lastSequence;
+    mine.host = said.host;
+    mine.version = QEL_VERSION;
+    mine.every = every;
+    mine.polledAt = said.polledAt;
+    mine.lastSequence = said.lastSequence;
     trouble.clear();
     noBucket = false;
+    const bool before = ours;
     ours = (known && put(mine)) || (trouble.empty() && !noBucket && settle(mine));
+    if (ours && !before) heldSince = revision;
     if (ours) lookForRival();
     return ours;
 }
@@ -108,7 +111,7 @@ bool FleetPresence::settle(FleetBeat& mine) {
     }
     if (identity.isOwn(there.instance)) return put(mine);
     const std::int64_t now = Clock::current().now();
-    if (other.instance.empty() || otherRevision != entry.revision || now < otherSince) {
+    if (!taken || otherRevision != entry.revision || now < otherSince) {
         otherRevision = entry.revision;
         otherSince = now;
     }
@@ -133,5 +136,9 @@ void FleetPresence::lookForRival() {
     if (!wrong.empty() || !found) return;
     FleetBeat rival = FleetBeat::of(entry.value);
     rival.at = entry.at;
-    if (isAlive(rival, nowMilliseconds()) && !identity.isOwn(rival.instance)) other = rival;
+    // An earlier life of ours may have said so before. What was said since the place is ours, even
+    // by an instance that we know, comes from the machine that we are a copy of.
+    const bool isOurs = rival.instance == identity.instance() ||
+                        (entry.revision <= heldSince && identity.isOwn(rival.instance));
+    if (!isOurs && isAlive(rival, nowMilliseconds())) other = rival;
 }

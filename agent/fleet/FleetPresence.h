@@ -12,7 +12,7 @@
 //     A holder that is not heard for three of its beats has gone, and the place is free.
 //
 //   FleetPresence presence(link, names, me, self);
-//   presence.beat(polledAt, lastSequence);
+//   presence.beat({host, polledAt, lastSequence});
 //   if (presence.isTaken()) return presence.conflict();
 //
 // Ownership  Link, names and identity are borrowed. Threads: one at a time.
@@ -34,17 +34,19 @@ class FleetPresence {
 public:
     static constexpr int kBeatsToLive = 3;  // so many may be missing
 
-    struct Self {
+    // What it has to say.
+    struct Said {
         std::string host;
-        std::string version;
-        std::int64_t every = 60;  // seconds between two beats
+        std::int64_t polledAt = 0;
+        std::int64_t lastSequence = 0;
     };
 
+    // `everyIN`: seconds between two beats.
     FleetPresence(FleetLink& linkIN, const FleetNames& namesIN, FleetIdentity& identityIN,
-                  Self selfIN);
+                  std::int64_t everyIN);
 
     // True when the place is ours now.
-    bool beat(std::int64_t polledAt, std::int64_t lastSequence);
+    bool beat(const Said& said);
 
     bool isOurs() const { return ours; }
     bool isTaken() const { return taken; }
@@ -68,9 +70,10 @@ private:
     FleetLink& link;
     const FleetNames& names;
     FleetIdentity& identity;
-    const Self self;
+    const std::int64_t every;
 
     bool ours = false;
+    std::uint64_t heldSince = 0;  // the revision by which the place became ours
     bool noBucket = false;
     bool known = true;              // `revision` is that of our own last beat, or of none at all
     std::uint64_t revision = 0;     // of the alive key

@@ -410,8 +410,11 @@ std::string NatsLink::get(const std::string& bucket, const std::string& key, boo
 std::string NatsLink::makeStream(const Plan& plan) {
     const std::string wrong = connect();
     if (!wrong.empty()) return wrong;
+    jsOptions patience;
+    (void)jsOptions_Init(&patience);  // sets members, cannot fail
+    patience.Wait = std::min(settings.timeoutMs, kLongestGet);
     jsCtx* made = nullptr;
-    natsStatus status = natsConnection_JetStream(&made, connection, nullptr);
+    natsStatus status = natsConnection_JetStream(&made, connection, &patience);
     const Stream js(made);
     if (status != NATS_OK) return reasonOf(status);
     jsStreamInfo* info = nullptr;
@@ -445,8 +448,11 @@ std::string NatsLink::makeStream(const Plan& plan) {
 std::string NatsLink::makeBucket(const Plan& plan) {
     const std::string wrong = connect();
     if (!wrong.empty()) return wrong;
+    jsOptions patience;
+    (void)jsOptions_Init(&patience);  // sets members, cannot fail
+    patience.Wait = std::min(settings.timeoutMs, kLongestGet);
     jsCtx* made = nullptr;
-    natsStatus status = natsConnection_JetStream(&made, connection, nullptr);
+    natsStatus status = natsConnection_JetStream(&made, connection, &patience);
     const Stream js(made);
     if (status != NATS_OK) return reasonOf(status);
     kvStore* store = nullptr;
@@ -512,8 +518,11 @@ std::string NatsLink::stepThrough(const std::string& stream, const std::string& 
                                   jsSubOptions* wanted, bool follow, const MessageTaker& take) {
     const std::string wrong = connect();
     if (!wrong.empty()) return wrong;
+    jsOptions patience;
+    (void)jsOptions_Init(&patience);  // sets members, cannot fail
+    patience.Wait = std::min(settings.timeoutMs, kLongestGet);
     jsCtx* made = nullptr;
-    natsStatus status = natsConnection_JetStream(&made, connection, nullptr);
+    natsStatus status = natsConnection_JetStream(&made, connection, &patience);
     const Stream js(made);
     if (status != NATS_OK) return reasonOf(status);
     wanted->Stream = stream.c_str();

@@ -62,7 +62,7 @@ NatsSink::NatsSink(const SinkSettings& settings, SinkPlaces placesIN,
       choice(recordChoice(access.send)),
       link(std::move(linkIN)),
       identity(places.stateFolder),
-      presence(*link, access.names, identity, {hostName(), "", access.heartbeat}) {}
+      presence(*link, access.names, identity, access.heartbeat) {}
 
 bool NatsSink::wants(const Record& record) const { return isChosen(choice, record); }
 
@@ -151,7 +151,7 @@ std::string NatsSink::withRemarks(std::string text) const {
 FleetLink::Message NatsSink::messageOf(const Parcel& parcel) {
     const Record& record = *parcel.record;
     Json json = recordObject(record, parcel.id);
-    json["data"]["host"] = state.host.empty() ? hostName() : state.host;
+    json["data"]["host"] = ownHost();
     const auto drive = drives.find(record.object);
     if (drive != drives.end()) {
         json["data"]["drive"] = {{"vendor", drive->second.vendor},
@@ -188,6 +188,8 @@ void NatsSink::readState() {
     for (const DriveState& drive : state.drives) drives[drive.key] = drive;
 }
 
+std::string NatsSink::ownHost() const { return state.host.empty() ? hostName() : state.host; }
+
 void NatsSink::tick() {
     if (places.stateFolder.empty() || identity.machine().empty()) return;
     const std::int64_t now = Clock::current().now();
@@ -197,9 +199,10 @@ void NatsSink::tick() {
 
 void NatsSink::beat() {
     readState();
-    if (!presence.beat(state.polledAt, lastSequence) && presence.lacksBucket()) {
+    const FleetPresence::Said said{ownHost(), state.polledAt, lastSequence};
+    if (!presence.beat(said) && presence.lacksBucket()) {
         std::string error;
-        if (makeAll(error)) (void)presence.beat(state.polledAt, lastSequence);
+        if (makeAll(error)) (void)presence.beat(said);
         beatTrouble = error;
     } else {
         beatTrouble = presence.problem();
@@ -264,11 +267,13 @@ std::string NatsSink::problem() {
     FleetBeat rival = FleetBeat::of(entry.value);
     rival.at = entry.at;
     if (!FleetPresence::isAlive(rival, nowMilliseconds())) return std::string();
-    if (identity.isOwn(rival.instance)) {  // we are the one that waits
+    if (rival.instance == identity.latest()) {  // we are the one that waits
         error = link->get(access.names.aliveBucket(), FleetNames::aliveKey(machine), found, entry);
         if (!error.empty() || !found) return error;
         rival = FleetBeat::of(entry.value);
         if (identity.isOwn(rival.instance)) return std::string();
+    } else if (identity.isOwn(rival.instance) && rival.at / 1000 <= identity.latestBegan()) {
+        return std::string();  // an earlier life of ours
     }
     return FleetPresence::conflictText(rival, machine);
 }

@@ -61,6 +61,7 @@ private:
     void say();
     bool makeAll(std::string& error);
     void readState();
+    std::string ownHost() const;
     std::string hint(const std::string& error) const;
     std::string withRemarks(std::string text) const;
 

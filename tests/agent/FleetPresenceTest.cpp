@@ -21,13 +21,14 @@ const FleetNames& names() {
 class Life {
 public:
     Life(FakeFleet& server, const std::string& folder, const std::string& host)
-        : link(server), me(folder), presence(link, names(), me, {host, "1", 60}) {}
+        : link(server), me(folder), presence(link, names(), me, 60), name(host) {}
 
-    bool beat() { return presence.beat(1, 1); }
+    bool beat() { return presence.beat({name, 1, 1}); }
 
     FakeLink link;
     FleetIdentity me;
     FleetPresence presence;
+    const std::string name;
 };
 
 class FleetPresenceTest : public testing::Test {

@@ -218,7 +218,7 @@ TEST_F(FleetServerTest, GivenAccountsThatMayDoLittleThenItIsEnough) {
         machine.settings.lists["urls"] = {server.url()};
         machine.settings.texts["user"] = user;
         machine.settings.texts["password"] = "pw";
-        machine.settings.timeout = 3;
+        machine.settings.timeout = 1;
         machine.made.reset();
     };
     // There is nothing yet, and a host may not make it.
@@ -257,10 +257,10 @@ TEST_F(FleetServerTest, GivenAKeyOrCredentialsThenTheMachineLogsInWithThem) {
     const std::string made = "/usr/bin/python3 " + net::supportFile("nats_logins.py") + " " +
                              dir.folder() + " 2>/dev/null && echo made";
     if (net::outputOf(made) != "made\n") GTEST_SKIP() << "there is no openssl";
-    const auto with = [&](const std::map<std::string, std::string>& login) {
+    const auto with = [&](const std::map<std::string, std::string>& keys) {
         Machine machine("stor7", server.url());
         machine.settings.timeout = 5;
-        machine.settings.texts = login;
+        machine.settings.texts = keys;
         return machine.send(driveEvent());
     };
     const std::string key = dir.read("nkey.pub");

@@ -44,11 +44,7 @@ protected:
         state.drives.push_back(drive);
         (void)dir.write("state.json", stateJson(state).dump());
     }
-    Answer send(const Record& given) {
-        Record record = given;
-        record.sequence = commitOne(spool, record);
-        return sink->deliver(record, spool.idOf(record.sequence));
-    }
+    Answer send(const Record& record) { return sendAgain(commitOne(spool, record)); }
     // Again what is in the spool.
     Answer sendAgain(std::int64_t sequence) {
         const Record record = spool.read(sequence - 1, 1).front();
