@@ -4,7 +4,8 @@
 file(GLOB_RECURSE AGENT_SOURCES CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/agent/*.cpp")
 set(AGENT_MAIN "${PROJECT_SOURCE_DIR}/agent/main.cpp")
 list(REMOVE_ITEM AGENT_SOURCES "${AGENT_MAIN}")
-list(FILTER AGENT_SOURCES EXCLUDE REGEX "/agent/web/module/")
+# The modules, below.
+list(FILTER AGENT_SOURCES EXCLUDE REGEX "/agent/(web/module|nats)/")
 if(NOT EXISTS "${AGENT_MAIN}" OR NOT AGENT_SOURCES)
     message(FATAL_ERROR "agent/ holds no main.cpp or nothing else; -DQEL_BUILD_AGENT=OFF skips it")
 endif()
@@ -18,6 +19,10 @@ find_package(PkgConfig REQUIRED)
 pkg_check_modules(tomlplusplus REQUIRED IMPORTED_TARGET tomlplusplus)
 pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd)
 pkg_check_modules(httplib REQUIRED IMPORTED_TARGET cpp-httplib)
+pkg_check_modules(nats IMPORTED_TARGET libnats)
+if(NOT nats_FOUND)
+    message(FATAL_ERROR "libnats is missing; scripts/install-packages build installs libnats-dev")
+endif()
 
 # What `raidwatch explain` says is built into the program.
 set(meanings "${PROJECT_SOURCE_DIR}/catalogue/meanings.json")
@@ -85,3 +90,15 @@ set_target_properties(raidwatch_http PROPERTIES PREFIX "" OUTPUT_NAME raidwatch-
                       CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
                       SKIP_BUILD_RPATH ON)
 add_dependencies(raidwatch raidwatch_http)
+
+# What speaks to the server of a fleet: loaded when a sink of type nats is configured, and a package
+# of its own. It links nothing of the program; agent/fleet/FleetLink.h is all that both share.
+file(GLOB QEL_NATS_SOURCES CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/agent/nats/*.cpp")
+add_library(raidwatch_nats MODULE ${QEL_NATS_SOURCES})
+target_include_directories(raidwatch_nats PRIVATE "${PROJECT_SOURCE_DIR}")
+target_link_libraries(raidwatch_nats PRIVATE qel_flags nlohmann_json::nlohmann_json
+                      PkgConfig::nats Threads::Threads)
+set_target_properties(raidwatch_nats PROPERTIES PREFIX "" OUTPUT_NAME raidwatch-nats
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
+    LIBRARY_OUTPUT_DIRECTORY "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/raidwatch")
+add_dependencies(raidwatch raidwatch_nats)

@@ -14,6 +14,7 @@ install(TARGETS qel storvant EXPORT QELTargets
 if(QEL_BUILD_AGENT)
     install(TARGETS raidwatch RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
     install(TARGETS raidwatch_http LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+    install(TARGETS raidwatch_nats LIBRARY DESTINATION "lib/raidwatch")
 endif()
 install(FILES ${QEL_CATALOGUES} DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(DIRECTORY storlib/sources/scenarios DESTINATION share/qel FILES_MATCHING PATTERN "*.json")
@@ -63,4 +64,5 @@ if(QEL_BUILD_AGENT)
     install(TARGETS raidwatch RUNTIME DESTINATION bin ${only})
     # Where the program finds its libraries.
     install(TARGETS raidwatch_http LIBRARY DESTINATION "lib/${triplet}/qel" ${only})
+    install(TARGETS raidwatch_nats LIBRARY DESTINATION "lib/${triplet}/raidwatch" ${only})
 endif()

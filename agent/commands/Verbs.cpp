@@ -10,6 +10,7 @@
 #include "agent/commands/DrillVerb.h"
 #include "agent/commands/EventsVerb.h"
 #include "agent/commands/ExplainVerb.h"
+#include "agent/commands/FleetVerb.h"
 #include "agent/commands/IncidentsVerb.h"
 #include "agent/commands/ListVerb.h"
 #include "agent/commands/LocateVerb.h"
@@ -42,6 +43,7 @@ std::vector<std::unique_ptr<Verb>> allVerbs() {
     verbs.push_back(std::make_unique<DiffVerb>());
     verbs.push_back(std::make_unique<ExplainVerb>());
     verbs.push_back(std::make_unique<LocateVerb>());
+    verbs.push_back(std::make_unique<FleetVerb>());
     verbs.push_back(std::make_unique<DoctorVerb>());
     verbs.push_back(std::make_unique<TestVerb>());
     verbs.push_back(std::make_unique<DrillVerb>());

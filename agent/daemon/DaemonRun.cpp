@@ -215,9 +215,8 @@ void DaemonRun::makePipeline() {
 }
 
 void DaemonRun::startSinks() {
-    const auto maker = [state = places.stateFile()](const SinkSettings& sink) {
-        return makeSink(sink, state);
-    };
+    const auto maker = [files = SinkPlaces{places.stateFile(), settings.stateFolder}](
+                           const SinkSettings& sink) { return makeSink(sink, files); };
     sinks = std::make_unique<SinkSet>(
         RunFolder::spoolFile(settings), [this](const std::string& line) { note(line); }, maker);
     sinks->reload(settings.sinks);

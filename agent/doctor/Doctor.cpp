@@ -88,7 +88,7 @@ void Doctor::lookAtSinks() {
     for (const auto& [name, sink] : settings.sinks) {
         std::string wrong;
         try {
-            wrong = makeSink(sink)->problem();
+            wrong = makeSink(sink, {places.stateFile(), settings.stateFolder})->problem();
         } catch (const std::exception& e) {
             wrong = e.what();
         }

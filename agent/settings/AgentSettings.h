@@ -18,7 +18,7 @@ struct SinkFilter {
 
 struct SinkSettings {
     std::string name;   // of its table: [sink.NAME]
-    std::string type;   // journal, syslog, mail, exec, webhook, alertmanager, file
+    std::string type;   // journal, syslog, mail, exec, webhook, alertmanager, nats, file
     std::string where;  // "/etc/raidwatch/raidwatch.toml:12", for messages
     SinkFilter filter;
     std::int64_t timeout = 30;    // of one try

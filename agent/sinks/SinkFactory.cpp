@@ -7,6 +7,7 @@
 #include "agent/sinks/HookState.h"
 #include "agent/sinks/JournalSink.h"
 #include "agent/sinks/MailSink.h"
+#include "agent/sinks/NatsSink.h"
 #include "agent/sinks/SinkValues.h"
 #include "agent/sinks/SyslogSink.h"
 #include "agent/sinks/UnusableSink.h"
@@ -19,6 +20,11 @@ struct Kind {
     std::unique_ptr<Sink> (*make)(const SinkSettings& settings);
 };
 
+// One that knows no files of the daemon can be asked whether it could deliver.
+std::unique_ptr<Sink> makeLookingNatsSink(const SinkSettings& settings) {
+    return makeNatsSink(settings, {});
+}
+
 // Sorted by type.
 // clang-format off
 constexpr Kind kKinds[] = {
@@ -27,14 +33,16 @@ constexpr Kind kKinds[] = {
     {"file", makeFileSink},
     {"journal", makeJournalSink},
     {"mail", makeMailSink},
+    {"nats", makeLookingNatsSink},
     {"syslog", makeSyslogSink},
     {"webhook", makeWebhookSink},
 };
 // clang-format on
 
-std::unique_ptr<Sink> makeOf(const Kind& kind, const SinkSettings& settings) {
+template <typename Make>
+std::unique_ptr<Sink> makeOrExplain(const Make& make) {
     try {
-        return kind.make(settings);
+        return make();
     } catch (const LateLibrary::Missing& e) {
         return std::make_unique<UnusableSink>(std::string(e.what()) + ", then restart raidwatch");
     }
@@ -45,7 +53,9 @@ std::unique_ptr<Sink> makeOf(const Kind& kind, const SinkSettings& settings) {
 std::unique_ptr<Sink> makeSink(const SinkSettings& settings) {
     std::string known;
     for (const Kind& kind : kKinds) {
-        if (settings.type == kind.type) return makeOf(kind, settings);
+        if (settings.type == kind.type) {
+            return makeOrExplain([&] { return kind.make(settings); });
+        }
         known += (known.empty() ? "" : ", ") + std::string(kind.type);
     }
     throw SinkValues(settings).wrong("type", settings.type.empty()
@@ -53,10 +63,13 @@ std::unique_ptr<Sink> makeSink(const SinkSettings& settings) {
                                                  : "\"" + settings.type + "\" is none of " + known);
 }
 
-std::unique_ptr<Sink> makeSink(const SinkSettings& settings, const std::string& stateFile) {
+std::unique_ptr<Sink> makeSink(const SinkSettings& settings, const SinkPlaces& places) {
+    if (settings.type == "nats") {
+        return makeOrExplain([&] { return makeNatsSink(settings, places); });
+    }
     // Only hooks have words for devices that other records do not know.
     if (settings.type != "exec") return makeSink(settings);
-    return std::make_unique<ExecSink>(settings, stateIn(stateFile));
+    return std::make_unique<ExecSink>(settings, stateIn(places.stateFile));
 }
 
 std::vector<std::string> sinkTypes() {

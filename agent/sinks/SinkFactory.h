@@ -12,10 +12,11 @@
 
 #include "agent/settings/AgentSettings.h"
 #include "agent/sinks/Sink.h"
+#include "agent/sinks/SinkPlaces.h"
 
 std::unique_ptr<Sink> makeSink(const SinkSettings& settings);
-// The same for a sink that may look up device names in the daemon's state file.
-std::unique_ptr<Sink> makeSink(const SinkSettings& settings, const std::string& stateFile);
+// The same for a sink that may look into the daemon's files.
+std::unique_ptr<Sink> makeSink(const SinkSettings& settings, const SinkPlaces& places);
 
 // The kinds that this build knows, sorted.
 std::vector<std::string> sinkTypes();

@@ -25,8 +25,10 @@ bool isUuid(const std::string& text) {
     return true;
 }
 
+}  // namespace
+
 // Version 4: all of it random but for the version and the variant.
-std::string newUuid() {
+std::string randomUuid() {
     unsigned char bytes[16];
     if (getrandom(bytes, sizeof bytes, 0) != static_cast<ssize_t>(sizeof bytes)) {
         throw std::system_error(errno, std::generic_category(), "no random numbers");
@@ -43,8 +45,6 @@ std::string newUuid() {
     return text;
 }
 
-}  // namespace
-
 std::string readMachineId(const std::string& file) {
     std::string text;
     if (!readSafely(file, text)) return std::string();
@@ -57,7 +57,7 @@ std::string readOrMakeMachineId(const std::string& file) {
     std::string id = readMachineId(file);
     for (int attempt = 0; id.empty() && attempt < 2; ++attempt) {
         if (attempt != 0) (void)unlink(file.c_str());
-        writeSafely(file, newUuid() + "\n", SafeWrite::kKeepExisting);
+        writeSafely(file, randomUuid() + "\n", SafeWrite::kKeepExisting);
         id = readMachineId(file);
     }
     if (id.empty()) throw std::system_error(EIO, std::generic_category(), "cannot keep " + file);

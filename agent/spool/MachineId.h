@@ -9,6 +9,8 @@
 
 #include <string>
 
+std::string randomUuid();  // of version 4, small letters
+
 std::string readMachineId(const std::string& file);  // "" when there is none, or no UUID in it
 std::string readOrMakeMachineId(const std::string& file);
 

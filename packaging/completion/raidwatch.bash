@@ -5,7 +5,7 @@ _raidwatch_words() {
     local common="--json --no-color --lang --config --help"
     case $1 in
         "") echo "run status list show watch events incidents ack unack silence diff check test drill
-                explain locate doctor config capture replay scenario
+                explain locate fleet doctor config capture replay scenario
                 --json --no-color --lang --config --help --version" ;;
         run) echo "--source --once --wait --pace $common" ;;
         status | show) echo "--source $common" ;;
@@ -22,6 +22,16 @@ _raidwatch_words() {
         test | drill) echo "--wait $common" ;;
         explain) echo "--all $common" ;;
         locate) echo "on off status --for --root $common" ;;
+        fleet) echo "status events silent top $common" ;;
+        "fleet "*)
+            echo "--server --sink --creds --nkey --nkey-seed --user --password-file --token-file
+                  --ca --cert --key --stream --subject $common"
+            case $1 in
+                "fleet status") echo "--limit --silent-after --within --failures" ;;
+                "fleet events") echo "--since --severity --machine --notices --follow" ;;
+                "fleet silent") echo "--silent-after" ;;
+                "fleet top") echo "--limit --within --failures" ;;
+            esac ;;
         doctor) echo "--fix $common" ;;
         config) echo "check show schema token $common" ;;
         capture) echo "--root --name $common" ;;
@@ -46,7 +56,7 @@ _raidwatch() {
             *)
                 case $verb in
                     "") verb=$word ;;
-                    silence | scenario) verb="$verb $word" ;;
+                    silence | scenario | fleet) verb="$verb $word" ;;
                     *) ;;
                 esac
                 ;;
@@ -54,7 +64,8 @@ _raidwatch() {
     done
 
     case $previous in
-        --config | --logs | --state | --root) compopt -o filenames 2>/dev/null
+        --config | --logs | --state | --root | --creds | --nkey-seed | --password-file | \
+            --token-file | --ca | --cert | --key) compopt -o filenames 2>/dev/null
             mapfile -t COMPREPLY < <(compgen -f -- "$current")
             return ;;
         --lang) words="de en es fr ja zh_CN" ;;
@@ -62,7 +73,8 @@ _raidwatch() {
         --since) [ "$verb" = diff ] && words="boot last-run" ;;
         --source) words="linux replay: scenario:" ;;
         --until | --object | --code | --limit | --comment | --for | --reason | --stale-after | \
-            --name | --pace | --wait) return ;;
+            --name | --pace | --wait | --server | --sink | --nkey | --user | --stream | --subject | \
+            --silent-after | --within | --failures | --machine) return ;;
         *)
             words=$(_raidwatch_words "$verb")
             case $verb in

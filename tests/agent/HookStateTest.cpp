@@ -57,7 +57,7 @@ TEST(HookState, TheFactoryGivesItToHooks) {
     if (geteuid() == 0) settings.texts["user"] = "root";
     settings.texts["style"] = "mdadm";
     settings.lists["command"] = {folder.script("hook", "echo \"$1|$2|$3\"")};
-    const auto sink = makeSink(settings, folder.dir.file("state.json"));
+    const auto sink = makeSink(settings, {folder.dir.file("state.json"), ""});
     EXPECT_EQ("hook ended with status 0; it said: Fail|/dev/md127|/dev/sdb",
               sink->deliver(driveEvent(), "m:1").text);
 }

@@ -324,11 +324,11 @@ TEST(SettingsReader, RejectsInSinks) {
     const std::vector<Row> rejects = {
         {1, "to = [\"a\"]",
          "[sink.x] has no type; add type = \"mail\" or another of journal, syslog, mail, exec, "
-         "webhook, alertmanager, file"},
+         "webhook, alertmanager, nats, file"},
         {2, "type = \"webhok\"", "there is no sink of type \"webhok\"; did you mean webhook?"},
         {2, "type = \"pager\"",
          "there is no sink of type \"pager\"; use journal, syslog, mail, exec, webhook, "
-         "alertmanager, file"},
+         "alertmanager, nats, file"},
         {2, "type = 1", "type is a number; it must be a text, in quotes"},
         {3, "type = \"journal\"\nmin_severty = \"error\"",
          "a sink of type journal has no key min_severty; did you mean min_severity?"},

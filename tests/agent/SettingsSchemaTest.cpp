@@ -88,6 +88,7 @@ TEST(SettingsSchema, EveryDefaultIsAccepted) {
         if (type.type == std::string("exec")) text += "dir = \"/etc\"\n";
         if (type.type == std::string("webhook")) text += "url = \"http://h\"\n";
         if (type.type == std::string("alertmanager")) text += "urls = [\"http://h\"]\n";
+        if (type.type == std::string("nats")) text += "urls = [\"nats://h\"]\n";
         if (type.type == std::string("file")) text += "path = \"/tmp/x\"\n";
         EXPECT_NO_THROW((void)SettingsReader(dir.write("raidwatch.toml", text)).read()) << text;
     }

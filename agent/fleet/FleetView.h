@@ -1,0 +1,118 @@
+// FleetView: what the messages of a fleet add up to: which machines are in trouble and which
+// silent, which arrays are exposed most, whether drives of one model fail together, whether two
+// machines share an identity.
+//
+//   FleetView view;
+//   view.addSummary(machine, FleetSummary::of(value));     // of each key of the state bucket
+//   view.addBeat(FleetBeat::of(value));                    // of each key of the other one
+//   view.addMessage(message);                              // events, in any order, repeats too
+//   for (const FleetView::Machine& machine : view.machines(now, 300)) ...
+//
+// Arithmetic only: no link, no clock. Texts are raw. Times in seconds since 1970-01-01 UTC.
+//
+// Threads  As any value. Errors: none; a message that is no record counts as nothing.
+#ifndef AGENT_FLEET_FLEETVIEW_H
+#define AGENT_FLEET_FLEETVIEW_H
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <tuple>
+#include <unordered_map>
+#include <vector>
+
+#include "agent/fleet/FleetBeat.h"
+#include "agent/fleet/FleetLink.h"
+#include "agent/fleet/FleetSummary.h"
+#include "agent/state/Verdict.h"
+
+class FleetView {
+public:
+    struct Machine {
+        std::string id;
+        std::string host;
+        Verdict::Level level = Verdict::kUnknown;
+        std::string sentence;
+        bool silent = false;
+        std::int64_t heardAt = 0;   // 0: never
+        std::int64_t polledAt = 0;  // 0: never
+        std::string conflict;       // who shares its id, one safe line; "" for nobody
+        int survives = -1;          // of its most exposed array
+        std::int64_t exposedSince = 0;
+    };
+    struct Exposure {
+        std::string machine;
+        std::string host;
+        FleetSummary::Array array;
+    };
+    struct Failures {  // of drives of one model and firmware
+        std::string vendor;
+        std::string model;
+        std::string firmware;
+        int failed = 0;    // different drives
+        int machines = 0;  // on which they failed
+        int inUse = 0;     // drives of the kind that all machines have now
+        std::int64_t firstAt = 0;
+        std::int64_t lastAt = 0;
+    };
+    struct Counts {
+        int machines = 0;
+        int ok = 0;
+        int warning = 0;
+        int critical = 0;
+        int unknown = 0;
+        int silent = 0;
+        int conflicts = 0;
+    };
+    enum class Arrival {
+        kNew,
+        kRepeat,    // the same record again; to be dropped
+        kConflict,  // another record under the same id
+        kNothing,   // no record
+    };
+
+    void addSummary(const std::string& machine, const FleetSummary& summary);
+    void addBeat(const FleetBeat& beat);
+    void addRival(const FleetBeat& rival);
+    Arrival addMessage(const FleetLink::StreamMessage& message);
+
+    // Worst first. Silent is who was not heard for `silentAfter` seconds.
+    std::vector<Machine> machines(std::int64_t now, std::int64_t silentAfter) const;
+    // Deepest first, then longest.
+    std::vector<Exposure> exposures() const;
+    // Of at least `least` drives that failed since then, most first.
+    std::vector<Failures> failures(std::int64_t since, int least) const;
+
+    static Counts count(const std::vector<Machine>& machines);
+    // CRITICAL when any machine is, else UNKNOWN, WARNING, OK; of no machines UNKNOWN.
+    static Verdict::Level worst(const Counts& counts);
+
+    std::string hostOf(const std::string& machine) const;  // its id when nobody has said
+
+private:
+    // Of a model and firmware as their makers write them.
+    using Kind = std::tuple<std::string, std::string, std::string>;
+    struct Known {
+        FleetSummary summary;
+        bool hasSummary = false;
+        FleetBeat beat;
+        std::vector<FleetBeat> rivals;
+        bool twoUnderOneId = false;
+        std::string saidHost;  // in its events
+    };
+    struct Failed {
+        std::int64_t firstAt = 0;
+        std::int64_t lastAt = 0;
+        std::set<std::string> machines;
+    };
+
+    Machine judged(const std::string& id, const Known& known, std::int64_t now,
+                   std::int64_t silentAfter) const;
+
+    std::map<std::string, Known> all;
+    std::unordered_map<std::string, std::size_t> seen;           // id of a record: what it held
+    std::map<Kind, std::map<std::string, Failed>> failedDrives;  // by drive
+};
+
+#endif  // AGENT_FLEET_FLEETVIEW_H
