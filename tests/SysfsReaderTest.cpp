@@ -227,4 +227,82 @@ TEST(SysfsReader, GivenARecorderThenItIsToldOfAllThatWasFound) {
         notes.lines);
 }
 
+// This machine's tree, as it is read there: from "/", with handles that stay open.
+class ThisMachineTest : public testing::Test {
+protected:
+    ThisMachineTest() : reader("/") { reader.keepHandles(); }
+
+    std::string path(const std::string& name) const { return tree.file(name); }
+
+    SysTree tree;
+    SysfsReader reader;
+};
+
+TEST_F(ThisMachineTest, GivenAnEnteredFolderThenAllBelowItIsReadAndTheRestToo) {
+    tree.add("f /device/state running");
+    tree.add("f /device/block/sda/size 8");
+    tree.add("f /device2/state offline");
+    tree.add("d /device/md/dev-sda");
+    tree.add("d /device/md/dev-sdb");
+    tree.add("l /device/md/dev-sda/block ../../block/sda");
+    reader.enter(path("/device"));
+    EXPECT_EQ("running", reader.text(path("/device/state")));
+    EXPECT_EQ("8", reader.text(path("/device/block/sda/size")));
+    EXPECT_EQ("offline", reader.text(path("/device2/state"))) << "begins alike, lies beside";
+    EXPECT_EQ("", reader.text(path("/device/missing")));
+    EXPECT_TRUE(reader.exists(path("/device/md/dev-sda/block")));
+    EXPECT_FALSE(reader.exists(path("/device/md/dev-sda/holders")));
+    EXPECT_EQ(path("/device/block/sda"), reader.resolve(path("/device/md/dev-sda/block")));
+    std::vector<std::string> names;
+    EXPECT_TRUE(reader.list(path("/device/md"), "dev-", names));
+    EXPECT_EQ((std::vector<std::string>{"dev-sda", "dev-sdb"}), names);
+    EXPECT_FALSE(reader.list(path("/device/none"), "", names));
+    std::string contents;
+    EXPECT_TRUE(reader.read(path("/device/block/sda/size"), contents));
+    reader.enter(path("/missing"));
+    EXPECT_EQ("running", reader.text(path("/device/state")));
+}
+
+TEST_F(ThisMachineTest, GivenAFolderThatIsReplacedThenTheNewOneIsRead) {
+    tree.add("f /device/block/sda/size 8");
+    reader.enter(path("/device"));
+    std::string contents;
+    ASSERT_TRUE(reader.read(path("/device/block/sda/size"), contents));
+    ASSERT_EQ(0, std::rename(path("/device").c_str(), path("/old").c_str()));
+    ASSERT_EQ(0, std::remove(path("/old/block/sda/size").c_str()));
+    tree.add("f /device/block/sda/size 16");
+    EXPECT_EQ("16", reader.text(path("/device/block/sda/size")));
+    EXPECT_EQ("16", reader.text(path("/device/block/sda/size")));
+}
+
+TEST_F(ThisMachineTest, GivenMoreFoldersThanMayStayOpenThenEachIsReadAndFewHandlesAreTaken) {
+    constexpr int kFolders = 400;
+    for (int i = 0; i < kFolders; ++i) {
+        const std::string folder = "/" + std::to_string(i);
+        tree.add("f " + folder + "/model model " + std::to_string(i));
+        tree.add("f " + folder + "/rev rev " + std::to_string(i));
+        tree.add("f " + folder + "/state state " + std::to_string(i));
+    }
+    const auto handles = [] {
+        std::vector<std::string> open;
+        SysfsReader proc("/");
+        (void)proc.list("/proc/self/fd", "", open);
+        return open.size();
+    };
+    const std::size_t before = handles();
+    for (int round = 0; round < 3; ++round) {
+        for (int i = 0; i < kFolders; ++i) {
+            const std::string folder = path("/" + std::to_string(i));
+            if (round == 2) reader.enter(folder);
+            EXPECT_EQ("model " + std::to_string(i), reader.text(folder + "/model"));
+            EXPECT_EQ("rev " + std::to_string(i), reader.text(folder + "/rev"));
+            EXPECT_EQ("state " + std::to_string(i), reader.text(folder + "/state"));
+        }
+        EXPECT_LE(handles() - before, SysfsReader::kMostFolders + SysfsReader::kMostAttributes + 2);
+    }
+    EXPECT_GE(handles() - before, SysfsReader::kMostAttributes);
+    reader.setRoot("/");
+    EXPECT_EQ(before, handles());
+}
+
 }  // namespace

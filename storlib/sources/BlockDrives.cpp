@@ -193,6 +193,7 @@ std::vector<LinuxDrive> read(SysfsReader& reader, const std::vector<BlockName>& 
     for (const BlockName& block : names) {
         LinuxDrive drive;
         if (!classify(block, drive)) continue;
+        reader.enter(drive.devicePath);  // the block device lies below it
         const std::int64_t sectors = reader.number(drive.path + "/size", 0, 0, INT64_MAX);
         if (!isUsable(reader, drive, sectors)) continue;
         drive.megabytes = sectors / 2048;

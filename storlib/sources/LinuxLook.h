@@ -7,6 +7,7 @@
 
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "storlib/Addr.h"
@@ -18,7 +19,7 @@ class SysfsReader;
 
 // Where the drives and enclosures of the last tree stand.
 struct LinuxPlaces {
-    std::map<std::string, Addr> drives;              // by path of the block device
+    std::unordered_map<std::string, Addr> drives;    // by path of the block device
     std::map<std::string, unsigned int> enclosures;  // controller, by path of the device
     unsigned int controllers = 0;
 

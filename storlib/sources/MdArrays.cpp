@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <set>
+#include <unordered_set>
 
 #include "storlib/sources/SysfsReader.h"
 
@@ -73,7 +74,7 @@ public:
     }
 
 private:
-    std::set<std::string> places;
+    std::unordered_set<std::string> places;
 };
 
 bool isGone(SysfsReader& reader, const DevicePlaces& places, const MdArray& array,
@@ -157,6 +158,7 @@ bool readArray(SysfsReader& reader, const MdStat& mdstat, const DevicePlaces& pl
                MdArrays::Depth depth, MdArray& array) {
     const std::string folder = array.path + "/md";
     std::vector<std::string> entries;
+    reader.enter(array.path);
     if (!reader.list(folder, "dev-", entries)) return false;
     array.minor = minorOf(reader, array.name, array.path);
     array.arrayState = reader.text(folder + "/array_state");

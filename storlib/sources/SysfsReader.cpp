@@ -153,58 +153,92 @@ ssize_t SysfsReader::readKept(const std::string& path, char* block, std::size_t 
 void SysfsReader::leaveFolders() {
     for (const auto& [path, attribute] : attributes) ::close(attribute.handle);
     attributes.clear();
+    leave(last);
+    leave(entered);
     for (const auto& [folder, handle] : folders) ::close(handle);
     folders.clear();
-    lastFolder.clear();
-    lastHandle = -1;
 }
 
-void SysfsReader::forgetLastFolder() {
-    const auto known = folders.find(lastFolder);
-    if (known == folders.end()) return;
-    ::close(known->second);
-    folders.erase(known);
-    lastFolder.clear();
-    lastHandle = -1;
+void SysfsReader::leave(OpenFolder& folder) {
+    if (folder.handle >= 0 && !folder.stays) ::close(folder.handle);
+    folder = OpenFolder();
 }
 
-int SysfsReader::handleOf(const std::string& folder) {
-    const auto known = folders.find(folder);
-    if (known != folders.end()) return known->second;
-    if (folders.size() >= kMostFolders) return -1;
-    const int handle = open(folder, O_PATH | O_DIRECTORY);
-    if (handle >= 0) folders.emplace(folder, handle);
-    return handle;
-}
-
-// The folder in front of the last slash; -1 when it is not open. A recording is read once from one
-// end to the other, so there only a second question opens a folder, and the next folder closes it.
-int SysfsReader::folderOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos || slash == 0 || path.find('\0') != std::string::npos) return -1;
-    const char* name = path.c_str() + slash + 1;
-    if (*name == 0 || std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) return -1;
-
-    const bool same = slash == lastFolder.size() && path.compare(0, slash, lastFolder) == 0;
-    if (same && lastHandle >= 0) return lastHandle;
-    if (!same) {
-        if (!keeps) leaveFolders();
-        lastFolder.assign(path, 0, slash);
+// It is another one by now, or what was asked for lies behind a link.
+void SysfsReader::forget(int handle) {
+    for (OpenFolder* folder : {&last, &entered}) {
+        if (folder->handle != handle) continue;
+        if (folder->stays) {
+            const auto known = folders.find(folder->path);
+            if (known != folders.end()) {
+                ::close(known->second);
+                folders.erase(known);
+            }
+        }
+        leave(*folder);
     }
-    lastHandle = same || keeps ? handleOf(lastFolder) : -1;
-    return lastHandle;
+}
+
+// `again`: more than one question is to be expected, so that opening it pays even when it cannot
+// stay open.
+void SysfsReader::open(OpenFolder& folder, bool again) {
+    const auto known = folders.find(folder.path);
+    folder.stays = known != folders.end() || folders.size() < kMostFolders;
+    if (known != folders.end()) {
+        folder.handle = known->second;
+    } else if (folder.stays || again) {
+        folder.handle = open(folder.path, O_PATH | O_DIRECTORY);
+        if (folder.stays && folder.handle >= 0) folders.emplace(folder.path, folder.handle);
+    }
+}
+
+void SysfsReader::enter(const std::string& folder) {
+    if (!live || !keeps) return;
+    leave(entered);
+    entered.path = folder;
+    open(entered, true);
+}
+
+// The open folder that `path` lies in or, below the one that was entered, under. A recording is
+// read once from one end to the other, so there only a second question opens a folder, and the next
+// folder closes it; the same where no more folders can stay open.
+SysfsReader::Place SysfsReader::placeOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos || slash == 0 || path.find('\0') != std::string::npos) {
+        return {-1, ""};
+    }
+    const char* name = path.c_str() + slash + 1;
+    if (*name == 0 || std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) return {-1, ""};
+
+    const std::size_t depth = entered.path.size();
+    if (entered.handle >= 0 && slash >= depth && path[depth] == '/' &&
+        path.compare(0, depth, entered.path) == 0) {
+        return {entered.handle, path.c_str() + depth + 1};
+    }
+    const bool same = slash == last.path.size() && path.compare(0, slash, last.path) == 0;
+    if (same && last.handle >= 0) return {last.handle, name};
+    if (!same) {
+        if (keeps) {
+            leave(last);
+        } else {
+            leaveFolders();
+        }
+        last.path.assign(path, 0, slash);
+    }
+    if (same || keeps) open(last, same);
+    return {last.handle, name};
 }
 
 // For reading. What is not there as a plain file is looked for from the root: a link must be kept
 // inside it, and the folder may be another one by now.
 int SysfsReader::openAttribute(const std::string& path) {
-    const int folder = folderOf(path);
-    if (folder < 0) return open(path, O_RDONLY);
-    int handle = ::openat(folder, path.c_str() + path.rfind('/') + 1,
+    const Place place = placeOf(path);
+    if (place.folder < 0) return open(path, O_RDONLY);
+    int handle = ::openat(place.folder, place.name,
                           O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (handle >= 0) return handle;
     handle = open(path, O_RDONLY);
-    if (handle >= 0) forgetLastFolder();
+    if (handle >= 0) forget(place.folder);
     return handle;
 }
 
@@ -319,12 +353,12 @@ bool SysfsReader::exists(const std::string& path) {
     bool there = false;
     if (live) {
         struct stat ignored = {};
-        const int folder = folderOf(path);
-        there = folder >= 0 && ::fstatat(folder, path.c_str() + path.rfind('/') + 1, &ignored,
-                                         AT_SYMLINK_NOFOLLOW) == 0;
+        const Place place = placeOf(path);
+        there = place.folder >= 0 &&
+                ::fstatat(place.folder, place.name, &ignored, AT_SYMLINK_NOFOLLOW) == 0;
         if (!there) {
             there = ::lstat(path.c_str(), &ignored) == 0;
-            if (there) forgetLastFolder();
+            if (there && place.folder >= 0) forget(place.folder);
         }
     } else {
         const int handle = open(path, O_PATH | O_NOFOLLOW);
@@ -341,14 +375,14 @@ std::string SysfsReader::resolve(const std::string& path) {
     const std::string folder = path.substr(0, slash);
     std::string target;
     bool found = false;
-    const int near = folderOf(path);
-    if (near >= 0) found = readLink(near, path.c_str() + slash + 1, target);
+    const Place place = placeOf(path);
+    if (place.folder >= 0) found = readLink(place.folder, place.name, target);
     if (!found) {
         const int handle = open(folder.empty() ? "/" : folder, O_PATH | O_DIRECTORY);
         if (handle < 0) return std::string();
         found = readLink(handle, path.c_str() + slash + 1, target);
         ::close(handle);
-        if (found) forgetLastFolder();
+        if (found && place.folder >= 0) forget(place.folder);
     }
     if (!found) return std::string();
     if (recorder != nullptr) recorder->link(path, target);
@@ -380,7 +414,13 @@ bool SysfsReader::namesIn(int folder, const std::string& prefix,
 
 bool SysfsReader::list(const std::string& folder, const std::string& prefix,
                        std::vector<std::string>& names) {
-    const int handle = open(folder, O_RDONLY | O_DIRECTORY);
+    const Place place = keeps ? placeOf(folder) : Place{-1, ""};
+    int handle = -1;
+    if (place.folder >= 0) {
+        handle =
+            ::openat(place.folder, place.name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    }
+    if (handle < 0) handle = open(folder, O_RDONLY | O_DIRECTORY);
     const bool found = namesIn(handle, prefix, names);
     if (handle >= 0) ::close(handle);
     if (found && recorder != nullptr) {

@@ -9,11 +9,10 @@
 //            recording never shows the machine that it is read on.
 // Errors     None: whatever cannot be read is "not known". An attribute may vanish, be empty or
 //            half written at any moment, and that is no reason to stop.
-// Speed      The kernel makes an attribute anew for each reading and says so when its device is
-// gone.
-//            So on this machine the attributes that every look asks for, and the folders of the
-//            others, stay open, up to the limits below. In a recording, where files may be
-//            replaced, only the folder at hand is open.
+// Speed      The kernel makes an attribute anew for each reading and says so when its device has
+//            gone. So on this machine the attributes that every look asks for, and the folders of
+//            the others, stay open, up to the limits below. Beyond them, and in a recording, where
+//            files may be replaced, only the folder at hand is open.
 // Bounds     At most `limit` bytes of a file are read; the rest is as if it were not there.
 // Threads    None inside; one thread at a time.
 #ifndef STORLIB_SOURCES_SYSFSREADER_H
@@ -57,6 +56,10 @@ public:
     bool isThisMachine() const { return live; }  // the root is "/"
     // Keeps handles open as if the files were the kernel's: for a tree in which none is replaced.
     void keepHandles() { keeps = true; }
+    // Much of what follows lies below this folder, at whatever depth. A hint, which saves the
+    // kernel the way there; the next one takes its place, and other paths may be asked for in
+    // between.
+    void enter(const std::string& folder);
     // Borrowed, may be null; told of every later reading.
     void setRecorder(Recorder* listener) { recorder = listener; }
     Recorder* getRecorder() const { return recorder; }
@@ -89,9 +92,19 @@ private:
     int openAttribute(const std::string& path);
     ssize_t readKept(const std::string& path, char* block, std::size_t size);
     void closeUnused();
-    int folderOf(const std::string& path);
-    int handleOf(const std::string& folder);
-    void forgetLastFolder();
+    struct Place {
+        int folder;        // -1: none is open
+        const char* name;  // in it
+    };
+    struct OpenFolder {
+        std::string path;
+        int handle = -1;
+        bool stays = false;  // the handle is one of `folders`
+    };
+    Place placeOf(const std::string& path);
+    void open(OpenFolder& folder, bool again);
+    static void leave(OpenFolder& folder);
+    void forget(int handle);
     void leaveFolders();
     bool namesIn(int folder, const std::string& prefix, std::vector<std::string>& names) const;
     int openByWalk(const std::string& path, int flags) const;
@@ -108,8 +121,8 @@ private:
     std::unordered_map<std::string, Attribute> attributes;  // that stay open, on this machine only
     unsigned int looks = 0;                        // each begins with the list of block devices
     std::unordered_map<std::string, int> folders;  // handles that stay open
-    std::string lastFolder;                        // in which something was asked for
-    int lastHandle = -1;                           // of it, when it is open
+    OpenFolder last;                               // in which something was asked for
+    OpenFolder entered;                            // on this machine only
     Recorder* recorder = nullptr;                  // borrowed
 };
 
