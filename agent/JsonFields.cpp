@@ -2,6 +2,7 @@
 
 #include <time.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <limits>
 
@@ -13,6 +14,14 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr int kDeepest = 16;                        // JSON inside JSON; what is sent to us needs 5
+constexpr std::int64_t kLastSecond = 253402300799;  // 9999-12-31T23:59:59Z
+
+// A time that no clock shows is none: what is reckoned with it would overflow.
+std::int64_t timeOrNone(std::int64_t seconds) {
+    return seconds < 0 || seconds > kLastSecond ? 0 : seconds;
+}
+
 const Json* memberOf(const Json& json, const char* name) {
     if (!json.is_object()) return nullptr;
     const auto found = json.find(name);
@@ -20,6 +29,25 @@ const Json* memberOf(const Json& json, const char* name) {
 }
 
 }  // namespace
+
+// The parser needs no stack for depth, but who copies or writes what it made does. Only the parser
+// knows which brackets stand inside texts.
+bool isDeep(const std::string& text) {
+    const auto opened =
+        std::count_if(text.begin(), text.end(), [](char c) { return c == '{' || c == '['; });
+    if (opened <= kDeepest) return false;  // as good as always
+    bool deep = false;
+    const auto look = [&deep](int depth, Json::parse_event_t, Json&) {
+        deep = deep || depth > kDeepest;
+        return !deep;  // from there on nothing is kept
+    };
+    const Json shallow = Json::parse(text, look, false);
+    return deep;
+}
+
+Json shallowJson(const std::string& text) {
+    return isDeep(text) ? Json(Json::value_t::discarded) : Json::parse(text, nullptr, false);
+}
 
 std::string textOf(const Json& json, const char* name, const std::string& otherwise) {
     const Json* const member = memberOf(json, name);
@@ -47,8 +75,8 @@ bool truthOf(const Json& json, const char* name, bool otherwise) {
 std::int64_t timeOf(const Json& json, const char* name) {
     const Json* const member = memberOf(json, name);
     if (member == nullptr) return 0;
-    if (member->is_number_integer()) return member->get<std::int64_t>();
-    return member->is_string() ? millisecondsOf(member->get<std::string>()) / 1000 : 0;
+    if (member->is_number_integer()) return timeOrNone(member->get<std::int64_t>());
+    return member->is_string() ? timeOrNone(millisecondsOf(member->get<std::string>()) / 1000) : 0;
 }
 
 Json timeOrNull(std::int64_t seconds) {

@@ -14,6 +14,12 @@
 
 #include "agent/spool/Origin.h"
 
+// What comes from others is looked at before anything recursive sees it: JSON with more than
+// 16 levels inside it is deep. shallowJson() gives nothing for it (is_discarded()), nor for what is
+// no JSON.
+bool isDeep(const std::string& text);
+nlohmann::ordered_json shallowJson(const std::string& text);
+
 std::string textOf(const nlohmann::ordered_json& json, const char* name,
                    const std::string& otherwise = std::string());
 std::int64_t numberOf(const nlohmann::ordered_json& json, const char* name,
@@ -21,7 +27,8 @@ std::int64_t numberOf(const nlohmann::ordered_json& json, const char* name,
 int intOf(const nlohmann::ordered_json& json, const char* name, int otherwise = 0);
 bool truthOf(const nlohmann::ordered_json& json, const char* name, bool otherwise);
 
-// Seconds, from "2026-11-21T05:30:12Z" or from a number.
+// Seconds, from "2026-11-21T05:30:12Z" or from a number; 0 for what no clock shows, before 1970 or
+// behind 9999.
 std::int64_t timeOf(const nlohmann::ordered_json& json, const char* name);
 nlohmann::ordered_json timeOrNull(std::int64_t seconds);  // null for 0
 

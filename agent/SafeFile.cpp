@@ -101,6 +101,19 @@ bool readSafely(const std::string& file, std::string& text) {
     }
 }
 
+bool setSocketMode(const std::string& file, unsigned mode) {
+    const int fd = open(file.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0) return false;
+    struct stat info {};
+    int error = fstat(fd, &info) == 0 && S_ISSOCK(info.st_mode) ? 0 : ENOTSOCK;
+    // A descriptor of a name alone cannot be changed itself; this leads to the same socket.
+    const std::string same = "/proc/self/fd/" + std::to_string(fd);
+    if (error == 0 && chmod(same.c_str(), static_cast<mode_t>(mode)) != 0) error = errno;
+    (void)close(fd);
+    errno = error;
+    return error == 0;
+}
+
 std::string asideName(const std::string& file) {
     const auto now = static_cast<std::time_t>(Clock::current().now());
     std::tm parts{};

@@ -27,6 +27,10 @@ void writeSafely(const std::string& file, const std::string& text,
 // False when there is no such regular file, or it cannot be read; errno tells why.
 bool readSafely(const std::string& file, std::string& text);
 
+// Of a Unix socket that was just made. What stands at the name and is none, as a link that somebody
+// has put there meanwhile, is left as it is. False with errno.
+bool setSocketMode(const std::string& file, unsigned mode);
+
 // A name beside the file that nothing has: with ".damaged-" and the time in UTC, and -2, -3, ...
 // behind it when that is taken.
 std::string asideName(const std::string& file);

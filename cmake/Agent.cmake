@@ -102,3 +102,9 @@ set_target_properties(raidwatch_nats PROPERTIES PREFIX "" OUTPUT_NAME raidwatch-
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
     LIBRARY_OUTPUT_DIRECTORY "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/raidwatch")
 add_dependencies(raidwatch raidwatch_nats)
+
+foreach(module http nats)
+    set(map "${PROJECT_SOURCE_DIR}/cmake/raidwatch-${module}.map")
+    target_link_options(raidwatch_${module} PRIVATE "-Wl,--version-script=${map}")
+    set_target_properties(raidwatch_${module} PROPERTIES LINK_DEPENDS "${map}")
+endforeach()

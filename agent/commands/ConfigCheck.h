@@ -15,6 +15,8 @@
 
 struct ConfigCheck {
     std::vector<std::string> problems;  // "FILE:LINE: what is wrong; what to do"
+    std::string advice;                 // what would be safer; "" for nothing
+    std::string cure;                   // of the advice
     std::vector<std::string> files;     // that were read
     AgentSettings settings;             // the defaults when a file is not in order
 

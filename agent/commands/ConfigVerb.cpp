@@ -155,6 +155,7 @@ int ConfigVerb::check(const Context& context) const {
     } else {
         for (const std::string& problem : result.problems) context.out.line(safeText(problem));
         if (result.problems.empty()) context.out.line(safeText(result.verdict()));
+        if (!result.advice.empty()) context.note(result.advice + "; " + result.cure);
     }
     return result.problems.empty() ? Failure::kDone : Failure::kFailed;
 }

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "agent/Failure.h"
+#include "agent/SafeFile.h"
 
 namespace {
 
@@ -127,7 +128,7 @@ void ControlServer::listenOn(const Access& access) {
         }
     }
     // Nobody can connect before listen(), whatever the umask says.
-    if (chmod(file.c_str(), mode) != 0) fail("open", file);
+    if (!setSocketMode(file, mode)) fail("open", file);
     if (listen(listener, kBacklog) != 0) fail("listen on", file);
 }
 

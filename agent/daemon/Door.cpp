@@ -14,26 +14,12 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int kDeepest = 16;  // JSON inside JSON; what is asked for needs 4
-
 std::string userName(uid_t user) {
     std::vector<char> space(16 * 1024);
     passwd entry{};
     passwd* found = nullptr;
     (void)getpwuid_r(user, &entry, space.data(), space.size(), &found);
     return found == nullptr ? "user " + std::to_string(user) : std::string(found->pw_name);
-}
-
-// Before anything recursive sees it: the parser needs no stack for depth, but who copies or writes
-// what it made does. Only the parser knows which brackets stand inside texts.
-bool isDeep(const std::string& line) {
-    bool deep = false;
-    const auto look = [&deep](int depth, Json::parse_event_t, Json&) {
-        deep = deep || depth > kDeepest;
-        return !deep;  // from there on nothing is kept
-    };
-    const Json shallow = Json::parse(line, look, false);
-    return deep;
 }
 
 std::string refusal(const std::string& why, int exitCode) {

@@ -64,6 +64,9 @@ void Doctor::lookAtConfiguration() {
         problem("configuration", line, "correct it; what follows goes by the defaults");
     }
     if (configuration.problems.empty()) ok("configuration", configuration.verdict());
+    if (!configuration.advice.empty()) {
+        advice("configuration", configuration.advice, configuration.cure);
+    }
 }
 
 void Doctor::lookAtPeople() {

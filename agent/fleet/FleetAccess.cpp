@@ -1,31 +1,16 @@
 #include "agent/fleet/FleetAccess.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
+#include <arpa/inet.h>
 
-#include <cerrno>
-#include <cstring>
+#include <algorithm>
 
 #include "agent/SafeText.h"
+#include "agent/settings/SecretFile.h"
 #include "agent/sinks/BadSinkSetting.h"
 
 namespace {
 
 constexpr std::int64_t kDay = 86400;
-
-std::string cause(const char* what) {
-    return std::string(what) + " (" + std::strerror(errno) + ")";
-}
-
-std::string wrongPlainFile(const std::string& file, struct stat& info) {
-    if (stat(file.c_str(), &info) != 0) return cause("cannot be found");
-    if (!S_ISREG(info.st_mode)) return "is no plain file";
-    if (access(file.c_str(), R_OK) != 0) return cause("cannot be read");
-    if (info.st_uid != 0 && info.st_uid != geteuid()) {
-        return "belongs to somebody else; chown it to root";
-    }
-    return std::string();
-}
 
 void check(const SinkSettings& settings, const char* key,
            std::string (*wrong)(const std::string& file)) {
@@ -54,6 +39,41 @@ void oneLogin(const SinkSettings& settings) {
     if (count > 1) throw BadSinkSetting(settings, given + " are given; log in in one way");
 }
 
+// "nats://[::1]:4222" is "[::1]".
+std::string hostIn(const std::string& url) {
+    const std::size_t scheme = url.find("://");
+    const std::size_t from = scheme == std::string::npos ? 0 : scheme + 3;
+    const std::string place = url.substr(from, url.find_first_of("/?#", from) - from);
+    const std::size_t bracket = place.rfind(']');
+    if (bracket != std::string::npos) return place.substr(0, bracket + 1);
+    return place.substr(0, place.rfind(':'));
+}
+
+bool isThisMachine(const std::string& host) {
+    in_addr v4{};
+    return host == "localhost" || host == "[::1]" ||
+           (host.compare(0, 4, "127.") == 0 && inet_pton(AF_INET, host.c_str(), &v4) == 1);
+}
+
+// Keys and credentials only sign what the server asks; a password and a token are sent as they are.
+void checkWay(const SinkSettings& settings, const std::vector<std::string>& urls) {
+    bool isSecure = !settings.text("ca_file").empty() || !settings.text("cert_file").empty();
+    for (const std::string& url : urls) isSecure = isSecure || url.compare(0, 6, "tls://") == 0;
+    for (const std::string& url : urls) {
+        if (url.find('@') != std::string::npos) {
+            throw BadSinkSetting(settings,
+                                 "urls holds a user or password; take it out and use user and "
+                                 "password_file, or token_file");
+        }
+        const char* const secret = !settings.text("password").empty() ? "password"
+                                   : !settings.text("token").empty()  ? "token"
+                                                                      : nullptr;
+        if (secret == nullptr || isSecure || isThisMachine(hostIn(url))) continue;
+        throw BadSinkSetting(settings, "the " + std::string(secret) +
+                                           " could be read on its way; begin urls with tls://");
+    }
+}
+
 FleetLink::Settings linkOf(const SinkSettings& settings) {
     for (const char* key : {"credentials_file", "nkey_seed_file", "key_file"}) {
         check(settings, key, wrongSecretFile);
@@ -71,6 +91,7 @@ FleetLink::Settings linkOf(const SinkSettings& settings) {
     if (link.urls.empty()) {
         throw BadSinkSetting(settings, "urls is missing; say urls = [\"tls://host:4222\"]");
     }
+    checkWay(settings, link.urls);
     link.user = settings.text("user");
     link.password = settings.text("password");
     link.token = settings.text("token");
@@ -91,22 +112,6 @@ std::string textOr(const SinkSettings& settings, const char* key, const char* ot
 }
 
 }  // namespace
-
-std::string wrongSecretFile(const std::string& file) {
-    struct stat info {};
-    const std::string wrong = wrongPlainFile(file, info);
-    if (!wrong.empty()) return wrong;
-    if ((info.st_mode & (S_IRWXG | S_IRWXO)) == 0) return std::string();
-    return "can be read by others than its owner; chmod 600 it";
-}
-
-std::string wrongTrustedFile(const std::string& file) {
-    struct stat info {};
-    const std::string wrong = wrongPlainFile(file, info);
-    if (!wrong.empty()) return wrong;
-    if ((info.st_mode & (S_IWGRP | S_IWOTH)) == 0) return std::string();
-    return "can be changed by others than its owner; chmod go-w it";
-}
 
 FleetAccess fleetAccess(const SinkSettings& settings) {
     FleetAccess access;

@@ -31,8 +31,4 @@ struct FleetAccess {
 
 FleetAccess fleetAccess(const SinkSettings& settings);
 
-// "" or what is wrong with a file that holds a secret, or with one that others trust.
-std::string wrongSecretFile(const std::string& file);
-std::string wrongTrustedFile(const std::string& file);
-
 #endif  // AGENT_FLEET_FLEETACCESS_H

@@ -29,7 +29,7 @@ std::string FleetBeat::json() const {
 }
 
 FleetBeat FleetBeat::of(const std::string& json) {
-    const Json read = Json::parse(json, nullptr, false);
+    const Json read = shallowJson(json);
     FleetBeat beat;
     beat.machine = textOf(read, "machine");
     beat.instance = textOf(read, "instance");

@@ -14,6 +14,12 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int kForm = 1;
+constexpr int kMostCounted = 1000000;  // of anything that a machine has
+
+// A number of drives and the like, as another machine says it.
+int countOf(const Json& json, const char* name, int least = 0) {
+    return std::clamp(intOf(json, name, least), least, kMostCounted);
+}
 
 Json knownOrNull(int number) { return number < 0 ? Json(nullptr) : Json(number); }
 
@@ -33,10 +39,10 @@ FleetSummary::Array arrayOf(const Json& json) {
     array.name = textOf(json, "name");
     array.level = textOf(json, "level");
     array.state = textOf(json, "state");
-    array.devices = intOf(json, "devices");
-    array.working = intOf(json, "working");
-    array.survives = intOf(json, "survives", -1);
-    array.fullSurvives = intOf(json, "fullSurvives", -1);
+    array.devices = countOf(json, "devices");
+    array.working = countOf(json, "working");
+    array.survives = countOf(json, "survives", -1);
+    array.fullSurvives = countOf(json, "fullSurvives", -1);
     array.exposedSince = timeOf(json, "exposedSince");
     return array;
 }
@@ -50,7 +56,7 @@ Json modelJson(const FleetSummary::Model& model) {
 
 FleetSummary::Model modelOf(const Json& json) {
     return {textOf(json, "vendor"), textOf(json, "model"), textOf(json, "firmware"),
-            intOf(json, "drives")};
+            countOf(json, "drives")};
 }
 
 Json troubleJson(const FleetSummary::Trouble& trouble) {
@@ -159,17 +165,17 @@ std::string FleetSummary::json() const {
 }
 
 FleetSummary FleetSummary::of(const std::string& json) {
-    const Json read = Json::parse(json, nullptr, false);
+    const Json read = shallowJson(json);
     FleetSummary summary;
     summary.host = textOf(read, "host");
     summary.level = levelOf(textOf(read, "verdict"));
     summary.sentence = textOf(read, "sentence");
     readList(read, "arrays", kMostArrays, arrayOf, summary.arrays);
-    summary.drives = intOf(read, "drives");
-    summary.failedDrives = intOf(read, "failedDrives");
-    summary.predictedDrives = intOf(read, "predictedDrives");
+    summary.drives = countOf(read, "drives");
+    summary.failedDrives = countOf(read, "failedDrives");
+    summary.predictedDrives = countOf(read, "predictedDrives");
     readList(read, "models", kMostModels, modelOf, summary.models);
     readList(read, "incidents", kMostTroubles, troubleOf, summary.troubles);
-    summary.openIncidents = intOf(read, "openIncidents");
+    summary.openIncidents = countOf(read, "openIncidents");
     return summary;
 }

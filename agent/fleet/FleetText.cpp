@@ -11,7 +11,7 @@ constexpr std::size_t kWidestName = 20;  // of a column that is not the last
 constexpr std::size_t kNarrowest = 24;   // of the last one
 constexpr const char* kGap = "  ";
 
-std::string counted(int number, const char* one, const char* many) {
+std::string counted(std::int64_t number, const char* one, const char* many) {
     return std::to_string(number) + " " + (number == 1 ? one : many);
 }
 

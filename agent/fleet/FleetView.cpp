@@ -75,10 +75,14 @@ void FleetView::addBeat(const FleetBeat& beat) { all[beat.machine].beat = beat; 
 void FleetView::addRival(const FleetBeat& rival) { all[rival.machine].rivals.push_back(rival); }
 
 FleetView::Arrival FleetView::addMessage(const FleetLink::StreamMessage& message) {
-    Json json = Json::parse(message.body, nullptr, false);
+    Json json = shallowJson(message.body);
     const std::string id = textOf(json, "id");
     const std::string machine = id.substr(0, std::min(id.find(':'), id.size()));
-    if (!FleetNames::isMachineId(machine) || !json.contains("data") || !json["data"].is_object()) {
+    // The server sees to it that nobody uses another one's subject; what a body says may be
+    // anything.
+    if (!FleetNames::isMachineId(machine) ||
+        message.subject.find("." + machine + ".") == std::string::npos || !json.contains("data") ||
+        !json["data"].is_object()) {
         return Arrival::kNothing;
     }
     Json& data = json["data"];
@@ -184,7 +188,7 @@ std::vector<FleetView::Exposure> FleetView::exposures() const {
 }
 
 std::vector<FleetView::Failures> FleetView::failures(std::int64_t since, int least) const {
-    std::map<Kind, int> inUse;
+    std::map<Kind, std::int64_t> inUse;
     for (const auto& [id, known] : all) {
         for (const FleetSummary::Model& model : known.summary.models) {
             inUse[{model.vendor, model.model, model.firmware}] += model.drives;

@@ -50,9 +50,9 @@ public:
         std::string vendor;
         std::string model;
         std::string firmware;
-        int failed = 0;    // different drives
-        int machines = 0;  // on which they failed
-        int inUse = 0;     // drives of the kind that all machines have now
+        int failed = 0;          // different drives
+        int machines = 0;        // on which they failed
+        std::int64_t inUse = 0;  // drives of the kind that all machines have now
         std::int64_t firstAt = 0;
         std::int64_t lastAt = 0;
     };

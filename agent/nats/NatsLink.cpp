@@ -9,11 +9,10 @@
 #include <random>
 #include <utility>
 
-#include <nlohmann/json.hpp>
+#include "agent/nats/PublishAnswer.h"
 
 namespace {
 
-using Json = nlohmann::json;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kSlice(100);         // between two looks at `cancelled`
@@ -22,10 +21,6 @@ constexpr milliseconds kToClose(5000);
 constexpr std::int64_t kLongestConnect = 5000;  // milliseconds, for one server
 constexpr std::int64_t kLongestGet = 5000;      // the same
 constexpr std::int64_t kNanos = 1000000000;
-
-// Of the server's error codes.
-constexpr int kTooLarge = 10054;
-constexpr int kWrongLast = 10071;
 
 constexpr char kExpected[] = "Nats-Expected-Last-Subject-Sequence";
 constexpr char kInstance[] = "Raidwatch-Instance";
@@ -96,23 +91,6 @@ std::int64_t millisecondsOf(const std::string& text) {
 
 std::string keySubject(const std::string& bucket, const std::string& key) {
     return "$KV." + bucket + "." + key;
-}
-
-FleetLink::Answer answerOf(natsMsg* message) {
-    using Kind = FleetLink::Answer::Kind;
-    const Json json = Json::parse(bodyOf(message), nullptr, false);
-    if (!json.is_object()) return {Kind::kLater, 0, "the server gave an answer that is no JSON"};
-    const auto error = json.find("error");
-    if (error != json.end() && error->is_object()) {
-        const int code = error->value("err_code", 0);
-        std::string text = error->value("description", std::string("refused"));
-        text += " (" + std::to_string(code) + ")";
-        return {code == kTooLarge ? Kind::kNever : Kind::kLater, static_cast<std::uint64_t>(code),
-                text};
-    }
-    const bool twice = json.value("duplicate", false);
-    return {twice ? Kind::kDuplicate : Kind::kStored, json.value("seq", std::uint64_t{0}),
-            json.value("stream", std::string())};
 }
 
 }  // namespace
@@ -328,7 +306,7 @@ std::vector<FleetLink::Answer> NatsLink::publish(const std::vector<Message>& mes
         if (message == nullptr) return --waiting == 0;
         const std::uint64_t index = number - first;  // an answer that comes late is far beyond
         if (number < first || index >= all.size() || !open[index]) return false;
-        all[index] = answerOf(message);
+        all[index] = publishAnswer(bodyOf(message));
         open[index] = false;
         return --waiting == 0;
     };
@@ -363,7 +341,7 @@ FleetLink::Put NatsLink::put(const std::string& bucket, const std::string& key,
             error = "there is no bucket " + bucket;
             return Put::kNoBucket;
         case Answer::Kind::kLater:
-            return answer.position == kWrongLast ? Put::kOther : Put::kFailed;
+            return answer.position == kNatsWrongLast ? Put::kOther : Put::kFailed;
         case Answer::Kind::kUnclear:
         case Answer::Kind::kNever:
             break;

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "agent/SafeText.h"
+#include "agent/settings/SecretFile.h"
 #include "agent/sinks/BadSinkSetting.h"
 #include "agent/sinks/UrlParts.h"
 
@@ -19,6 +20,11 @@ HttpClient::Access httpAccess(const SinkSettings& settings) {
     access.unixSocket = settings.text("unix_socket");
     if (!access.keyFile.empty() && access.certFile.empty()) {
         throw BadSinkSetting(settings, "key_file without cert_file; name both");
+    }
+    const std::string wrong =
+        access.keyFile.empty() ? std::string() : wrongSecretFile(access.keyFile);
+    if (!wrong.empty()) {
+        throw BadSinkSetting(settings, "key_file " + safeText(access.keyFile) + " " + wrong);
     }
     return access;
 }

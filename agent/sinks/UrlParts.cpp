@@ -1,5 +1,7 @@
 #include "agent/sinks/UrlParts.h"
 
+#include <arpa/inet.h>
+
 #include <memory>
 
 #include "agent/sinks/CurlLibrary.h"
@@ -47,5 +49,8 @@ std::string UrlParts::place() const {
 }
 
 bool UrlParts::loopback() const {
-    return host == "localhost" || host == "[::1]" || host.compare(0, 4, "127.") == 0;
+    // Not every name that begins so is an address: 127.example.com is anybody's.
+    in_addr v4{};
+    return host == "localhost" || host == "[::1]" ||
+           (host.compare(0, 4, "127.") == 0 && inet_pton(AF_INET, host.c_str(), &v4) == 1);
 }

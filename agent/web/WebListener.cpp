@@ -11,6 +11,8 @@
 #include <cstring>
 #include <utility>
 
+#include "agent/SafeFile.h"
+
 namespace {
 
 constexpr int kBacklog = 64;
@@ -98,7 +100,7 @@ int WebListener::openUnix() const {
         error = errno;
     }
     // Nobody can connect before listen(), whatever the umask says.
-    if (error == 0 && chmod(wanted.socket.c_str(), kSocketMode) != 0) error = errno;
+    if (error == 0 && !setSocketMode(wanted.socket, kSocketMode)) error = errno;
     if (error == 0) return fd;
     (void)close(fd);
     errno = error;

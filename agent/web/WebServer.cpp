@@ -195,7 +195,7 @@ void WebServer::serve() {
         const bool isFeeding = isTimeToFeed(calls > 0);
         for (std::size_t i = 0; i < clients.size(); ++i) {
             clients[i]->hungry = clients[i]->hungry || isFeeding;
-            step(*clients[i], ready > 0 ? waiting[first + i].revents : short{0});
+            stepSafely(*clients[i], ready > 0 ? waiting[first + i].revents : short{0});
         }
         dropFinished();
         for (std::size_t i = 0; ready > 0 && i + 1 < first; ++i) {
@@ -336,7 +336,19 @@ bool WebServer::makeRoom(const std::string& peer) {
     return true;
 }
 
+// Whatever goes wrong with one client, memory too, ends that one and not the daemon.
+void WebServer::stepSafely(Client& client, short events) {
+    try {
+        step(client, events);
+    } catch (const std::exception& e) {
+        client.done = true;
+        if (!stumbled) note(std::string("a web client was sent away: ") + e.what());
+        stumbled = true;
+    }
+}
+
 void WebServer::step(Client& client, short events) {
+    if (client.done) return;
     if ((events & (POLLERR | POLLNVAL)) != 0) {
         client.done = true;
         return;
@@ -354,6 +366,7 @@ void WebServer::step(Client& client, short events) {
             client.closing = true;
             client.begin(Client::Phase::kReading, SteadyClock::now(), limits.forAnswer);
         } else if (client.headSize() > 0 && mayAnswer(client)) {
+            shedUnread();
             answer(client);
         }
     }
@@ -379,6 +392,23 @@ bool WebServer::mayAnswer(const Client& asking) const {
         if (client->peer == asking.peer) unread += client->unread();
     }
     return unread < limits.unread;
+}
+
+// One peer waits for its own readers, above. Many peers, which on the loopback may be one user, do
+// not make the daemon grow: who leaves most lying goes.
+void WebServer::shedUnread() {
+    for (;;) {
+        std::size_t all = 0;
+        Client* most = nullptr;
+        for (const auto& client : clients) {
+            all += client->unread();
+            if (most == nullptr || client->unread() > most->unread()) most = client.get();
+        }
+        if (all < limits.unreadOfAll || most == nullptr) return;
+        most->done = true;
+        most->out = std::string();
+        most->sent = 0;
+    }
 }
 
 bool WebServer::hasStreams() const {

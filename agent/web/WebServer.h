@@ -11,7 +11,8 @@
 // and those by no more than one answer each. Everything is bounded: connections, also of one peer
 // (an address, or a user of this machine); the head of a request and the time for sending it;
 // answers that wait to be read, and the time for reading them; streams. When all places are taken,
-// whoever keeps us waiting longest makes room. A stream that is not read gets nothing more until it
+// whoever keeps us waiting longest makes room, and when too much waits to be read, whoever has most
+// of it. A stream that is not read gets nothing more until it
 // is; it can go on where it was, so nothing is missed.
 //
 // Threads    notify(), change(), listenOn(), addresses(), problem() and stop() from any.
@@ -41,9 +42,10 @@ public:
         std::size_t perPeer = 32;
         std::size_t streams = 16;
         std::size_t streamsPerPeer = 8;
-        std::size_t head = 16 * 1024;          // bytes of a request
-        std::size_t unread = 4 * 1024 * 1024;  // bytes of answers that a peer has yet to read
-        std::size_t streamAhead = 64 * 1024;   // bytes that a stream may be ahead of its reader
+        std::size_t head = 16 * 1024;                // bytes of a request
+        std::size_t unread = 4 * 1024 * 1024;        // bytes of answers that a peer has yet to read
+        std::size_t unreadOfAll = 32 * 1024 * 1024;  // of all peers together
+        std::size_t streamAhead = 64 * 1024;  // bytes that a stream may be ahead of its reader
         std::chrono::milliseconds forHead{10000};
         std::chrono::milliseconds forNext{30000};    // an open connection without a request
         std::chrono::milliseconds forAnswer{60000};  // for reading it, and a stream's next part
@@ -88,9 +90,11 @@ private:
     void acceptFrom(const WebListener& listener);
     bool makeRoom(const std::string& peer);
     void step(Client& client, short events);
+    void stepSafely(Client& client, short events);
     void readFrom(Client& client);
     void answer(Client& client);
     bool mayAnswer(const Client& asking) const;
+    void shedUnread();
     bool mayStream(const Client& asking) const;
     bool hasStreams() const;
     void feed(Client& stream);
@@ -114,6 +118,7 @@ private:
     std::unique_ptr<HttpExchange> http;
     std::vector<std::string> told;  // problems of listeners that people know of
     std::string missing;            // why there is no `http`
+    bool stumbled = false;          // over a client; said once
     Time lastAsked;
     Time nextTick;  // when streams look by themselves
     bool rested = true;

@@ -140,6 +140,24 @@ TEST(ConfigVerb, ShowHidesTheHashOfTheToken) {
     EXPECT_NE(std::string::npos, ran.out.find("token_hash = \"********\""));
 }
 
+TEST(ConfigVerb, GivenAHashThatOthersCanReadThenCheckAdvisesAndPasses) {
+    const TempDir dir;
+    const std::string hash = "$5$salt$" + std::string(43, 'x');
+    const std::string file = dir.write("raidwatch.toml", "[http]\ntoken_hash = \"" + hash + "\"\n");
+    ASSERT_EQ(0, chmod(file.c_str(), 0644));
+    CommandRun ran = runCommand({"config", "check", "--config", file});
+    EXPECT_EQ(0, ran.exit);
+    ASSERT_EQ(1u, ran.notes.size());
+    EXPECT_EQ(file +
+                  ":2: others can read token_hash, and guess from it a token that raidwatch config "
+                  "token has not made; put [http] into a file of conf.d, chmod 600 it",
+              ran.notes[0]);
+    ASSERT_EQ(0, chmod(file.c_str(), 0600));
+    ran = runCommand({"config", "check", "--config", file});
+    EXPECT_EQ(0, ran.exit);
+    EXPECT_TRUE(ran.notes.empty());
+}
+
 TEST(ConfigVerb, GivenAWordThatItDoesNotHaveThenBadUse) {
     EXPECT_EQ(2, runCommand({"config"}).exit);
     EXPECT_EQ(

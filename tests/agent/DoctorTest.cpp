@@ -91,6 +91,18 @@ public:
     TempDir dir;
 };
 
+TEST(Doctor, GivenAHashThatOthersCanReadThenItIsAnAdvice) {
+    Machine machine;
+    machine.configure("[http]\ntoken_hash = \"$5$salt$" + std::string(43, 'x') + "\"\n");
+    ASSERT_EQ(0, chmod(machine.file("raidwatch.toml").c_str(), 0644));
+    const Finding found = machine.find("configuration");
+    EXPECT_EQ(Kind::kAdvice, found.kind);
+    EXPECT_NE(std::string::npos, found.text.find("others can read token_hash")) << found.text;
+    EXPECT_EQ("put [http] into a file of conf.d, chmod 600 it", found.cure);
+    ASSERT_EQ(0, chmod(machine.file("raidwatch.toml").c_str(), 0600));
+    EXPECT_EQ(Kind::kOk, machine.find("configuration").kind);
+}
+
 // A daemon as others see it: its lock, its sockets, its state.
 class PretendedDaemon {
 public:

@@ -288,6 +288,54 @@ TEST(FleetView, GivenWhatIsNoRecordThenItCountsAsNothing) {
     EXPECT_TRUE(view.machines(kNow, 300).empty());
 }
 
+// --- what a stranger may send ---
+
+TEST(FleetView, GivenARecordThatNamesAnotherMachineThanItsSubjectThenItCountsAsNothing) {
+    FleetView view;
+    FleetLink::StreamMessage sent = message({1, 1, "S1"});
+    sent.subject = "raidwatch.v1." + machineId(2) + ".event.error";
+    EXPECT_EQ(FleetView::Arrival::kNothing, view.addMessage(sent));
+    sent.subject = "raidwatch.v1." + machineId(1) + "0.event.error";
+    EXPECT_EQ(FleetView::Arrival::kNothing, view.addMessage(sent));
+    EXPECT_TRUE(view.machines(kNow, 300).empty());
+    EXPECT_EQ(FleetView::Arrival::kNew, view.addMessage(message({1, 1, "S1"})))
+        << "and it takes nothing from the real one";
+}
+
+TEST(FleetView, GivenJsonNestedByThousandsThenItCountsAsNothing) {
+    FleetView view;
+    FleetLink::StreamMessage sent = message({1, 1, "S1"});
+    const std::string deep = std::string(400000, '[') + std::string(400000, ']');
+    sent.body = "{\"id\":\"" + machineId(1) + ":1\",\"data\":{\"drive\":" + deep + "}}";
+    EXPECT_EQ(FleetView::Arrival::kNothing, view.addMessage(sent));
+    EXPECT_EQ("", FleetSummary::of("{\"host\":\"a\",\"x\":" + deep + "}").host);
+    EXPECT_EQ("", FleetBeat::of("{\"host\":\"a\",\"x\":" + deep + "}").host);
+}
+
+TEST(FleetView, GivenNumbersBeyondAllMeasureThenNothingOverflows) {
+    FleetView view;
+    for (int i = 1; i <= 3; ++i) {
+        view.addSummary(machineId(i),
+                        FleetSummary::of("{\"drives\":2147483647,\"models\":[{\"vendor\":\"KOVA\","
+                                         "\"model\":\"K500\",\"firmware\":\"A7\",\"drives\":"
+                                         "2147483647}],\"arrays\":[{\"name\":\"md0\",\"survives\":"
+                                         "-2147483648,\"fullSurvives\":2147483647,"
+                                         "\"exposedSince\":-9223372036854775808}]}"));
+        FleetBeat beat = FleetBeat::of("{\"polledAt\":-9223372036854775808}");
+        beat.machine = machineId(i);
+        beat.at = kNow * 1000;
+        view.addBeat(beat);
+        (void)view.addMessage(message({i, 1, "S" + std::to_string(i)}));
+    }
+    const auto machines = view.machines(kNow, 300);
+    ASSERT_EQ(3u, machines.size());
+    EXPECT_EQ("has not looked at its storage yet; last: ", machines[0].sentence);
+    const auto rows = view.failures(0, 3);
+    ASSERT_EQ(1u, rows.size());
+    EXPECT_EQ(3000000, rows[0].inUse) << "a million drives of each machine at the most";
+    EXPECT_TRUE(view.exposures().empty());
+}
+
 // --- as text ---
 
 std::size_t widest(const std::string& text) {

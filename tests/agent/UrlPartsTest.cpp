@@ -14,6 +14,7 @@ TEST(UrlParts, OfAddresses) {
                            Row{"HTTP://u:p@host:81/x", "http://host:81", false},
                            Row{"smtp://localhost:25", "smtp://localhost:25", true},
                            Row{"smtps://127.0.0.1", "smtps://127.0.0.1", true},
+                           Row{"http://127.example.com/x", "http://127.example.com", false},
                            Row{"http://[::1]:9093", "http://[::1]:9093", true}}) {
         const UrlParts parts(row.url);
         EXPECT_TRUE(parts.ok) << row.url;

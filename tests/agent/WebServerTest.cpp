@@ -133,6 +133,22 @@ TEST_F(WebServerTest, WhatMakesNoSenseIsRefusedAndEndsTheConnection) {
         {"a body in chunks",
          "GET / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\nGET /two HTTP/1.1\r\n\r\n",
          "HTTP/1.1 200"},
+        {"two lengths, of which one is none",
+         "GET /header HTTP/1.1\r\nContent-Length: 0\r\nContent-Length: 19\r\n\r\n"
+         "GET /two HTTP/1.1\r\n\r\n",
+         "HTTP/1.1 200"},
+        {"a length that is no number",
+         "GET /header HTTP/1.1\r\nContent-Length: 0x0\r\n\r\nGET /two HTTP/1.1\r\n\r\n",
+         "HTTP/1.1 200"},
+        {"a range of thousands of parts",
+         "GET / HTTP/1.1\r\nConnection: close\r\nRange: bytes=" +
+             [] {
+                 std::string parts;
+                 for (int i = 0; i < 2000; ++i) parts += "1-2,";
+                 return parts;
+             }() +
+             "1-2\r\n\r\n",
+         "HTTP/1.1 "},
         {"what is thrown", "GET /throw HTTP/1.1\r\nConnection: close\r\n\r\n", "HTTP/1.1 500"},
     };
     for (const OddCase& c : cases) {
@@ -392,6 +408,65 @@ TEST_F(WebServerTest, GivenNoLibraryThenSaysWhichPackageToInstall) {
     EXPECT_EQ(503, result->status);
     EXPECT_EQ("install the Debian package x\n", result->body);
     EXPECT_EQ("install the Debian package x", server.problem());
+}
+
+// What breaks in the middle of one client's answer, as memory that is not there.
+class Breaks : public HttpExchange {
+public:
+    Result exchange(const std::string& head, const Handler&, bool) override {
+        if (head.find("/break") != std::string::npos) throw std::bad_alloc();
+        Result result;
+        result.bytes = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\nConnection: close\r\n\r\nok";
+        return result;
+    }
+};
+
+TEST_F(WebServerTest, GivenAnAnswerThatBreaksThenOnlyThatClientGoes) {
+    std::vector<std::string> notes;
+    WebServer server(
+        parrot, room.limits, [&](const std::string& line) { notes.push_back(line); },
+        [] { return std::make_unique<Breaks>(); });
+    WebAddress any;
+    ASSERT_EQ("", WebAddress::parse("127.0.0.1:0", "", any));
+    server.listenOn({any});
+    const int own = web::Room::portOf(server.addresses().at(0));
+    for (int i = 0; i < 3; ++i) {
+        web::Bare bare(own);
+        bare.say(web::getLines("/break"));
+        EXPECT_EQ("", bare.hearAll());
+        EXPECT_TRUE(bare.isOver());
+    }
+    httplib::Client client("127.0.0.1", own);
+    const httplib::Result result = client.Get("/");
+    ASSERT_TRUE(result);
+    EXPECT_EQ("ok", result->body);
+    server.stop();
+    ASSERT_EQ(1u, notes.size()) << "said once";
+    EXPECT_EQ(0u, notes[0].find("a web client was sent away: "));
+}
+
+TEST_F(WebServerTest, GivenManyPeersThatDoNotReadThenWhoLeavesMostLyingGoes) {
+    room.limits.unreadOfAll = 16u * 1024 * 1024;
+    parrot.bigAnswer = 12u * 1024 * 1024;  // more than the kernel takes for anybody
+    start();
+    // Each with an address of its own: one user of this machine can have as many as he likes.
+    std::vector<std::unique_ptr<web::Bare>> greedy;
+    for (int i = 0; i < 4; ++i) {
+        greedy.push_back(std::make_unique<web::Bare>(port(), 2 + i));
+        ASSERT_TRUE(greedy.back()->isUp());
+        greedy.back()->say(web::getLines("/big"));
+        EXPECT_EQ(200, room.get("/")->status);
+    }
+    parrot.bigAnswer = 1;
+    EXPECT_EQ(200, room.get("/big")->status);
+    std::size_t whole = 0;
+    for (const auto& each : greedy) {
+        const std::string heard =
+            each->hear([](const std::string& all) { return all.size() > 12u * 1024 * 1024; });
+        if (heard.size() > 12u * 1024 * 1024) ++whole;
+    }
+    EXPECT_LT(whole, greedy.size()) << "nobody had to go";
+    EXPECT_GT(whole, 0u) << "not everybody had to";
 }
 
 TEST_F(WebServerTest, WhenNobodyComesForAWhileTheSiteRestsOnce) {

@@ -2,12 +2,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <thread>
 
 #include "agent/spool/RecordJson.h"
 #include "tests/agent/support/NetFixture.h"
+#include "tests/support/TempDir.h"
 
 namespace {
 
@@ -158,6 +160,9 @@ TEST(WebhookSink, GivenABadSettingThenNamesPlaceAndCure) {
         const char* says;
     };
     const std::map<std::string, std::string> good = {{"url", "http://host/"}};
+    const TempDir dir;
+    const std::string open = dir.write("client.key", "key\n");
+    ASSERT_EQ(0, chmod(open.c_str(), 0644));
     for (const Row& row : std::vector<Row>{
              {{}, {}, "url is missing"},
              {{{"url", "ftp://host/"}}, {}, "url is no address"},
@@ -169,6 +174,9 @@ TEST(WebhookSink, GivenABadSettingThenNamesPlaceAndCure) {
              {{{"url", "http://h/"}, {"content_type", "a\r\nb"}}, {}, "more than one line"},
              {{{"url", "http://h/"}, {"ca_file", "/no/such"}}, {}, "cannot read ca_file /no/such"},
              {{{"url", "http://h/"}, {"key_file", "/dev/null"}}, {}, "key_file without cert_file"},
+             {{{"url", "http://h/"}, {"cert_file", open}, {"key_file", open}},
+              {},
+              "can be read by others than its owner; chmod 600 it"},
              {good, {{"A b", "x"}}, "\"A b\" is no name of a header"},
              {good, {{"A", "{{x}}"}}, "header A: there is no {{x}}"},
              {good, {{"A", "{{token}}"}}, "name its file with token_file"},

@@ -116,12 +116,12 @@ say "what is packed is as hard as what was built"
 for package in "$packages"/libqel0*_i386.deb; do
     [ ! -e "$package" ] || dpkg-deb -x "$package" "$work/unpacked-i386"
 done
-find "$work/unpacked" "$work"/unpacked-i386 -type f \( -name '*.so.*' -o -path '*/usr/bin/*' \) \
+find "$work/unpacked" "$work"/unpacked-i386 -type f \( -name '*.so' -o -name '*.so.*' -o -path '*/usr/bin/*' \) \
     >"$work/binaries" 2>/dev/null
 # shellcheck disable=SC2046  # one name a line
 "$root/scripts/check-hardening" --run-path /usr/lib/x86_64-linux-gnu/qel $(cat "$work/binaries") \
     >"$work/out" 2>&1 || fail "hardening: $(cat "$work/out")"
-gives "$([ -n "$i686" ] && echo 5 || echo 3)" grep -c ' hold$' "$work/out"
+gives "$([ -n "$i686" ] && echo 7 || echo 5)" grep -c ' hold$' "$work/out"
 
 say "hosts are built with libqel-dev alone, by pkg-config and by CMake"
 sdk=$work/unpacked/usr

@@ -74,9 +74,9 @@ public:
             }
             request.ranges.clear();
             // What follows the head would be taken for the next request.
-            const std::string length = request.get_header_value("Content-Length");
+            const auto [from, end] = request.headers.equal_range("Content-Length");
             last = last || request.has_header("Transfer-Encoding") ||
-                   (!length.empty() && length != "0");
+                   std::any_of(from, end, [](const auto& one) { return one.second != "0"; });
             if (last) request.set_header("Connection", "close");
         });
         result.bytes = std::move(memory.out) + beginning;

@@ -54,9 +54,14 @@ inline bool waitFor(const std::function<bool()>& done,
 // A connection that says what it likes.
 class Bare {
 public:
-    explicit Bare(int port) : fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    // `from`: it comes from 127.0.0.FROM.
+    explicit Bare(int port, int from = 1) : fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1 + static_cast<std::uint32_t>(from));
+        if (from != 1) {
+            (void)bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        }
         address.sin_port = htons(static_cast<std::uint16_t>(port));
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         up = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
