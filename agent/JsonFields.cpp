@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr std::size_t kShort = 1000;
+
 using Json = nlohmann::ordered_json;
 
 const Json* memberOf(const Json& json, const char* name) {
@@ -24,6 +26,10 @@ const Json* memberOf(const Json& json, const char* name) {
 std::string textOf(const Json& json, const char* name, const std::string& otherwise) {
     const Json* const member = memberOf(json, name);
     return member != nullptr && member->is_string() ? member->get<std::string>() : otherwise;
+}
+
+std::string shortTextOf(const Json& json, const char* name) {
+    return textOf(json, name).substr(0, kShort);
 }
 
 std::int64_t numberOf(const Json& json, const char* name, std::int64_t otherwise) {

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <mutex>
 #include <random>
+#include <type_traits>
 #include <utility>
 
 #include <nlohmann/json.hpp>
@@ -98,21 +99,32 @@ std::string keySubject(const std::string& bucket, const std::string& key) {
     return "$KV." + bucket + "." + key;
 }
 
+// Of an object; `otherwise` where it is missing or of another type.
+template <typename Value>
+Value memberOr(const Json& json, const char* name, const Value& otherwise) {
+    const auto found = json.find(name);
+    const bool fits =
+        found != json.end() && (std::is_same_v<Value, bool>          ? found->is_boolean()
+                                : std::is_same_v<Value, std::string> ? found->is_string()
+                                                                     : found->is_number_integer());
+    return fits ? found->get<Value>() : otherwise;
+}
+
 FleetLink::Answer answerOf(natsMsg* message) {
     using Kind = FleetLink::Answer::Kind;
     const Json json = Json::parse(bodyOf(message), nullptr, false);
     if (!json.is_object()) return {Kind::kLater, 0, "the server gave an answer that is no JSON"};
     const auto error = json.find("error");
     if (error != json.end() && error->is_object()) {
-        const int code = error->value("err_code", 0);
-        std::string text = error->value("description", std::string("refused"));
-        text += " (" + std::to_string(code) + ")";
+        const int code = memberOr(*error, "err_code", 0);
+        const std::string text = memberOr(*error, "description", std::string("refused")) + " (" +
+                                 std::to_string(code) + ")";
         return {code == kTooLarge ? Kind::kNever : Kind::kLater, static_cast<std::uint64_t>(code),
                 text};
     }
-    const bool twice = json.value("duplicate", false);
-    return {twice ? Kind::kDuplicate : Kind::kStored, json.value("seq", std::uint64_t{0}),
-            json.value("stream", std::string())};
+    const bool twice = memberOr(json, "duplicate", false);
+    return {twice ? Kind::kDuplicate : Kind::kStored, memberOr(json, "seq", std::uint64_t{0}),
+            memberOr(json, "stream", std::string())};
 }
 
 }  // namespace
@@ -525,21 +537,27 @@ std::string NatsLink::stepThrough(const std::string& stream, const std::string& 
     natsStatus status = natsConnection_JetStream(&made, connection, &patience);
     const Stream js(made);
     if (status != NATS_OK) return reasonOf(status);
+    // Without `follow` only what is there now: machines that go on sending may be faster than we.
+    jsStreamInfo* info = nullptr;
+    jsErrCode code{};
+    status = js_GetStreamInfo(&info, made, stream.c_str(), nullptr, &code);
+    const StreamInfo own(info);
+    if (status == NATS_NOT_FOUND) return "there is no stream " + stream;
+    if (status == NATS_NO_RESPONDERS) return "JetStream is switched off there";
+    if (status != NATS_OK) return later(reasonOf(status));
+    const std::uint64_t last = info->State.LastSeq;
+
     wanted->Stream = stream.c_str();
     wanted->Ordered = true;
     natsSubscription* subscribed = nullptr;
-    jsErrCode code{};
     status = js_SubscribeSync(&subscribed, made, subject.c_str(), nullptr, wanted, &code);
-    if (status == NATS_NOT_FOUND || code == JSStreamNotFoundErr) {
-        return "there is no stream " + stream;
-    }
-    if (status == NATS_NO_RESPONDERS) return "JetStream is switched off there";
     if (status != NATS_OK) return later(reasonOf(status));
     const List list(subscribed);
-    return readOn(subscribed, follow, take);
+    return readOn(subscribed, follow, last, take);
 }
 
-std::string NatsLink::readOn(natsSubscription* list, bool follow, const MessageTaker& take) {
+std::string NatsLink::readOn(natsSubscription* list, bool follow, std::uint64_t last,
+                             const MessageTaker& take) {
     if (!follow) {
         jsConsumerInfo* info = nullptr;
         const natsStatus status = natsSubscription_GetConsumerInfo(&info, list, nullptr, nullptr);
@@ -564,7 +582,9 @@ std::string NatsLink::readOn(natsSubscription* list, bool follow, const MessageT
         const MetaData ownPlace(place);
         end = SteadyClock::now() + milliseconds(settings.timeoutMs);
         if (!take(message, place)) return std::string();
-        if (!follow && place->NumPending == 0) return std::string();
+        if (!follow && (place->NumPending == 0 || place->Sequence.Stream >= last)) {
+            return std::string();
+        }
     }
 }
 
