@@ -11,6 +11,7 @@
 //
 //   RAIDWATCH_FLEET=1000 scripts/fleet-proof build/x64
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -26,8 +27,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "agent/fleet/FleetBeat.h"
 #include "agent/fleet/FleetModule.h"
 #include "agent/fleet/FleetNames.h"
+#include "agent/fleet/FleetSummary.h"
 #include "agent/spool/RecordJson.h"
 #include "agent/spool/Spool.h"
 #include "tests/agent/CommandRun.h"
@@ -376,6 +379,156 @@ TEST_F(FleetProofTest, GivenKillsOutagesAndNoRoomThenEveryRecordOfEverySpoolIsIn
     ASSERT_NO_FATAL_FAILURE(compare());
     sayMemory("at the end");
     ASSERT_NO_FATAL_FAILURE(sayStatus());
+}
+
+// --- who reads ---
+
+// A fleet that is larger than what this machine could simulate: what its machines would have
+// written is written for them, and the real program reads it.
+class FleetReaderTest : public FleetProofTest {
+protected:
+    struct Reading {
+        int exit = -1;
+        double seconds = 0;
+        std::int64_t kilobytes = 0;  // of memory, the most
+        std::string out;
+    };
+
+    static constexpr int kErrors = 3;  // of each machine
+
+    static std::string idOf(int number) {
+        char id[40];
+        std::snprintf(id, sizeof id, "%08x-0000-4000-8000-1234567890ab", number);
+        return id;
+    }
+    FleetLink::Message stateOf(int number) const {
+        FleetSummary summary;
+        summary.host = "stor-" + std::to_string(number);
+        summary.level = number % 100 == 0 ? Verdict::kCritical : Verdict::kOk;
+        summary.sentence = "1 array degraded: md0 survives no further drive failure";
+        for (int i = 0; i < 3; ++i) {
+            FleetSummary::Array array;
+            array.name = "md" + std::to_string(i);
+            array.level = "RAID 6";
+            array.state = "degraded";
+            array.devices = 8;
+            array.fullSurvives = 2;
+            array.exposedSince = number % 100 == 0 ? std::time(nullptr) - number : 0;
+            summary.arrays.push_back(array);
+        }
+        summary.drives = 24;
+        for (const char* firmware : {"A7", "B1"}) {
+            summary.models.push_back({"KOVA", "PQ K500", firmware, 12});
+        }
+        return {"$KV.RAIDWATCH_STATE." + idOf(number), "", {}, summary.json()};
+    }
+    FleetLink::Message beatOf(int number) const {
+        FleetBeat beat;
+        beat.machine = idOf(number);
+        beat.instance = "one";
+        beat.host = "stor-" + std::to_string(number);
+        beat.polledAt = std::time(nullptr);
+        return {"$KV.RAIDWATCH_ALIVE." + idOf(number) + ".alive", "", {}, beat.json()};
+    }
+    FleetLink::Message errorOf(int number, int sequence) const {
+        const FleetNames names(FleetNames::kDefaultStream, FleetNames::kDefaultSubject);
+        Record record = net::eventRecord();
+        record.sequence = sequence;
+        record.event.timeStamp = std::time(nullptr);
+        const std::string id = idOf(number) + ":" + std::to_string(sequence);
+        Json json = recordObject(record, id);
+        json["data"]["host"] = "stor-" + std::to_string(number);
+        json["data"]["drive"] = {
+            {"vendor", "KOVA"},
+            {"model", "PQ K500"},
+            {"firmware", "A7"},
+            {"serial", "S" + std::to_string(number) + "-" + std::to_string(sequence)}};
+        return {names.subject(idOf(number), record), id, {}, json.dump()};
+    }
+    void fill(int count) const {
+        FleetLink::Settings settings;
+        settings.urls = {server.url()};
+        const auto link = openFleetLink(settings);
+        FleetLink::Plan plan;
+        plan.stream = "RAIDWATCH";
+        plan.subjects = {"raidwatch.v1.>"};
+        ASSERT_EQ("", link->makeStream(plan));
+        for (const char* bucket : {"RAIDWATCH_STATE", "RAIDWATCH_ALIVE"}) {
+            plan.stream = bucket;
+            ASSERT_EQ("", link->makeBucket(plan));
+        }
+        std::vector<FleetLink::Message> messages;
+        for (int i = 0; i < count; ++i) {
+            messages.push_back(stateOf(i));
+            messages.push_back(beatOf(i));
+            for (int n = 1; n <= kErrors; ++n) messages.push_back(errorOf(i, n));
+            if (messages.size() < 500 && i + 1 < count) continue;
+            for (const FleetLink::Answer& answer : link->publish(messages)) {
+                ASSERT_EQ(FleetLink::Answer::Kind::kStored, answer.kind) << answer.text;
+            }
+            messages.clear();
+        }
+    }
+    // Runs the program itself: its memory is its own.
+    Reading read(std::vector<std::string> words) const {
+        words.insert(words.begin(), {QEL_RAIDWATCH, "fleet"});
+        words.insert(words.end(), {"--server", server.url()});
+        std::vector<char*> argv;
+        for (std::string& word : words) argv.push_back(word.data());
+        argv.push_back(nullptr);
+        const std::string file = dir.file("out");
+        const auto start = SteadyClock::now();
+        const pid_t pid = fork();
+        if (pid == 0) {
+            const int out = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+            (void)dup2(out, STDOUT_FILENO);
+            (void)execv(argv[0], argv.data());
+            _exit(127);
+        }
+        Reading reading;
+        rusage used{};
+        int status = 0;
+        while (wait4(pid, &status, 0, &used) < 0 && errno == EINTR) {
+        }
+        reading.exit = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        reading.seconds = secondsSince(start);
+        reading.kilobytes = used.ru_maxrss;
+        reading.out = dir.read("out");
+        return reading;
+    }
+    void sayReading(const std::string& words, int count, const Reading& reading) const {
+        std::ostringstream line;
+        line << "fleet " << words << " of " << count << " machines: " << reading.seconds << " s, "
+             << reading.kilobytes / 1024 << " MB";
+        say(line.str());
+    }
+};
+
+TEST_F(FleetReaderTest, GivenALargeFleetThenTheReaderStaysSmall) {
+    ASSERT_TRUE(server.start()) << server.log();
+    const int count = machines * 10;
+    ASSERT_NO_FATAL_FAILURE(fill(count));
+    const std::string all = std::to_string(count);
+    const Reading status = read({"status", "--limit", "1"});
+    EXPECT_EQ(2, status.exit);
+    EXPECT_EQ(0u, status.out.find("CRITICAL: " + all + " machines: " + std::to_string(count / 100) +
+                                  " critical"))
+        << status.out;
+    EXPECT_NE(std::string::npos,
+              status.out.find(std::to_string(kErrors * count) + " failed on " + all + " machines"))
+        << status.out;
+    sayReading("status", count, status);
+    const Reading top = read({"top", "--limit", "1"});
+    EXPECT_EQ(0, top.exit);
+    sayReading("top", count, top);
+    const Reading events = read({"events"});
+    EXPECT_EQ(0, events.exit);
+    EXPECT_EQ(kErrors * count, std::count(events.out.begin(), events.out.end(), '\n'));
+    sayReading("events", count, events);
+    if (!kPlainBuild) return;
+    // The program, and then what it keeps of each machine and of each error.
+    const std::int64_t limit = 60000 + count * 20;
+    for (const Reading& each : {status, top, events}) EXPECT_LT(each.kilobytes, limit);
 }
 
 // --- metrics ---
