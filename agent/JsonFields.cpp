@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr std::size_t kShort = 1000;
+
 using Json = nlohmann::ordered_json;
 
 constexpr int kDeepest = 16;                        // JSON inside JSON; what is sent to us needs 5
@@ -52,6 +54,10 @@ Json shallowJson(const std::string& text) {
 std::string textOf(const Json& json, const char* name, const std::string& otherwise) {
     const Json* const member = memberOf(json, name);
     return member != nullptr && member->is_string() ? member->get<std::string>() : otherwise;
+}
+
+std::string shortTextOf(const Json& json, const char* name) {
+    return textOf(json, name).substr(0, kShort);
 }
 
 std::int64_t numberOf(const Json& json, const char* name, std::int64_t otherwise) {

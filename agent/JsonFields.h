@@ -22,6 +22,8 @@ nlohmann::ordered_json shallowJson(const std::string& text);
 
 std::string textOf(const nlohmann::ordered_json& json, const char* name,
                    const std::string& otherwise = std::string());
+// The same, at most 1,000 bytes of it: of a text that somebody else has sent and that we keep.
+std::string shortTextOf(const nlohmann::ordered_json& json, const char* name);
 std::int64_t numberOf(const nlohmann::ordered_json& json, const char* name,
                       std::int64_t otherwise = 0);
 int intOf(const nlohmann::ordered_json& json, const char* name, int otherwise = 0);

@@ -99,7 +99,7 @@ if(sources AND QEL_BUILD_AGENT)
         QEL_RAIDWATCH="$<TARGET_FILE:raidwatch>")
     # Many machines in one process, for FleetProofTest and scripts/fleet-proof.
     add_executable(fleet_agents "${PROJECT_SOURCE_DIR}/tests/fleet/FleetAgents.cpp")
-    target_link_libraries(fleet_agents PRIVATE qel_flags raidwatch_core)
+    target_link_libraries(fleet_agents PRIVATE qel_flags raidwatch_core PkgConfig::httplib)
     target_link_libraries(agent_tests PRIVATE raidwatch_core LibArchive::LibArchive
                           PkgConfig::httplib)
     add_dependencies(agent_tests raidwatch raidwatch_nats fleet_agents)

@@ -84,11 +84,30 @@ Json failuresJson(const FleetView::Failures& row) {
             {"lastAt", timeOrNull(row.lastAt)}};
 }
 
+// Leaves `secret` as it is when no file is named.
+void readSecret(const char* flag, const std::string& file, std::string& secret) {
+    if (file.empty()) return;
+    const std::string wrong = readSecretFile(file, secret);
+    if (wrong.empty()) return;
+    throw Failure(Failure::kBadUse, std::string(flag) + " " + safeText(file) + " " + wrong);
+}
+
 template <typename Rows, typename Write>
 Json listOf(const Rows& rows, const Write& write) {
     Json list = Json::array();
     for (const auto& row : rows) list.push_back(write(row));
     return list;
+}
+
+// Who it was stands before what happened.
+void putHostInFront(Json& record, const std::string& host) {
+    Json& data = record["data"];
+    const std::pair<const char*, const char*> kinds[] = {{"event", "text"}, {"notice", "subject"}};
+    for (const auto& [kind, text] : kinds) {
+        if (!data.contains(kind) || !data[kind].is_object()) continue;
+        data[kind][text] = host + ": " + textOf(data[kind], text);
+        return;
+    }
 }
 
 std::string documentText(const Json& document) {
@@ -162,48 +181,38 @@ int FleetVerb::run(const Context& context) {
     }
 }
 
+SinkSettings FleetVerb::configuredSink(const Context& context) const {
+    const AgentSettings settings = readSettings(context);
+    for (const auto& [place, each] : settings.sinks) {
+        if (each.type == "nats" && (sink.empty() || each.name == sink)) return each;
+    }
+    throw Failure(Failure::kBadUse, sink.empty()
+                                        ? "no sink of type nats is configured; name a server with "
+                                          "--server nats://HOST:4222"
+                                        : "there is no sink " + safeText(sink) + " of type nats");
+}
+
 // Of the command line, or else of a configured sink.
 SinkSettings FleetVerb::settingsGiven(const Context& context) const {
     SinkSettings given;
     given.name = "fleet";
     given.type = "nats";
-    if (servers.empty()) {
-        const AgentSettings settings = readSettings(context);
-        const auto fits = [&](const SinkSettings& each) {
-            return each.type == "nats" && (sink.empty() || each.name == sink);
-        };
-        const auto found = std::find_if(settings.sinks.begin(), settings.sinks.end(),
-                                        [&](const auto& each) { return fits(each.second); });
-        if (found == settings.sinks.end()) {
-            throw Failure(Failure::kBadUse,
-                          sink.empty() ? "no sink of type nats is configured; name a server with "
-                                         "--server nats://HOST:4222"
-                                       : "there is no sink " + safeText(sink) + " of type nats");
-        }
-        given = found->second;
-    }
+    if (servers.empty()) given = configuredSink(context);
     if (!servers.empty()) given.lists["urls"] = servers;
-    const auto set = [&](const char* key, const std::string& value) {
-        if (!value.empty()) given.texts[key] = value;
-    };
-    const auto setSecret = [&](const char* key, const char* flag, const std::string& file) {
-        if (file.empty()) return;
-        const std::string wrong = readSecretFile(file, given.texts[key]);
-        if (!wrong.empty()) {
-            throw Failure(Failure::kBadUse, std::string(flag) + " " + safeText(file) + " " + wrong);
-        }
-    };
-    set("credentials_file", credentials);
-    set("nkey", nkey);
-    set("nkey_seed_file", nkeySeed);
-    set("user", user);
-    setSecret("password", "--password-file", passwordFile);
-    setSecret("token", "--token-file", tokenFile);
-    set("ca_file", caFile);
-    set("cert_file", certFile);
-    set("key_file", keyFile);
-    set("stream", stream);
-    set("subject", subject);
+    const std::pair<const char*, const std::string*> texts[] = {{"credentials_file", &credentials},
+                                                                {"nkey", &nkey},
+                                                                {"nkey_seed_file", &nkeySeed},
+                                                                {"user", &user},
+                                                                {"ca_file", &caFile},
+                                                                {"cert_file", &certFile},
+                                                                {"key_file", &keyFile},
+                                                                {"stream", &stream},
+                                                                {"subject", &subject}};
+    for (const auto& [key, value] : texts) {
+        if (!value->empty()) given.texts[key] = *value;
+    }
+    readSecret("--password-file", passwordFile, given.texts["password"]);
+    readSecret("--token-file", tokenFile, given.texts["token"]);
     return given;
 }
 
@@ -325,6 +334,26 @@ std::string FleetVerb::machineMeant(FleetLink& link, const FleetNames& names) co
                                      : " is the name of several machines; give the id of one"));
 }
 
+// What was said of a message, by the last word of its subject.
+bool FleetVerb::isWanted(const std::string& messageSubject) const {
+    if (severity.empty() || severity == "info") return true;
+    const std::string said = messageSubject.substr(messageSubject.rfind('.') + 1);
+    return said == "error" || (severity == "warning" && said == "warning");
+}
+
+void FleetVerb::print(const FleetLink::StreamMessage& message, const FleetNames& names,
+                      FleetView& view, RecordPrinter& printer, const Context& context) const {
+    const FleetView::Arrival arrival = view.addMessage(message);
+    if (arrival == FleetView::Arrival::kRepeat || arrival == FleetView::Arrival::kNothing) return;
+    Json record = Json::parse(message.body, nullptr, false);
+    if (!json) putHostInFront(record, view.hostOf(names.machineOf(message.subject)));
+    printer.print(record);
+    if (arrival == FleetView::Arrival::kConflict) {
+        context.note("two machines have sent different events as " +
+                     safeText(textOf(record, "id")));
+    }
+}
+
 int FleetVerb::events(const Context& context, FleetLink& link, const FleetNames& names) const {
     if (!severity.empty() && !isSeverity(severity)) {
         throw Failure(Failure::kBadUse, "--severity: give error, warning or info");
@@ -334,40 +363,17 @@ int FleetVerb::events(const Context& context, FleetLink& link, const FleetNames&
                                             severity == "error" ? "error" : "*");
     FleetView view;
     if (!json) readMachines(link, names, view);  // for their names
-    using Form = RecordPrinter::Form;
-    RecordPrinter printer(context, json ? Form::kJson : Form::kTextAll);
-    const auto isWanted = [&](const std::string& said) {
-        if (severity.empty() || severity == "info") return true;
-        const std::string token = said.substr(said.rfind('.') + 1);
-        return token == "error" || (severity == "warning" && token == "warning");
-    };
-    const auto print = [&](const FleetLink::StreamMessage* message) {
+    RecordPrinter printer(context,
+                          json ? RecordPrinter::Form::kJson : RecordPrinter::Form::kTextAll);
+    const auto take = [&](const FleetLink::StreamMessage* message) {
         context.out.check();
         if (context.stop.requested()) return false;
-        if (message == nullptr || !isWanted(message->subject)) return true;
-        const FleetView::Arrival arrival = view.addMessage(*message);
-        if (arrival == FleetView::Arrival::kRepeat || arrival == FleetView::Arrival::kNothing) {
-            return true;
-        }
-        Json record = Json::parse(message->body, nullptr, false);
-        if (!json) {
-            // Who it was stands before what happened.
-            const std::string host = view.hostOf(names.machineOf(message->subject)) + ": ";
-            Json& data = record["data"];
-            if (data.contains("event") && data["event"].is_object()) {
-                data["event"]["text"] = host + textOf(data["event"], "text");
-            } else if (data.contains("notice") && data["notice"].is_object()) {
-                data["notice"]["subject"] = host + textOf(data["notice"], "subject");
-            }
-        }
-        printer.print(record);
-        if (arrival == FleetView::Arrival::kConflict) {
-            context.note("two machines have sent different events as " +
-                         safeText(textOf(record, "id")));
+        if (message != nullptr && isWanted(message->subject)) {
+            print(*message, names, view, printer, context);
         }
         return true;
     };
-    const std::string wrong = link.readStream(names.stream(), filter, from, follow, print);
+    const std::string wrong = link.readStream(names.stream(), filter, from, follow, take);
     if (!wrong.empty() && !context.stop.requested()) {
         fail("cannot read the events: " + safeText(wrong));
     }

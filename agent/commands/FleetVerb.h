@@ -17,6 +17,8 @@
 #include "agent/fleet/FleetLink.h"
 #include "agent/fleet/FleetView.h"
 
+class RecordPrinter;
+
 class FleetVerb : public Verb {
 public:
     const char* name() const override { return "fleet"; }
@@ -27,6 +29,7 @@ public:
 
 private:
     void declareServer(Flags& flags);
+    SinkSettings configuredSink(const Context& context) const;
     SinkSettings settingsGiven(const Context& context) const;
     void readMachines(FleetLink& link, const FleetNames& names, FleetView& view) const;
     void readFailures(FleetLink& link, const FleetNames& names, FleetView& view,
@@ -36,6 +39,9 @@ private:
     int silent(const Context& context, FleetLink& link, const FleetNames& names) const;
     int top(const Context& context, FleetLink& link, const FleetNames& names) const;
     std::string machineMeant(FleetLink& link, const FleetNames& names) const;
+    bool isWanted(const std::string& messageSubject) const;
+    void print(const FleetLink::StreamMessage& message, const FleetNames& names, FleetView& view,
+               RecordPrinter& printer, const Context& context) const;
 
     std::string chosen;
     std::unique_ptr<Flags> statusFlags;  // to know what was meant when it was written wrongly

@@ -31,11 +31,11 @@ std::string FleetBeat::json() const {
 FleetBeat FleetBeat::of(const std::string& json) {
     const Json read = shallowJson(json);
     FleetBeat beat;
-    beat.machine = textOf(read, "machine");
-    beat.instance = textOf(read, "instance");
-    beat.beat = textOf(read, "beat");
-    beat.host = textOf(read, "host");
-    beat.version = textOf(read, "version");
+    beat.machine = shortTextOf(read, "machine");
+    beat.instance = shortTextOf(read, "instance");
+    beat.beat = shortTextOf(read, "beat");
+    beat.host = shortTextOf(read, "host");
+    beat.version = shortTextOf(read, "version");
     beat.polledAt = timeOf(read, "polledAt");
     beat.lastSequence = numberOf(read, "lastSequence");
     beat.every = std::clamp<std::int64_t>(numberOf(read, "every", 60), 1, kLongest);

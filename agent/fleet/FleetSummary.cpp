@@ -14,12 +14,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int kForm = 1;
-constexpr int kMostCounted = 1000000;  // of anything that a machine has
-
-// A number of drives and the like, as another machine says it.
-int countOf(const Json& json, const char* name, int least = 0) {
-    return std::clamp(intOf(json, name, least), least, kMostCounted);
-}
+constexpr int kMostCounted = 100000;  // drives of one machine
 
 Json knownOrNull(int number) { return number < 0 ? Json(nullptr) : Json(number); }
 
@@ -34,11 +29,16 @@ Json arrayJson(const FleetSummary::Array& array) {
             {"exposedSince", timeOrNull(array.exposedSince)}};
 }
 
+// A number that sums of can be made, whatever was sent.
+int countOf(const Json& json, const char* name, int otherwise = 0) {
+    return std::clamp(intOf(json, name, otherwise), -1, kMostCounted);
+}
+
 FleetSummary::Array arrayOf(const Json& json) {
     FleetSummary::Array array;
-    array.name = textOf(json, "name");
-    array.level = textOf(json, "level");
-    array.state = textOf(json, "state");
+    array.name = shortTextOf(json, "name");
+    array.level = shortTextOf(json, "level");
+    array.state = shortTextOf(json, "state");
     array.devices = countOf(json, "devices");
     array.working = countOf(json, "working");
     array.survives = countOf(json, "survives", -1);
@@ -55,8 +55,8 @@ Json modelJson(const FleetSummary::Model& model) {
 }
 
 FleetSummary::Model modelOf(const Json& json) {
-    return {textOf(json, "vendor"), textOf(json, "model"), textOf(json, "firmware"),
-            countOf(json, "drives")};
+    return {shortTextOf(json, "vendor"), shortTextOf(json, "model"), shortTextOf(json, "firmware"),
+            std::max(countOf(json, "drives"), 0)};
 }
 
 Json troubleJson(const FleetSummary::Trouble& trouble) {
@@ -68,7 +68,7 @@ Json troubleJson(const FleetSummary::Trouble& trouble) {
 }
 
 FleetSummary::Trouble troubleOf(const Json& json) {
-    return {textOf(json, "object"), textOf(json, "value"), intOf(json, "severity"),
+    return {shortTextOf(json, "object"), shortTextOf(json, "value"), intOf(json, "severity"),
             timeOf(json, "since"), truthOf(json, "acknowledged", false)};
 }
 
@@ -167,9 +167,9 @@ std::string FleetSummary::json() const {
 FleetSummary FleetSummary::of(const std::string& json) {
     const Json read = shallowJson(json);
     FleetSummary summary;
-    summary.host = textOf(read, "host");
-    summary.level = levelOf(textOf(read, "verdict"));
-    summary.sentence = textOf(read, "sentence");
+    summary.host = shortTextOf(read, "host");
+    summary.level = levelOf(shortTextOf(read, "verdict"));
+    summary.sentence = shortTextOf(read, "sentence");
     readList(read, "arrays", kMostArrays, arrayOf, summary.arrays);
     summary.drives = countOf(read, "drives");
     summary.failedDrives = countOf(read, "failedDrives");

@@ -19,6 +19,16 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr std::int64_t kOldestPoll = 300;  // what an agent itself calls too old, unless configured
+constexpr std::size_t kLongestId = 120;
+
+// What an account may send under is its own subject, PREFIX.MACHINE.KIND.SEVERITY; what the record
+// says may be anything.
+bool isFrom(const std::string& subject, const std::string& machine) {
+    std::size_t end = subject.rfind('.');
+    if (end != std::string::npos && end > 0) end = subject.rfind('.', end - 1);
+    return end != std::string::npos && end >= machine.size() &&
+           subject.compare(end - machine.size(), machine.size(), machine) == 0;
+}
 
 bool isDriveFailure(const Record& record) {
     if (record.kind != Record::Kind::kEvent) return false;
@@ -78,38 +88,58 @@ FleetView::Arrival FleetView::addMessage(const FleetLink::StreamMessage& message
     Json json = shallowJson(message.body);
     const std::string id = textOf(json, "id");
     const std::string machine = id.substr(0, std::min(id.find(':'), id.size()));
-    // The server sees to it that nobody uses another one's subject; what a body says may be
-    // anything.
-    if (!FleetNames::isMachineId(machine) ||
-        message.subject.find("." + machine + ".") == std::string::npos || !json.contains("data") ||
-        !json["data"].is_object()) {
+    if (!FleetNames::isMachineId(machine) || id.size() > kLongestId ||
+        !isFrom(message.subject, machine) || !json.contains("data") || !json["data"].is_object()) {
         return Arrival::kNothing;
     }
     Json& data = json["data"];
-    const std::string host = textOf(data, "host");
+    const std::string host = shortTextOf(data, "host");
     const Json drive = data.value("drive", Json::object());
     // What the sender adds may be known at one time and not at another.
     data.erase("host");
     data.erase("drive");
-    const std::size_t print = std::hash<std::string>()(jsonLine(data));
-    const auto [place, isNew] = seen.emplace(id, print);
+    const Arrival arrival = remember(id, std::hash<std::string>()(jsonLine(data)));
+    if (arrival == Arrival::kRepeat) return arrival;
     Known& known = all[machine];
-    if (!isNew && place->second == print) return Arrival::kRepeat;
-    if (!isNew) known.twoUnderOneId = true;
+    if (arrival == Arrival::kConflict) known.twoUnderOneId = true;
     if (!host.empty()) known.saidHost = host;
 
     const Record record = recordFromObject(json);
     if (isDriveFailure(record)) {
-        const Kind kind{textOf(drive, "vendor"), textOf(drive, "model"), textOf(drive, "firmware")};
-        std::string name = textOf(drive, "serial");
-        if (name.empty()) name = machine + " " + record.object;
-        const std::int64_t at = record.event.timeStamp;
-        Failed& failed = failedDrives[kind][name];
-        failed.firstAt = failed.firstAt == 0 ? at : std::min(failed.firstAt, at);
-        failed.lastAt = std::max(failed.lastAt, at);
-        failed.machines.insert(machine);
+        addFailure(machine, record,
+                   {shortTextOf(drive, "vendor"), shortTextOf(drive, "model"),
+                    shortTextOf(drive, "firmware")},
+                   shortTextOf(drive, "serial"), message.at / 1000);
     }
-    return isNew ? Arrival::kNew : Arrival::kConflict;
+    return arrival;
+}
+
+FleetView::Arrival FleetView::remember(const std::string& id, std::size_t print) {
+    const auto [place, isNew] = seen.emplace(id, print);
+    if (!isNew) return place->second == print ? Arrival::kRepeat : Arrival::kConflict;
+    seenOrder.push_back(&place->first);
+    if (seenOrder.size() > kMostSeen) {
+        seen.erase(seen.find(*seenOrder.front()));
+        seenOrder.pop_front();
+    }
+    return Arrival::kNew;
+}
+
+void FleetView::addFailure(const std::string& machine, const Record& record, const Kind& kind,
+                           std::string serial, std::int64_t storedAt) {
+    if (serial.empty()) serial = machine + " " + record.object;
+    const auto drives = failedDrives.find(kind);
+    if (drives == failedDrives.end() || drives->second.count(serial) == 0) {
+        if (all[machine].failedDrives == kMostFailedOfOne) return;
+        ++all[machine].failedDrives;
+    }
+    // By the machine's own clock, but nothing is stored before it has happened.
+    std::int64_t at = record.event.timeStamp;
+    if (storedAt != 0) at = std::min(at, storedAt);
+    Failed& failed = failedDrives[kind][serial];
+    failed.firstAt = failed.firstAt == 0 ? at : std::min(failed.firstAt, at);
+    failed.lastAt = std::max(failed.lastAt, at);
+    failed.machines.insert(machine);
 }
 
 std::string FleetView::hostOf(const std::string& machine) const {
@@ -156,6 +186,9 @@ FleetView::Machine FleetView::judged(const std::string& id, const Known& known, 
     } else if (age > kOldestPoll) {
         why = machine.polledAt == 0 ? "has not looked at its storage yet"
                                     : "its last look is " + durationText(age) + " old";
+    } else if (age < -kOldestPoll) {
+        // However old it is, such a look would never become too old.
+        why = "its clock is ahead by " + durationText(-age);
     } else if (!machine.conflict.empty()) {
         why = "its id is used twice";
     }

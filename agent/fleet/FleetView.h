@@ -10,11 +10,18 @@
 //
 // Arithmetic only: no link, no clock. Texts are raw. Times in seconds since 1970-01-01 UTC.
 //
-// Threads  As any value. Errors: none; a message that is no record counts as nothing.
+// What is kept grows with the number of machines, not with what they send: of records the newest
+// kMostSeen ids, so a repeat that comes later than those is shown again; of one machine at most
+// kMostFailedOfOne failed drives.
+//
+// Threads  As any value. Errors: none; a message that is no record counts as nothing, and so does a
+//          record that says to be of another machine than its subject.
 #ifndef AGENT_FLEET_FLEETVIEW_H
 #define AGENT_FLEET_FLEETVIEW_H
 
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <set>
 #include <string>
@@ -25,10 +32,14 @@
 #include "agent/fleet/FleetBeat.h"
 #include "agent/fleet/FleetLink.h"
 #include "agent/fleet/FleetSummary.h"
+#include "agent/spool/Record.h"
 #include "agent/state/Verdict.h"
 
 class FleetView {
 public:
+    static constexpr std::size_t kMostSeen = 250000;
+    static constexpr int kMostFailedOfOne = 1000;
+
     struct Machine {
         std::string id;
         std::string host;
@@ -100,6 +111,7 @@ private:
         std::vector<FleetBeat> rivals;
         bool twoUnderOneId = false;
         std::string saidHost;  // in its events
+        int failedDrives = 0;  // that it has added to `failedDrives`
     };
     struct Failed {
         std::int64_t firstAt = 0;
@@ -107,11 +119,15 @@ private:
         std::set<std::string> machines;
     };
 
+    Arrival remember(const std::string& id, std::size_t print);
+    void addFailure(const std::string& machine, const Record& record, const Kind& kind,
+                    std::string serial, std::int64_t storedAt);
     Machine judged(const std::string& id, const Known& known, std::int64_t now,
                    std::int64_t silentAfter) const;
 
     std::map<std::string, Known> all;
     std::unordered_map<std::string, std::size_t> seen;           // id of a record: what it held
+    std::deque<const std::string*> seenOrder;                    // its keys, oldest first
     std::map<Kind, std::map<std::string, Failed>> failedDrives;  // by drive
 };
 

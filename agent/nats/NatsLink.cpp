@@ -503,21 +503,27 @@ std::string NatsLink::stepThrough(const std::string& stream, const std::string& 
     natsStatus status = natsConnection_JetStream(&made, connection, &patience);
     const Stream js(made);
     if (status != NATS_OK) return reasonOf(status);
+    // Without `follow` only what is there now: machines that go on sending may be faster than we.
+    jsStreamInfo* info = nullptr;
+    jsErrCode code{};
+    status = js_GetStreamInfo(&info, made, stream.c_str(), nullptr, &code);
+    const StreamInfo own(info);
+    if (status == NATS_NOT_FOUND) return "there is no stream " + stream;
+    if (status == NATS_NO_RESPONDERS) return "JetStream is switched off there";
+    if (status != NATS_OK) return later(reasonOf(status));
+    const std::uint64_t last = info->State.LastSeq;
+
     wanted->Stream = stream.c_str();
     wanted->Ordered = true;
     natsSubscription* subscribed = nullptr;
-    jsErrCode code{};
     status = js_SubscribeSync(&subscribed, made, subject.c_str(), nullptr, wanted, &code);
-    if (status == NATS_NOT_FOUND || code == JSStreamNotFoundErr) {
-        return "there is no stream " + stream;
-    }
-    if (status == NATS_NO_RESPONDERS) return "JetStream is switched off there";
     if (status != NATS_OK) return later(reasonOf(status));
     const List list(subscribed);
-    return readOn(subscribed, follow, take);
+    return readOn(subscribed, follow, last, take);
 }
 
-std::string NatsLink::readOn(natsSubscription* list, bool follow, const MessageTaker& take) {
+std::string NatsLink::readOn(natsSubscription* list, bool follow, std::uint64_t last,
+                             const MessageTaker& take) {
     if (!follow) {
         jsConsumerInfo* info = nullptr;
         const natsStatus status = natsSubscription_GetConsumerInfo(&info, list, nullptr, nullptr);
@@ -542,7 +548,9 @@ std::string NatsLink::readOn(natsSubscription* list, bool follow, const MessageT
         const MetaData ownPlace(place);
         end = SteadyClock::now() + milliseconds(settings.timeoutMs);
         if (!take(message, place)) return std::string();
-        if (!follow && place->NumPending == 0) return std::string();
+        if (!follow && (place->NumPending == 0 || place->Sequence.Stream >= last)) {
+            return std::string();
+        }
     }
 }
 

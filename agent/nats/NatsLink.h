@@ -62,7 +62,8 @@ private:
 
     std::string stepThrough(const std::string& stream, const std::string& subject,
                             jsSubOptions* wanted, bool follow, const MessageTaker& take);
-    std::string readOn(natsSubscription* list, bool follow, const MessageTaker& take);
+    std::string readOn(natsSubscription* list, bool follow, std::uint64_t last,
+                       const MessageTaker& take);
 
     const Settings settings;
     std::atomic<bool> cancelled{false};

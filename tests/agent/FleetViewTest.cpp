@@ -281,7 +281,7 @@ TEST(FleetView, GivenWhatIsNoRecordThenItCountsAsNothing) {
     for (const char* body : {"", "{", "[]", "7", "{}", "{\"id\":7}", "{\"id\":\"x:1\",\"data\":{}}",
                              "{\"id\":\"00000001-0000-4000-8000-000000000000:1\"}",
                              "{\"id\":\"00000001-0000-4000-8000-000000000000:1\",\"data\":[]}"}) {
-        FleetLink::StreamMessage sent;
+        FleetLink::StreamMessage sent = message({1, 1, "S1"});
         sent.body = body;
         EXPECT_EQ(FleetView::Arrival::kNothing, view.addMessage(sent)) << body;
     }
@@ -332,8 +332,76 @@ TEST(FleetView, GivenNumbersBeyondAllMeasureThenNothingOverflows) {
     EXPECT_EQ("has not looked at its storage yet; last: ", machines[0].sentence);
     const auto rows = view.failures(0, 3);
     ASSERT_EQ(1u, rows.size());
-    EXPECT_EQ(3000000, rows[0].inUse) << "a million drives of each machine at the most";
+    EXPECT_EQ(300000, rows[0].inUse) << "a hundred thousand of each machine at the most";
     EXPECT_TRUE(view.exposures().empty());
+}
+
+TEST(FleetView, GivenARecordThatSaysToBeOfAnotherMachineThanItsSubjectThenItCountsAsNothing) {
+    const std::string id = machineId(2);
+    for (const std::string& subject :
+         {"raidwatch.v1." + id + ".event.error", "raidwatch.v1.x" + machineId(1) + "x.event.error",
+          machineId(1) + ".error", machineId(1), std::string("."), std::string()}) {
+        FleetView view;
+        FleetLink::StreamMessage sent = message({1, 1, "S1"});
+        sent.subject = subject;
+        EXPECT_EQ(FleetView::Arrival::kNothing, view.addMessage(sent)) << subject;
+        EXPECT_TRUE(view.machines(kNow, 300).empty());
+    }
+}
+
+TEST(FleetView, GivenMoreFailedDrivesThanAMachineMayNameThenTheRestIsNotKept) {
+    FleetView view;
+    for (int i = 0; i < FleetView::kMostFailedOfOne + 5; ++i) {
+        (void)view.addMessage(message({1, i + 1, "S" + std::to_string(i)}));
+    }
+    (void)view.addMessage(message({2, 1, "OTHER"}));
+    const auto rows = view.failures(0, 3);
+    ASSERT_EQ(1u, rows.size());
+    EXPECT_EQ(FleetView::kMostFailedOfOne + 1, rows[0].failed);
+}
+
+TEST(FleetView, GivenAFailureInTheFutureThenItHappenedWhenItWasStored) {
+    FleetView view;
+    for (int i = 0; i < 3; ++i) {
+        FleetLink::StreamMessage sent =
+            message({1, i + 1, "S" + std::to_string(i), kNow + 900 * kDay});
+        sent.at = (kNow - 60 * i) * 1000;
+        (void)view.addMessage(sent);
+    }
+    const auto rows = view.failures(kNow - kDay, 3);
+    ASSERT_EQ(1u, rows.size());
+    EXPECT_EQ(kNow - 120, rows[0].firstAt);
+    EXPECT_EQ(kNow, rows[0].lastAt);
+}
+
+TEST(FleetView, GivenAClockThatIsAheadThenTheMachineIsNotInOrder) {
+    FleetView view;
+    FleetBeat beat = beatOf(1);
+    beat.polledAt = kNow + 3600;
+    view.addBeat(beat);
+    view.addSummary(machineId(1), summaryAt(Verdict::kOk, "early"));
+    const auto machines = view.machines(kNow, 300);
+    EXPECT_EQ(Verdict::kUnknown, machines[0].level);
+    EXPECT_EQ("its clock is ahead by 1 h; last: said by early", machines[0].sentence);
+}
+
+TEST(FleetSummary, GivenMoreThanFitsThenWhatIsKeptIsBounded) {
+    Json json = {
+        {"host", std::string(5000, 'h')},
+        {"sentence", std::string(5000, 's')},
+        {"models",
+         Json::array({{{"model", "K"}, {"drives", 2000000000}}, {{"model", "K"}, {"drives", -7}}})},
+        {"arrays", Json::array({{{"name", "md0"}, {"survives", -9}, {"devices", 1 << 30}}})},
+        {"incidents", Json::array()}};
+    for (int i = 0; i < 1000; ++i) json["incidents"].push_back({{"object", "o"}});
+    const FleetSummary read = FleetSummary::of(json.dump());
+    EXPECT_EQ(1000u, read.host.size());
+    EXPECT_EQ(1000u, read.sentence.size());
+    EXPECT_EQ(100000, read.models[0].drives);
+    EXPECT_EQ(0, read.models[1].drives);
+    EXPECT_EQ(-1, read.arrays[0].survives);
+    EXPECT_EQ(100000, read.arrays[0].devices);
+    EXPECT_EQ(FleetSummary::kMostTroubles, read.troubles.size());
 }
 
 // --- as text ---

@@ -10,10 +10,13 @@
 //     --threads N    drive the machines
 //     --window S     of the stream that is made
 //     --beat S       between two heartbeats
-//     --exposed N       every N-th machine has an exposed array; 0 for none
+//     --exposed N    every N-th machine has an exposed array; 0 for none
+//     --metrics      serves what a Prometheus server reads of machine N at /mN/metrics, and says
+//                    "metrics PORT" first
 //
-// Says "sent N" when all is acknowledged, and then only beats until standard input ends. Started
-// again on the same folders it goes on where the spools end.
+// Says "sent" when all is acknowledged, and then only looks and beats until standard input ends.
+// Started again on the same folders it goes on where the spools end.
+#include <httplib.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -24,6 +27,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <random>
@@ -36,6 +40,8 @@
 #include "agent/EventJson.h"
 #include "agent/daemon/Pipeline.h"
 #include "agent/daemon/PollReport.h"
+#include "agent/metrics/Metrics.h"
+#include "agent/metrics/MetricsReader.h"
 #include "agent/sinks/SinkFactory.h"
 #include "agent/sinks/SinkPump.h"
 #include "agent/spool/SafeSnapshot.h"
@@ -57,9 +63,19 @@ struct Wanted {
     int window = 3600;
     int beat = 60;
     int exposedEvery = 0;
+    bool metrics = false;
 };
 
 std::int64_t nowSeconds() { return std::time(nullptr); }
+
+constexpr int kDrives = 8;
+
+// Of an array that is exposed.
+int failedOf(int number) { return 2 - number % 2; }
+
+std::string serialOf(int number, int drive) {
+    return "K" + std::to_string(number) + "-" + std::to_string(drive);
+}
 
 // Small enough for a summary, and not the same everywhere.
 MachineState stateOf(int number, bool exposed) {
@@ -74,16 +90,16 @@ MachineState stateOf(int number, bool exposed) {
     array.name = "md0";
     array.level = "RAID 6";
     array.state = exposed ? "degraded" : "normal";
-    array.devices = 8;
+    array.devices = kDrives;
     array.fullSurvives = 2;
-    array.survives = exposed ? number % 2 : 2;
+    array.survives = array.fullSurvives - (exposed ? failedOf(number) : 0);
     array.working = array.devices - (array.fullSurvives - array.survives);
     array.exposedSince = exposed ? nowSeconds() - 600 * (1 + number % 37) : 0;
     state.arrays.push_back(array);
     for (int i = 0; i < array.devices; ++i) {
         DriveState drive;
         drive.name = "drive 1:0:" + std::to_string(i);
-        drive.serial = "K" + std::to_string(number) + "-" + std::to_string(i);
+        drive.serial = serialOf(number, i);
         drive.key = "drive:" + drive.serial;
         drive.vendor = "KOVA";
         drive.model = "PQ K500";
@@ -114,6 +130,7 @@ public:
         SinkSettings settings;
         settings.name = kSink;
         settings.type = "nats";
+        settings.filter.leastSeverity = kEventProgress;  // all that there is
         settings.lists["urls"] = {wanted.url};
         settings.numbers["window"] = wanted.window;
         settings.numbers["heartbeat"] = wanted.beat;
@@ -137,11 +154,32 @@ public:
         MonitorThread::Batch batch;
         for (QELEvent event : events) {
             event.timeStamp = nowSeconds();
-            event.extra1 = "K" + std::to_string(number) + "-" + std::to_string(round % 8);
+            event.extra1 = serialOfRound();
             event.value1 = round;
             batch.events.push_back(event);
             batch.sources.push_back({false, round + 1});
         }
+        ++round;
+        look(std::move(batch));
+        nextRecord = SteadyClock::now() + std::chrono::milliseconds(wanted.pause);
+    }
+    bool isDue() const { return hasMore() && SteadyClock::now() >= nextRecord; }
+
+    void send() {
+        if (SteadyClock::now() < nextStep) return;
+        if (SteadyClock::now() - lookedAt > kLookEvery) look({});
+        (void)pump->step();
+        allSent = !hasMore() && spool->cursor(kSink) >= spool->lastSequence();
+        // Once it is up to date as a daemon does: the tick of the sink, once a second.
+        nextStep = SteadyClock::now() + std::chrono::milliseconds(allSent ? 1000 : 100);
+    }
+    bool isSent() const { return allSent; }
+
+private:
+    static constexpr char kSink[] = "fleet";
+    static constexpr std::chrono::seconds kLookEvery{60};
+
+    void look(MonitorThread::Batch batch) {
         batch.finished = batch.events.size();
         batch.polls = 1;
         auto report = std::make_shared<PollReport>();
@@ -149,26 +187,15 @@ public:
         report->snapshot = "<round>" + std::to_string(round) + "</round>\n";
         batch.report = report;
         pipeline->pass(std::move(batch));
-        ++round;
-        nextRecord = SteadyClock::now() + std::chrono::milliseconds(wanted.pause);
+        lookedAt = SteadyClock::now();
     }
-    bool isDue() const { return hasMore() && SteadyClock::now() >= nextRecord; }
-
-    void send() {
-        if (SteadyClock::now() < nextStep) return;
-        (void)pump->step();
-        allSent = !hasMore() && spool->cursor(kSink) >= spool->lastSequence();
-        if (!allSent) {
-            nextStep = SteadyClock::now() + std::chrono::milliseconds(100);
-            return;
-        }
-        // As a daemon does: the tick of the sink, once a second.
-        nextStep = SteadyClock::now() + std::chrono::seconds(1);
+    // An exposed machine tells of a drive that its state has as failed, the others of one that has
+    // gone, whose model nobody knows.
+    std::string serialOfRound() const {
+        if (!exposed) return "G" + std::to_string(number);
+        const int failed = failedOf(number);
+        return serialOf(number, kDrives - failed + round % failed);
     }
-    bool isSent() const { return allSent; }
-
-private:
-    static constexpr char kSink[] = "fleet";
 
     int roundsBefore() const {
         int before = 0;
@@ -192,6 +219,7 @@ private:
     std::unique_ptr<SafeSnapshot> safe;
     std::unique_ptr<Pipeline> pipeline;
     std::unique_ptr<SinkPump> pump;
+    SteadyClock::time_point lookedAt;
     SteadyClock::time_point nextRecord;
     SteadyClock::time_point nextStep;
 };
@@ -225,6 +253,60 @@ void onAll(const Wanted& wanted, std::vector<std::unique_ptr<Machine>>& machines
     for (std::thread& thread : threads) thread.join();
 }
 
+// GET /m17/metrics: what a Prometheus server reads of machine 17. As in the daemon it is made of
+// the files of the machine alone.
+class MetricsServer {
+public:
+    explicit MetricsServer(const std::string& folder) {
+        server.set_keep_alive_max_count(
+            1);  // a connection that waits would hold one of its threads
+        server.Get(R"(/m(\d+)/metrics)",
+                   [folder](const httplib::Request& request, httplib::Response& response) {
+                       const std::string place = folder + "/m" + request.matches[1].str();
+                       MetricsReader reader({place + "/spool.db", place + "/state.json"});
+                       response.set_content(render(reader.read()), kMetricsContentType);
+                   });
+        say("metrics " + std::to_string(server.bind_to_any_port("127.0.0.1")));
+        thread = std::thread([this] { server.listen_after_bind(); });
+    }
+    ~MetricsServer() {
+        server.stop();
+        thread.join();
+    }
+    MetricsServer(const MetricsServer&) = delete;
+    MetricsServer& operator=(const MetricsServer&) = delete;
+
+private:
+    httplib::Server server;
+    std::thread thread;
+};
+
+// Records and sends until told to end; who has sent all is counted once.
+void drive(const std::vector<Machine*>& mine, const std::atomic<bool>& ending,
+           const std::function<void()>& countSent) {
+    std::vector<bool> done(mine.size());
+    while (!ending) {
+        for (std::size_t i = 0; i < mine.size(); ++i) {
+            if (mine[i]->isDue()) mine[i]->record();
+            mine[i]->send();
+            if (done[i] || !mine[i]->isSent()) continue;
+            done[i] = true;
+            countSent();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+}
+
+void waitForLine() {
+    std::string line;
+    (void)std::getline(std::cin, line);
+}
+
+void waitForEnd() {
+    for (char byte = 0; read(STDIN_FILENO, &byte, 1) > 0;) {
+    }
+}
+
 void run(const Wanted& wanted) {
     const std::vector<QELEvent> events = readEvents(wanted.events);
     std::vector<std::unique_ptr<Machine>> machines(static_cast<std::size_t>(wanted.count));
@@ -232,41 +314,28 @@ void run(const Wanted& wanted) {
         machine = std::make_unique<Machine>(wanted, events, wanted.first + i);
         while (wanted.prefill && machine->hasMore()) machine->record();
     });
+    std::unique_ptr<MetricsServer> metrics;
+    if (wanted.metrics) metrics = std::make_unique<MetricsServer>(wanted.folder);
     if (wanted.prefill) {
         say("filled");
-        std::string line;
-        (void)std::getline(std::cin, line);
+        waitForLine();
     }
     std::atomic<bool> ending{false};
-    std::thread end([&] {
-        for (char byte = 0; read(STDIN_FILENO, &byte, 1) > 0;) {
-        }
-        ending = true;
-    });
     std::atomic<int> sent{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < wanted.threads; ++t) {
-        threads.emplace_back([&, t] {
-            std::vector<Machine*> mine;
-            for (std::size_t i = static_cast<std::size_t>(t); i < machines.size();
-                 i += static_cast<std::size_t>(wanted.threads)) {
-                mine.push_back(machines[i].get());
-            }
-            std::vector<bool> done(mine.size());
-            while (!ending) {
-                for (std::size_t i = 0; i < mine.size(); ++i) {
-                    if (mine[i]->isDue()) mine[i]->record();
-                    mine[i]->send();
-                    if (done[i] || !mine[i]->isSent()) continue;
-                    done[i] = true;
-                    if (++sent == wanted.count) say("sent");
-                }
-                std::this_thread::sleep_for(std::chrono::milliseconds(2));
-            }
-        });
+    const auto countSent = [&] {
+        if (++sent == wanted.count) say("sent");
+    };
+    std::vector<std::vector<Machine*>> shares(static_cast<std::size_t>(wanted.threads));
+    for (std::size_t i = 0; i < machines.size(); ++i) {
+        shares[i % shares.size()].push_back(machines[i].get());
     }
+    std::vector<std::thread> threads;
+    for (const std::vector<Machine*>& share : shares) {
+        threads.emplace_back([&, &mine = share] { drive(mine, ending, countSent); });
+    }
+    waitForEnd();
+    ending = true;
     for (std::thread& thread : threads) thread.join();
-    end.join();
 }
 
 int numberAfter(char** argument) {
@@ -286,8 +355,8 @@ int main(int argc, char** argv) {
                   argv[5], std::atoi(argv[6])};
     for (char** argument = argv + 7; *argument != nullptr; ++argument) {
         const std::string word = *argument;
-        if (word == "--prefill") {
-            wanted.prefill = true;
+        if (word == "--prefill" || word == "--metrics") {
+            (word == "--prefill" ? wanted.prefill : wanted.metrics) = true;
             continue;
         }
         int* const place = word == "--pause"     ? &wanted.pause

@@ -216,6 +216,23 @@ if inside raidwatch --help | grep -q '^  run '; then
     inside timeout 60 raidwatch run --once >"$work/out" 2>&1 || fail "run --once: $(cat "$work/out")"
 fi
 
+say "fleets are a package of their own"
+dpkg-deb -f "$packages"/raidwatch_*_amd64.deb Depends | grep -q nats && fail "raidwatch depends on libnats"
+dpkg-deb -f "$packages"/raidwatch-nats_*_amd64.deb Depends | grep -q 'libnats[0-9]' ||
+    fail "raidwatch-nats does not depend on libnats"
+inside dpkg-query -W -f '${Package} ${db:Status-Status}\n' 'libnats*' 2>/dev/null |
+    grep -q ' installed$' && fail "libnats came with raidwatch"
+fleet() {  # fleet SAYS: nobody listens there, so UNKNOWN; and the reason
+    inside raidwatch fleet status --server nats://127.0.0.1:1 >"$work/out" 2>&1
+    gives 3 echo $?
+    grep -q "$1" "$work/out" || fail "fleet status: $(cat "$work/out")"
+}
+fleet 'install the Debian package raidwatch-nats'
+install "/new/raidwatch-nats_${version}_amd64.deb"
+fleet 'cannot connect'
+inside dpkg --purge raidwatch-nats >"$work/out" 2>&1 || fail "purge: $(cat "$work/out")"
+fleet 'install the Debian package raidwatch-nats'
+
 say "upgrade; what the administrator wrote stays"
 echo '# mine' >>"$clean/etc/raidwatch/raidwatch.toml"
 echo 'kept' >"$clean/var/lib/raidwatch/kept"

@@ -89,17 +89,16 @@ public:
     using Json = nlohmann::json;
 
     // `ports`: of agents, on the loopback.
-    explicit PrometheusServer(const std::vector<std::string>& ports) {
-        std::string targets;
-        for (const std::string& each : ports) {
-            targets += (targets.empty() ? "\"127.0.0.1:" : ", \"127.0.0.1:") + each + "\"";
-        }
+    explicit PrometheusServer(const std::vector<std::string>& ports)
+        : PrometheusServer("250ms", "static_configs: [{targets: [" + listed(ports) + "]}]\n", "") {}
+    // `interval`: between two looks, and two evaluations of the rules; `job`: who is looked at;
+    // `more`: of the configuration.
+    PrometheusServer(const std::string& interval, const std::string& job, const std::string& more) {
         dir.write("impatient.rules.yml", impatientRules());
-        dir.write("prometheus.yml",
-                  "global: {scrape_interval: 250ms, scrape_timeout: 250ms, evaluation_interval: "
-                  "250ms}\nrule_files: [\"impatient.rules.yml\"]\nscrape_configs:\n  - job_name: "
-                  "raidwatch\n    scrape_interval: 250ms\n    static_configs: [{targets: [" +
-                      targets + "]}]\n");
+        dir.write("prometheus.yml", "global: {scrape_interval: " + interval + ", scrape_timeout: " +
+                                        interval + ", evaluation_interval: " + interval +
+                                        "}\nrule_files: [\"impatient.rules.yml\"]\n" + more +
+                                        "scrape_configs:\n  - job_name: raidwatch\n    " + job);
     }
     ~PrometheusServer() {
         if (pid <= 0) return;
@@ -197,7 +196,16 @@ public:
         return true;
     }
 
+    pid_t process() const { return pid; }
+
 private:
+    static std::string listed(const std::vector<std::string>& ports) {
+        std::string targets;
+        for (const std::string& each : ports) {
+            targets += (targets.empty() ? "\"127.0.0.1:" : ", \"127.0.0.1:") + each + "\"";
+        }
+        return targets;
+    }
     // As shipped, but an alert waits for no more than a second. The one for what has no alert of
     // its own would come before those: it keeps its time.
     static std::string impatientRules() {
