@@ -122,8 +122,8 @@ MachineState machineCalled(const std::string& text) {
 class Daemon {
 public:
     Daemon()
-        : open({files(), {"", {"raid.example.net"}, "stor7"}}),
-          locked({files(), {hash(), {}, "stor7"}}),
+        : open(files(), {"", {"raid.example.net"}, "stor7"}),
+          locked(files(), {hash(), {}, "stor7"}),
           http(makeHttpExchange()) {}
 
     Answer ask(AgentSite& site, const std::string& head) const {
