@@ -1,10 +1,10 @@
 // Fuzzes what web clients send: a request's head, taken apart by the module and answered by the
 // real site over a real spool; behind the head, one a line, what the hardware of this machine is
 // called.
-// Parsed code: agent/web/module agent/web/WebGuard.cpp agent/web/WebToken.cpp
-// agent/web/WebQuery.cpp Parsed code: agent/web/RestApi.cpp agent/web/AgentSite.cpp
-// agent/web/PageRoutes.cpp agent/page/ Parsed code: agent/metrics/MetricsWriter.cpp
-// agent/metrics/MetricsFamilies.cpp agent/web/WebProblem.cpp
+// Parsed code: agent/web/module/ agent/web/WebGuard.cpp agent/web/WebToken.cpp
+// Parsed code: agent/web/WebQuery.cpp agent/web/WebProblem.cpp agent/web/RestApi.cpp
+// Parsed code: agent/web/AgentSite.cpp agent/web/PageRoutes.cpp agent/page/
+// Parsed code: agent/metrics/MetricsWriter.cpp agent/metrics/MetricsFamilies.cpp
 
 #include <algorithm>
 #include <cctype>
@@ -122,8 +122,8 @@ MachineState machineCalled(const std::string& text) {
 class Daemon {
 public:
     Daemon()
-        : open({files(), {"", {"raid.example.net"}, "stor7"}}),
-          locked({files(), {hash(), {}, "stor7"}}),
+        : open(files(), {"", {"raid.example.net"}, "stor7"}),
+          locked(files(), {hash(), {}, "stor7"}),
           http(makeHttpExchange()) {}
 
     Answer ask(AgentSite& site, const std::string& head) const {

@@ -1,5 +1,6 @@
 // The real sink and the real verb with a real server: streams that are made, accounts that may do
 // little, TLS, two machines with one identity.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
