@@ -358,10 +358,12 @@ void DaemonRun::turnWithoutStore() {
     if (context.stop.takeReload()) reloadOnSignal();
 }
 
-// Each trouble once, and its end; how it goes on shows in the state file.
+// Each trouble once, and its end; how it goes on shows in the state file. The settings and the web
+// server speak for themselves.
 void DaemonRun::tellProblems(const std::map<std::string, std::string>& problems) {
     for (const auto& [topic, line] : problems) {
-        if (topic != kSettingsTopic && toldTopics.insert(topic).second) note(topic + ": " + line);
+        const bool isTold = topic == kSettingsTopic || topic == kWebTopic;
+        if (!isTold && toldTopics.insert(topic).second) note(topic + ": " + line);
     }
     for (auto topic = toldTopics.begin(); topic != toldTopics.end();) {
         if (problems.count(*topic) != 0) {

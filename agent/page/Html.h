@@ -3,9 +3,13 @@
 // page.
 //
 //   Html html;
-//   html.open("p", {{"class", "level"}}).text("md0 <b>").close();    // <p class="level">md0
-//   &lt;b&gt;</p> html.element("span", {}, drive.serial); html.empty("use", {{"href", "#i-bad"}});
-//   // <use href="#i-bad"/>
+//   html.open("p", {{"class", "level"}}).text("md0 <b>").close();
+//   html.element("span", {}, drive.serial);
+//   html.empty("use", {{"href", "#i-bad"}});
+//
+// gives
+//
+//   <p class="level">md0 &lt;b&gt;</p><span>S7K2M9Q0</span><use href="#i-bad"/>
 //
 // Names of tags and attributes are ours, values are anybody's. An attribute with an empty value is
 // left out.

@@ -10,8 +10,8 @@
 // and people is made safe and escaped. The documents are UTF-8, "text/html; charset=utf-8", and
 // live under
 //
-//   default-src 'none'; style-src 'self'; script-src 'self'; connect-src 'self'; img-src 'self'
-//   data:
+//   default-src 'none'; style-src 'self'; script-src 'self'; connect-src 'self';
+//   img-src 'self' data:
 //
 // without an inline style or script. Links lead to "/", to objectPath() and to the assets only.
 //

@@ -24,6 +24,6 @@ std::int64_t PageInput::pollAge() const {
 }
 
 bool PageInput::isStale() const {
-    if (!watched || state.polledAt == 0) return true;
+    if (state.polledAt == 0) return true;
     return now - state.polledAt > staleAfter || state.polledAt - now > staleAfter;
 }

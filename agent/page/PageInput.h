@@ -37,9 +37,7 @@ struct PageInput {
     MachineState state;
     std::int64_t now = 0;
     std::int64_t staleAfter = 300;  // a poll older than this says nothing about now
-    // False: no daemon polls now, whatever the age of the last poll is. The page is UNKNOWN then.
-    bool watched = true;
-    std::string version;  // of raidwatch
+    std::string version;            // of raidwatch
 
     std::vector<Incident> incidents;    // open, or ended within kResolvedFor
     std::vector<Silence> silences;      // also those that have ended

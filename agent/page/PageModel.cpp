@@ -57,11 +57,6 @@ PageModel::PageModel(const PageInput& inputIN, const EventReference& referenceIN
       drivesByKey(byKey(input.state.drives)),
       enclosuresByKey(byKey(input.state.enclosures)),
       controllersByKey(byKey(input.state.controllers)) {
-    if (!input.watched && judged.level != Verdict::kUnknown) {
-        judged.level = Verdict::kUnknown;
-        judged.acknowledged = false;
-        judged.sentence = "nothing is known: raidwatch does not run";
-    }
     for (const ArrayState& each : input.state.arrays) {
         worstFirst.push_back(&each);
         if (lacksRedundancy(each)) threatenedAdapters.insert(each.adapter);

@@ -258,6 +258,9 @@ void WebServer::publish() {
     for (const std::string& line : problems) {
         if (std::find(told.begin(), told.end(), line) == told.end()) note(line + "; trying again");
     }
+    if (!told.empty() && problems.empty()) {
+        for (const std::string& place : listening) note("web clients are served at " + place);
+    }
     told = problems;
     if (!missing.empty()) problems.push_back(missing);
     std::string all;

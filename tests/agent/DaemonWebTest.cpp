@@ -164,7 +164,7 @@ TEST_F(DaemonWebTest, GivenAPortThatIsTakenThenItWatchesAllTheSameAndDoctorKnows
     EXPECT_NE(std::string::npos, run({"doctor"}).find("another program has it"));
     const std::string log = room.log();
     EXPECT_EQ(log.find("another program has it"), log.rfind("another program has it"))
-        << "it is said once";
+        << "it is said once: " << log;
     EXPECT_EQ(0, room.stop(SIGTERM));
 }
 

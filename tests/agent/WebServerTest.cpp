@@ -347,7 +347,8 @@ TEST_F(WebServerTest, GivenAPortThatIsTakenThenSaysSoOnceAndTakesItLater) {
     room.server->listenOn({own, address});
     EXPECT_EQ("", room.server->problem());
     EXPECT_EQ(2u, room.server->addresses().size());
-    EXPECT_EQ(1u, room.told().size());
+    ASSERT_EQ(2u, room.told().size()) << "that it came, and that it went";
+    EXPECT_EQ("web clients are served at " + room.server->addresses().at(0), room.told().at(1));
 }
 
 TEST_F(WebServerTest, AnAddressThatStaysKeepsItsConnections) {

@@ -10,6 +10,7 @@ import { execFileSync } from "node:child_process";
 
 import { Browser, Daemon, build, scenarioWith, screenshot, source, waitFor } from "./support.mjs";
 
+const kPictures = [["light", "/", "light"], ["dark", "/object?key=array%3A0%3A0", "dark"]];
 const kPollsPerHour = 720;
 const kWatched = 18;  // hours before the first step
 
@@ -27,13 +28,13 @@ test("pictures", async () => {
         await waitFor("the end of the story",
                       () => daemon.state()?.arrays[0].task?.percent === 41, 600000);
         await new Promise((done) => setTimeout(done, 5000));
-        for (const colorScheme of ["light", "dark"]) {
-            const page = await browser.open(daemon.url(), { colorScheme });
-            await screenshot(page, "readme-" + colorScheme);
-            const to = path.join(source, "docs/images", "page-" + colorScheme + ".png");
+        for (const [name, where, colorScheme] of kPictures) {
+            const page = await browser.open(new URL(where, daemon.url()).href, { colorScheme });
+            await screenshot(page, "readme-" + name);
+            const to = path.join(source, "docs/images", "page-" + name + ".png");
             fs.mkdirSync(path.dirname(to), { recursive: true });
             execFileSync("pngquant", ["--force", "--speed", "1", "--output", to, path.join(
-                build, "browser/screenshots", "readme-" + colorScheme + ".png")]);
+                build, "browser/screenshots", "readme-" + name + ".png")]);
             await page.context().close();
         }
     } finally {

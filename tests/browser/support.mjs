@@ -162,12 +162,12 @@ export class RecordedMachine {
         this.turnTo(step);
     }
     turnTo(step) {
-        const next = path.join(this.folder, step);
-        fs.mkdirSync(next);
+        const next = fs.mkdtempSync(path.join(this.folder, "next-"));
+        const before = fs.mkdtempSync(path.join(this.folder, "before-"));
         execFileSync("tar", ["xJf", path.join(this.recording, step + ".tar.xz"), "-C", next]);
         for (const name of fs.readdirSync(next)) {
             const place = path.join(this.root, name);
-            if (fs.existsSync(place)) fs.renameSync(place, path.join(this.folder, "old-" + name));
+            if (fs.existsSync(place)) fs.renameSync(place, path.join(before, name));
             fs.renameSync(path.join(next, name), place);
         }
     }
