@@ -24,9 +24,7 @@ constexpr char kSpoolTopic[] = "spool";
 constexpr char kCopyTopic[] = "snapshot";
 constexpr char kStateTopic[] = "state";
 constexpr char kStorageTopic[] = "storage";
-// Sinks let go of a damaged spool within seconds, unless one hangs. A disk that damages each new
-// spool at once must not be filled with damaged ones.
-constexpr std::chrono::seconds kAlonePatience{60};
+// A disk that damages each new spool at once must not be filled with damaged ones.
 constexpr std::chrono::minutes kReplacementPause{10};
 constexpr std::size_t kMostRescued = 20000;
 constexpr std::size_t kMostUnreadable = 1000;
@@ -76,7 +74,7 @@ void Pipeline::finish(MonitorThread::Batch batch) {
 }
 
 void Pipeline::take(MonitorThread::Batch batch, bool holdNothing) {
-    readSilences();
+    lookAtSpool();
     followReading(batch);
     const std::size_t finished = batch.report ? held.size() + batch.finished : 0;
     const auto now = SteadyClock::now();
@@ -212,9 +210,14 @@ std::int64_t Pipeline::nextSequence() const {
     return committed + static_cast<std::int64_t>(pending.records.size()) + 1;
 }
 
-// The last known ones where the spool cannot be read.
-void Pipeline::readSilences() {
+// The last known silences hold where it cannot be read. A file that was removed would take records
+// that nobody finds again.
+void Pipeline::lookAtSpool() {
     try {
+        if (!spool.isCurrent()) {
+            throw SpoolError("the file of the spool was removed or replaced; a new one begins",
+                             SpoolError::Kind::kDamaged);
+        }
         silences = spool.silences();
     } catch (const SpoolError& e) {
         setSpoolProblem(e, "");
@@ -224,6 +227,21 @@ void Pipeline::readSilences() {
 void Pipeline::setSpoolProblem(const SpoolError& error, const std::string& more) {
     damaged = damaged || error.kind == SpoolError::Kind::kDamaged;
     setProblem(kSpoolTopic, error.what() + more);
+}
+
+void Pipeline::distrustSpool() {
+    setSpoolProblem(SpoolError("a sink has found it damaged; it is examined as soon as nobody else "
+                               "has it open",
+                               SpoolError::Kind::kDamaged),
+                    "");
+}
+
+void Pipeline::prune(std::int64_t time) {
+    try {
+        (void)spool.prune(time * 1000);
+    } catch (const SpoolError& e) {
+        setSpoolProblem(e, "");
+    }
 }
 
 bool Pipeline::commit() {
@@ -246,7 +264,7 @@ bool Pipeline::commit() {
                                " records wait in memory, trying again");
         return false;
     }
-    setProblem(kSpoolTopic, "");
+    if (!damaged) setProblem(kSpoolTopic, "");
     if (pending.polledAt != 0) polledAtStored = pending.polledAt;
     if (!pending.snapshot.empty()) {
         snapshot = std::move(pending.snapshot);
@@ -268,18 +286,20 @@ bool Pipeline::replaceSpool() {
         if (keepSinksAway) keepSinksAway(true);
     }
     rescue();
-    bool isAnother = false;
+    Spool::Renewal result = Spool::Renewal::kHeldByOthers;
     try {
-        isAnother = spool.renew();
+        result = spool.renew();
     } catch (const SpoolError& e) {
         setProblem(kSpoolTopic, e.what());
+        return false;  // closed now: each pass tries again
     }
-    if (!isAnother && now < alonePatience) return false;
+    if (result == Spool::Renewal::kHeldByOthers && now < alonePatience) return false;
     alonePatience = SteadyClock::time_point();
     nextReplacement = now + kReplacementPause;
     damaged = false;  // told again when it is met again
-    if (!isAnother && keepSinksAway) keepSinksAway(false);
-    return isAnother;
+    if (result == Spool::Renewal::kReplaced) return true;
+    if (keepSinksAway) keepSinksAway(false);
+    return false;
 }
 
 // One by one: behind a page that is lost there may be good ones.
@@ -287,10 +307,8 @@ void Pipeline::rescue() {
     Rescued found;
     try {
         std::int64_t last = committed;
-        for (const SinkStatus& sink : spool.sinkStatus()) {
-            found.sinks[sink.sink] = sink.cursor;
-            last = std::min(last, sink.cursor);
-        }
+        found.sinks = spool.cursors();
+        for (const auto& [sink, cursor] : found.sinks) last = std::min(last, cursor);
         while (last < committed && found.records.size() < kMostRescued &&
                found.unreadable < kMostUnreadable) {
             ++last;
@@ -309,7 +327,7 @@ void Pipeline::rescue() {
 
 // What is known here is in no file now.
 void Pipeline::moveIntoNewSpool() {
-    notes.push_back(spool.openingNote());
+    if (!spool.openingNote().empty()) notes.push_back(spool.openingNote());
     if (!rescued.records.empty() || rescued.unreadable != 0) {
         notes.push_back(std::to_string(rescued.records.size()) +
                         " records that some sink had not yet taken go on in the new spool, " +
@@ -467,7 +485,7 @@ Pipeline::Span Pipeline::test(const std::vector<std::string>& sinks) {
 // The incidents of a drill take numbers that no real one gets, because receivers thread by them;
 // they are stored as ended.
 Pipeline::Span Pipeline::drill(const std::string& name, const std::vector<QELEvent>& events) {
-    readSilences();
+    lookAtSpool();
     Span span{nextSequence(), 0};
     std::int64_t highest = spool.lastIncident();
     for (const Incident& one : pending.incidents) highest = std::max(highest, one.id);

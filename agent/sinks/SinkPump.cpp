@@ -63,6 +63,7 @@ std::int64_t SinkPump::step() {
         }
         spoolWell();
     } catch (const SpoolError& e) {
+        if (e.kind == SpoolError::Kind::kDamaged) metDamage = true;
         spoolTrouble(e.what());
     } catch (const std::exception& e) {
         spoolTrouble(std::string("sink \"") + settings.name + "\": " + e.what());
@@ -73,7 +74,7 @@ std::int64_t SinkPump::step() {
 void SinkPump::openSpool() {
     if (spool != nullptr && !spool->isCurrent()) spool.reset();  // it was set aside
     if (spool == nullptr) {
-        spool = std::make_unique<Spool>(spoolFile);
+        spool = std::make_unique<Spool>(spoolFile, Spool::Access::kExisting);
         if (spoolNumber != 0 && spool->fileNumber() != spoolNumber) beginAnew();
         spoolNumber = spool->fileNumber();
         sink->knowOpen(openOnes(*spool, settings));

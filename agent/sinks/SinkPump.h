@@ -47,6 +47,8 @@ public:
     // From any thread: from its next step on the pump leaves the spool alone, with nothing open,
     // until it may come back. For who wants to be alone with a damaged spool.
     void stayAway(bool awayIN) { away = awayIN; }
+    // From any thread: whether it has found the spool damaged since the last call.
+    bool takeDamage() { return metDamage.exchange(false); }
 
 private:
     bool round();  // one read and one delivery; true: there may be more to do at once
@@ -74,6 +76,7 @@ private:
 
     std::atomic<bool> stopping{false};
     std::atomic<bool> away{false};
+    std::atomic<bool> metDamage{false};
 
     std::unique_ptr<Spool> spool;          // opened by the first step, on its thread
     std::uint64_t spoolNumber = 0;         // of the file that was open last

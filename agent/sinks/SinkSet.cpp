@@ -104,6 +104,12 @@ void SinkSet::stayAway(bool away) {
     for (auto& [name, sink] : running) sink.worker->stayAway(away);
 }
 
+bool SinkSet::takeDamage() {
+    bool damage = false;
+    for (auto& [name, sink] : running) damage = sink.worker->takeDamage() || damage;
+    return damage;
+}
+
 bool SinkSet::stop() {
     std::vector<std::unique_ptr<SinkWorker>> leaving;
     for (auto& [name, sink] : running) leaving.push_back(std::move(sink.worker));

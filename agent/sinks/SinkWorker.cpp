@@ -57,6 +57,8 @@ void SinkWorker::stayAway(bool away) {
     notify();
 }
 
+bool SinkWorker::takeDamage() { return shared->pump->takeDamage(); }
+
 void SinkWorker::askToStop() {
     {
         const std::lock_guard<std::mutex> lock(shared->mutex);

@@ -95,6 +95,7 @@ const std::vector<std::string>& WebKnowledge::problems() {
 }
 
 Spool& WebKnowledge::spool() {
+    if (database && !database->isCurrent()) database.reset();  // it was set aside
     if (!database) database = std::make_unique<Spool>(parts.spoolFile, Spool::Access::kReadOnly);
     return *database;
 }

@@ -34,7 +34,7 @@ public:
     const std::vector<std::string>& problems();  // of the daemon itself
     bool isKnown() { return lastSeen().polledAt != 0; }
     bool isStale();
-    Spool& spool();
+    Spool& spool();  // the present one; valid until the next call of it
     Verdict verdictNow(const std::vector<Incident>& open);
 
     const Parts& files() const { return parts; }
