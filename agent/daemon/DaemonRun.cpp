@@ -200,9 +200,7 @@ void DaemonRun::makePipeline() {
             if (sinks) sinks->notify();
             if (web) web->notify();
         });
-    pipeline->keepSinksAwayBy([this](bool away) {
-        if (sinks) sinks->stayAway(away);
-    });
+    pipeline->keepSinksAwayBy([this](bool away) { return !sinks || sinks->stayAway(away); });
     const std::string last = StateFile(RunFolder::lastStateFile(settings)).read();
     if (last.empty()) return;
     try {

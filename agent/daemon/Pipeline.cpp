@@ -213,6 +213,7 @@ std::int64_t Pipeline::nextSequence() const {
 // The last known silences hold where it cannot be read. A file that was removed would take records
 // that nobody finds again.
 void Pipeline::lookAtSpool() {
+    if (!spool.isOpen()) return;
     try {
         if (!spool.isCurrent()) {
             throw SpoolError("the file of the spool was removed or replaced; a new one begins",
@@ -244,8 +245,13 @@ void Pipeline::prune(std::int64_t time) {
     }
 }
 
+std::string Pipeline::waitingText() const {
+    return "; " + std::to_string(pending.records.size()) + " records wait in memory, trying again";
+}
+
 bool Pipeline::commit() {
     if (damaged && replaceSpool()) moveIntoNewSpool();
+    if (!spool.isOpen()) return false;
     const bool news =
         !pending.records.empty() || !pending.incidents.empty() || !pending.snapshot.empty();
     // Also when the clock was set back: what is stored lies in the future then.
@@ -260,8 +266,7 @@ bool Pipeline::commit() {
         const std::int64_t last = spool.commit(pending);
         if (!pending.records.empty()) committed = last;
     } catch (const SpoolError& e) {
-        setSpoolProblem(e, "; " + std::to_string(pending.records.size()) +
-                               " records wait in memory, trying again");
+        setSpoolProblem(e, waitingText());
         return false;
     }
     if (!damaged) setProblem(kSpoolTopic, "");
@@ -281,16 +286,15 @@ bool Pipeline::commit() {
 bool Pipeline::replaceSpool() {
     const auto now = SteadyClock::now();
     if (now < nextReplacement) return false;
-    if (alonePatience == SteadyClock::time_point()) {
-        alonePatience = now + kAlonePatience;
-        if (keepSinksAway) keepSinksAway(true);
-    }
-    rescue();
+    if (alonePatience == SteadyClock::time_point()) alonePatience = now + kAlonePatience;
+    const bool sinksHaveLeft = !keepSinksAway || keepSinksAway(true);
+    if (!sinksHaveLeft && now < alonePatience) return false;
+    rescue();  // no sink moves on any more
     Spool::Renewal result = Spool::Renewal::kHeldByOthers;
     try {
         result = spool.renew();
     } catch (const SpoolError& e) {
-        setProblem(kSpoolTopic, e.what());
+        setProblem(kSpoolTopic, e.what() + waitingText());
         return false;  // closed now: each pass tries again
     }
     if (result == Spool::Renewal::kHeldByOthers && now < alonePatience) return false;
@@ -298,8 +302,13 @@ bool Pipeline::replaceSpool() {
     nextReplacement = now + kReplacementPause;
     damaged = false;  // told again when it is met again
     if (result == Spool::Renewal::kReplaced) return true;
-    if (keepSinksAway) keepSinksAway(false);
+    if (result == Spool::Renewal::kSound) setProblem(kSpoolTopic, "");
+    letSinksBack();
     return false;
+}
+
+void Pipeline::letSinksBack() {
+    if (keepSinksAway) (void)keepSinksAway(false);
 }
 
 // One by one: behind a page that is lost there may be good ones.
@@ -348,7 +357,7 @@ void Pipeline::moveIntoNewSpool() {
     if (pending.snapshotMark != 0 || repeats.empty()) pending.snapshotMark = nextSequence() - 1;
     polledAtStored = 0;
     rescued = Rescued();
-    if (keepSinksAway) keepSinksAway(false);
+    letSinksBack();
 }
 
 // Before anything is committed: a sink that finds no place begins behind the last record.

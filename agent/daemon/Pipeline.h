@@ -96,9 +96,9 @@ public:
     void remember(const MachineState& last) { state = last; }
 
     bool wantsMore() const { return pending.records.size() < kMostWaiting; }
-    // Who is called (true) when all sinks must leave the spool alone, and (false) when they may
-    // come back.
-    void keepSinksAwayBy(std::function<void(bool)> how) { keepSinksAway = std::move(how); }
+    // Who is called (true), again and again, when all sinks must leave the spool alone, until he
+    // says that they have; and (false) when they may come back.
+    void keepSinksAwayBy(std::function<bool(bool)> how) { keepSinksAway = std::move(how); }
     std::vector<std::string> takeNotes() { return std::exchange(notes, {}); }  // for people
 
     void pass(MonitorThread::Batch batch);
@@ -165,6 +165,8 @@ private:
     void addNotice(const Notice& notice, Origin origin);
     Notice written(Notice::Kind kind, const Incident& incident) const;
     std::int64_t nextSequence() const;
+    std::string waitingText() const;
+    void letSinksBack();
     void lookAtSpool();
     bool commit();
     void commitChange();
@@ -176,7 +178,7 @@ private:
     AgentSettings settings;
     const Places places;
     const std::function<void()> wakeSinks;
-    std::function<void(bool)> keepSinksAway;
+    std::function<bool(bool)> keepSinksAway;
     IncidentBook book;
     const NoticeText text;
 

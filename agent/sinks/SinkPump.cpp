@@ -49,10 +49,19 @@ void SinkPump::stop() {
     sink->cancel();
 }
 
+// Steps come one after the other: one that leaves late, for an earlier call, has nothing open
+// either.
+bool SinkPump::stayAway(bool awayIN) {
+    if (awayIN && !away) hasLeft = false;
+    away = awayIN;
+    return away && hasLeft;
+}
+
 std::int64_t SinkPump::step() {
     if (stopping) return 1;
     if (away) {
         spool.reset();
+        hasLeft = true;
         return 1;
     }
     try {

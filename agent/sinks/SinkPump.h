@@ -45,8 +45,9 @@ public:
     void stop();
 
     // From any thread: from its next step on the pump leaves the spool alone, with nothing open,
-    // until it may come back. For who wants to be alone with a damaged spool.
-    void stayAway(bool awayIN) { away = awayIN; }
+    // until it may come back. For who wants to be alone with a damaged spool. True when it has
+    // left.
+    bool stayAway(bool awayIN);
     // From any thread: whether it has found the spool damaged since the last call.
     bool takeDamage() { return metDamage.exchange(false); }
 
@@ -76,6 +77,7 @@ private:
 
     std::atomic<bool> stopping{false};
     std::atomic<bool> away{false};
+    std::atomic<bool> hasLeft{false};  // since it was asked to
     std::atomic<bool> metDamage{false};
 
     std::unique_ptr<Spool> spool;          // opened by the first step, on its thread

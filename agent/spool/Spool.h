@@ -65,6 +65,7 @@ public:
         kReplaced,      // another file than before
     };
     Renewal renew();
+    bool isOpen() const { return db != nullptr; }
     // False when the name now stands for another file: somebody has set this one aside.
     bool isCurrent() const;
     // Of the file that is open: another one has another number.

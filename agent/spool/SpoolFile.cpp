@@ -81,6 +81,9 @@ CREATE TABLE spans (
 );
 )";
 
+constexpr char kHowToGetOne[] =
+    "; start the daemon once, or see in its journal why it cannot make one";
+
 constexpr std::int64_t kLastForm = 1000;  // what is above was never written by anybody
 constexpr char kShape[] =
     "SELECT group_concat(sql, char(10)) FROM (SELECT sql FROM sqlite_schema ORDER BY name)";
@@ -159,8 +162,7 @@ void SpoolFile::lockAndOpen(Spool::Access access) {
 // as it is.
 void SpoolFile::openToRead() {
     if (!exists(file)) {
-        throw SpoolError("there is no spool " + file +
-                         "; start the daemon once, or see in its journal why it cannot make one");
+        throw SpoolError("there is no spool " + file + kHowToGetOne);
     }
     const auto use = [this](SqliteFile::Mode mode) {
         connection = std::make_unique<SqliteFile>(file, mode);
@@ -173,7 +175,7 @@ void SpoolFile::openToRead() {
         if (e.isDamage() || e.isBusy() || exists(file + "-wal")) throw;
         form = use(SqliteFile::Mode::kReadFrozen);
     }
-    if (form == 0) throw SpoolError("there is no spool in " + file + " yet; start the daemon once");
+    if (form == 0) throw SpoolError("there is no spool in " + file + " yet" + kHowToGetOne);
     if (form > kForm) bringUpToDate();  // says so
 }
 

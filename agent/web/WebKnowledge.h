@@ -43,6 +43,7 @@ public:
 
 private:
     void look();
+    std::string reasonFor(const SpoolError& error);
 
     const Parts parts;
     std::string stamp;  // tells one state.json from the next

@@ -54,7 +54,7 @@ protected:
         };
         talks["quick"]->reply = [this](const Record& record) { return take("quick", record); };
         sinks.reload(settings.sinks);
-        pipeline.keepSinksAwayBy([this](bool away) { sinks.stayAway(away); });
+        pipeline.keepSinksAwayBy([this](bool away) { return sinks.stayAway(away); });
     }
     ~DamagedSpoolTest() override { (void)sinks.stop(); }
 

@@ -243,8 +243,9 @@ TEST_F(FullDiskTest, GivenKillsWhileTheDiskIsFullThenEachChangeIsToldOnce) {
     room.start();
     std::map<std::string, int> expected;
     for (int i = 0; i < pulled; ++i) expected["drive:S" + std::to_string(i)] = 1;
-    EXPECT_TRUE(DaemonRoom::waitFor([&] { return removals().size() == expected.size(); }))
-        << room.log();
+    EXPECT_TRUE(DaemonRoom::waitFor([&] {
+        return removals().size() == expected.size() && room.isUp() && hasPolledAnew();
+    })) << room.log();
     EXPECT_EQ(0, room.stop(SIGTERM)) << room.log();
     EXPECT_EQ(expected, removals());
     EXPECT_EQ(4, pulled);
