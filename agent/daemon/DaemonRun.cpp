@@ -377,10 +377,12 @@ void DaemonRun::writeStateWithoutStore(const std::map<std::string, std::string>&
     }
 }
 
-// Each trouble once, and its end; how it goes on shows in the state file.
+// Each trouble once, and its end; how it goes on shows in the state file. Who reads the settings
+// and the web server have told theirs.
 void DaemonRun::tellProblems(const std::map<std::string, std::string>& problems) {
     for (const auto& [topic, line] : problems) {
-        if (topic != kSettingsTopic && toldTopics.insert(topic).second) note(topic + ": " + line);
+        if (topic == kSettingsTopic || topic == kWebTopic) continue;
+        if (toldTopics.insert(topic).second) note(topic + ": " + line);
     }
     for (auto topic = toldTopics.begin(); topic != toldTopics.end();) {
         if (problems.count(*topic) != 0) {

@@ -84,16 +84,15 @@ void SinkPump::openSpool() {
     if (spool != nullptr && !spool->isCurrent()) spool.reset();  // it was set aside
     if (spool == nullptr) {
         spool = std::make_unique<Spool>(spoolFile, Spool::Access::kExisting);
-        if (spoolNumber != 0 && spool->fileNumber() != spoolNumber) beginAnew();
-        spoolNumber = spool->fileNumber();
+        const std::int64_t place = spool->cursor(settings.name);
+        if (place != cursor) beginAt(place);
         sink->knowOpen(openOnes(*spool, settings));
     }
-    if (cursor < 0) cursor = spool->cursor(settings.name);
 }
 
-// Another spool has other numbers.
-void SinkPump::beginAnew() {
-    cursor = -1;
+// Nobody else moves our place: this is another spool than before, and has other numbers.
+void SinkPump::beginAt(std::int64_t place) {
+    cursor = place;
     done.clear();
     tries = 0;
     nextTry = 0;

@@ -54,7 +54,7 @@ public:
 private:
     bool round();  // one read and one delivery; true: there may be more to do at once
     void openSpool();
-    void beginAnew();
+    void beginAt(std::int64_t place);
     void lookAtOpenOnes();
     void settle();  // writes down what was delivered ahead of the cursor
     bool wanted(const Record& record);
@@ -81,7 +81,6 @@ private:
     std::atomic<bool> metDamage{false};
 
     std::unique_ptr<Spool> spool;          // opened by the first step, on its thread
-    std::uint64_t spoolNumber = 0;         // of the file that was open last
     std::int64_t cursor = -1;              // -1: not read yet
     std::map<std::int64_t, Receipt> done;  // what is delivered or given up but not yet in the spool
     int tries = 0;                         // failed ones for the record behind the cursor

@@ -194,8 +194,6 @@ Spool::Renewal Spool::renew() {
 
 bool Spool::isCurrent() const { return base().file.isCurrent(); }
 
-std::uint64_t Spool::fileNumber() const { return base().file.number(); }
-
 Spool::Database& Spool::base() const {
     if (!db)
         throw SpoolError("the spool " + file +

@@ -68,8 +68,6 @@ public:
     bool isOpen() const { return db != nullptr; }
     // False when the name now stands for another file: somebody has set this one aside.
     bool isCurrent() const;
-    // Of the file that is open: another one has another number.
-    std::uint64_t fileNumber() const;
 
     // "" or one line for people: what was wrong with the file and where it is now.
     const std::string& openingNote() const;

@@ -3,14 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <string>
+#include <vector>
 
 #include "agent/spool/SafeSnapshot.h"
+#include "agent/spool/Spool.h"
 #include "tests/agent/DaemonRoom.h"
 #include "tests/support/FilesInMemory.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr char kName[] = "QELVANTConfig.xml";
 constexpr char kCopy[] = "QELVANTConfig.xml.safe";
@@ -22,7 +23,7 @@ class SnapshotCutTest : public testing::Test {
 protected:
     void SetUp() override {
         room.start();
-        ASSERT_TRUE(DaemonRoom::waitFor([&] { return room.toldCode(207) && room.isUp(); }))
+        ASSERT_TRUE(DaemonRoom::waitFor([&] { return room.polled() && room.isUp(); }))
             << room.log();
         ASSERT_EQ(0, room.stop(SIGTERM)) << room.log();
         whole = room.readFile(snapshot());
@@ -31,12 +32,12 @@ protected:
     }
     static std::string snapshot() { return std::string("engine/") + kName; }
 
-    std::multiset<int> eventCodes() const {
-        std::multiset<int> codes;
-        for (const Json& record : room.told()) {
-            if (record["data"].contains("event")) {
-                codes.insert(record["data"]["event"]["code"].get<int>());
-            }
+    // What was recorded, whether a sink has taken it yet or not.
+    std::vector<int> eventCodes() const {
+        const Spool spool(room.dir.file("state/spool.db"), Spool::Access::kReadOnly);
+        std::vector<int> codes;
+        for (const Record& record : spool.read(0, 0)) {
+            if (record.kind == Record::Kind::kEvent) codes.push_back(record.event.eventCode);
         }
         return codes;
     }
