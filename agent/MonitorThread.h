@@ -82,8 +82,8 @@ public:
         // Polls and other tries to read the storage that have ended, well or not: as long as there
         // are any, nothing hangs.
         int ended = 0;
-        std::string unreadable;  // "" or why the last of them could not read it
-        double pollSeconds = -1;  // that the last of them took
+        std::string unreadable;   // "" or why the last of them could not read it
+        double pollSeconds = -1;  // that the poll of the report took; -1: no report
     };
 
     MonitorThread(VantLib& lib, const EngineFolder& folder, const Settings& settings);

@@ -187,6 +187,7 @@ void DaemonRun::tryToOpenStore() {
         return;
     }
     storeTrouble.clear();
+    pipeline->setProblem(kSettingsTopic, settingsTrouble);
     note("the spool is open now; " + counted(waiting.size(), "event", "events") +
          " waited in memory");
     pipeline->pass(waiting.takeAll());
@@ -199,9 +200,7 @@ void DaemonRun::makePipeline() {
             if (sinks) sinks->notify();
             if (web) web->notify();
         });
-    pipeline->keepSinksAwayBy([this](bool away) {
-        if (sinks) sinks->stayAway(away);
-    });
+    pipeline->keepSinksAwayBy([this](bool away) { return !sinks || sinks->stayAway(away); });
     const std::string last = StateFile(RunFolder::lastStateFile(settings)).read();
     if (last.empty()) return;
     try {
@@ -288,11 +287,11 @@ void DaemonRun::openDoors() {
         if (!server->note().empty()) note(server->note());
     }
     web = std::make_unique<Web>(settings, host, [this](const std::string& line) { note(line); });
-    tellOfWeb();
 }
 
 // What is wrong with the web server stands in state.json, and is nobody else's trouble.
 void DaemonRun::tellOfWeb() {
+    if (!web || !pipeline) return;
     pipeline->setProblem(kWebTopic, web->problem());
     pipeline->setPages(web->addresses());
 }
@@ -316,13 +315,13 @@ void DaemonRun::turn() {
     for (const std::string& line : batch.notes) note(line);
     const bool ended = batch.polls > 0;
     const bool lives = batch.ended > 0;
+    tellOfWeb();
+    if (sinks->takeDamage()) pipeline->distrustSpool();
     pipeline->pass(std::move(batch));
     for (const std::string& line : pipeline->takeNotes()) note(line);
     noteWatchBegins();
     tellProblems(pipeline->problems());
-    desk.serve([this](const Json& request) { return carryOut(request); });
-    if (context.stop.takeReload()) reloadOnSignal();
-    if (web) tellOfWeb();
+    serveRequests();
     if (ended) {
         if (web) web->notify();  // state.json is new
         if (!polled) giveBackMemory();
@@ -338,32 +337,52 @@ void DaemonRun::turnWithoutStore() {
     MonitorThread::Batch batch;
     if (waiting.hasRoom()) batch = monitor->take();
     for (const std::string& line : batch.notes) note(line);
+    const bool polledAnew = batch.polls > 0;
     if (batch.ended > 0) service.polled();
     waiting.add(std::move(batch));
+    const std::map<std::string, std::string> problems = problemsWithoutStore();
+    tellProblems(problems);
+    writeStateWithoutStore(problems);
+    if (polledAnew && web) web->notify();
+    service.status("watching " + settings.source + "; spool: " + storeTrouble);
+    serveRequests();
+}
+
+void DaemonRun::serveRequests() {
+    desk.serve([this](const Json& request) { return carryOut(request); });
+    if (context.stop.takeReload()) reloadOnSignal();
+}
+
+// As the pipeline would have them.
+std::map<std::string, std::string> DaemonRun::problemsWithoutStore() const {
     std::map<std::string, std::string> problems;
     problems[kSpoolTopic] = storeTrouble + "; " + counted(waiting.size(), "event", "events") +
                             " in memory, trying again";
     if (!waiting.unreadable().empty()) {
         problems[kStorageTopic] = "it cannot be read: " + waiting.unreadable();
     }
-    tellProblems(problems);
+    if (!settingsTrouble.empty()) problems[kSettingsTopic] = settingsTrouble;
+    if (web && !web->problem().empty()) problems[kWebTopic] = web->problem();
+    return problems;
+}
+
+void DaemonRun::writeStateWithoutStore(const std::map<std::string, std::string>& problems) const {
+    const std::vector<std::string> pages = web ? web->addresses() : std::vector<std::string>();
     try {
         StateFile(places.stateFile())
-            .write(stateDocument(waiting.machine(), {waiting.size(), -1, problems, {}}));
+            .write(stateDocument(waiting.machine(),
+                                 {waiting.size(), waiting.pollSeconds(), problems, pages}));
     } catch (const Failure&) {
         // The run folder is full too; what is said goes to the journal.
     }
-    service.status("watching " + settings.source + "; spool: " + storeTrouble);
-    desk.serve([this](const Json& request) { return carryOut(request); });
-    if (context.stop.takeReload()) reloadOnSignal();
 }
 
-// Each trouble once, and its end; how it goes on shows in the state file. The settings and the web
-// server speak for themselves.
+// Each trouble once, and its end; how it goes on shows in the state file. Who reads the settings
+// and the web server have told theirs.
 void DaemonRun::tellProblems(const std::map<std::string, std::string>& problems) {
     for (const auto& [topic, line] : problems) {
-        const bool isTold = topic == kSettingsTopic || topic == kWebTopic;
-        if (!isTold && toldTopics.insert(topic).second) note(topic + ": " + line);
+        if (topic == kSettingsTopic || topic == kWebTopic) continue;
+        if (toldTopics.insert(topic).second) note(topic + ": " + line);
     }
     for (auto topic = toldTopics.begin(); topic != toldTopics.end();) {
         if (problems.count(*topic) != 0) {
@@ -375,8 +394,9 @@ void DaemonRun::tellProblems(const std::map<std::string, std::string>& problems)
     }
 }
 
-void DaemonRun::setProblem(const std::string& topic, const std::string& line) {
-    if (pipeline) pipeline->setProblem(topic, line);
+void DaemonRun::setSettingsProblem(const std::string& line) {
+    settingsTrouble = line;
+    if (pipeline) pipeline->setProblem(kSettingsTopic, line);
 }
 
 void DaemonRun::tellManager() {
@@ -391,11 +411,7 @@ void DaemonRun::tellManager() {
 void DaemonRun::pruneSometimes() {
     if (SteadyClock::now() < nextPrune) return;
     nextPrune = SteadyClock::now() + kPruneInterval;
-    try {
-        (void)spool->prune((Clock::current().now() - settings.keep) * 1000);
-    } catch (const SpoolError& e) {
-        note(e.what());  // an hour later it is tried again
-    }
+    pipeline->prune(Clock::current().now() - settings.keep);
 }
 
 // --- changes ---
@@ -425,19 +441,17 @@ void DaemonRun::reloadOnSignal() {
     service.reloading();
     try {
         const std::vector<std::string> files = reload();
-        setProblem(kSettingsTopic, "");
+        setSettingsProblem("");
         note("the configuration is read again: " + counted(files.size(), "file", "files") + ", " +
              counted(settings.sinks.size(), "sink", "sinks"));
     } catch (const SettingsError& e) {
         for (const std::string& line : e.problems) note(line);
         note("the configuration has errors; the old one stays in force");
-        setProblem(kSettingsTopic,
-                   "the new configuration is not in force: " +
-                       (e.problems.empty() ? std::string(e.what()) : e.problems.front()));
+        setSettingsProblem("the new configuration is not in force: " +
+                           (e.problems.empty() ? std::string(e.what()) : e.problems.front()));
     } catch (const std::exception& e) {
         note(std::string(e.what()) + "; the old configuration stays in force");
-        setProblem(kSettingsTopic,
-                   std::string("the new configuration is not in force: ") + e.what());
+        setSettingsProblem(std::string("the new configuration is not in force: ") + e.what());
     }
     service.ready("watching " + settings.source);
 }
@@ -489,7 +503,7 @@ Json DaemonRun::carryOut(const Json& request) {
     }
     if (word == "reload") {
         const std::vector<std::string> files = reload();
-        setProblem(kSettingsTopic, "");
+        setSettingsProblem("");
         return {{"files", files}};
     }
     throw Failure(Failure::kBadUse, "unknown request \"" + word + "\"");

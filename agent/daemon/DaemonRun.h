@@ -71,7 +71,10 @@ private:
 
     void turn();
     void turnWithoutStore();
-    void setProblem(const std::string& topic, const std::string& line);
+    void serveRequests();
+    std::map<std::string, std::string> problemsWithoutStore() const;
+    void writeStateWithoutStore(const std::map<std::string, std::string>& problems) const;
+    void setSettingsProblem(const std::string& line);  // "" ends it
     void tellProblems(const std::map<std::string, std::string>& problems);
     void pruneSometimes();
     void tellOfWeb();
@@ -123,6 +126,7 @@ private:
 
     WaitingRoom waiting;               // while there is no pipeline
     std::string storeTrouble;          // why there is none
+    std::string settingsTrouble;       // why those of the file are not in force; "" when they are
     std::set<std::string> toldTopics;  // topics of problems that were noted
     std::int64_t watchBegins = 0;      // still to be noted in the spool; 0: it is
     bool threadsLeft = false;

@@ -24,9 +24,7 @@ constexpr char kSpoolTopic[] = "spool";
 constexpr char kCopyTopic[] = "snapshot";
 constexpr char kStateTopic[] = "state";
 constexpr char kStorageTopic[] = "storage";
-// Sinks let go of a damaged spool within seconds, unless one hangs. A disk that damages each new
-// spool at once must not be filled with damaged ones.
-constexpr std::chrono::seconds kAlonePatience{60};
+// A disk that damages each new spool at once must not be filled with damaged ones.
 constexpr std::chrono::minutes kReplacementPause{10};
 constexpr std::size_t kMostRescued = 20000;
 constexpr std::size_t kMostUnreadable = 1000;
@@ -76,7 +74,7 @@ void Pipeline::finish(MonitorThread::Batch batch) {
 }
 
 void Pipeline::take(MonitorThread::Batch batch, bool holdNothing) {
-    readSilences();
+    lookAtSpool();
     followReading(batch);
     const std::size_t finished = batch.report ? held.size() + batch.finished : 0;
     const auto now = SteadyClock::now();
@@ -212,9 +210,15 @@ std::int64_t Pipeline::nextSequence() const {
     return committed + static_cast<std::int64_t>(pending.records.size()) + 1;
 }
 
-// The last known ones where the spool cannot be read.
-void Pipeline::readSilences() {
+// The last known silences hold where it cannot be read. A file that was removed would take records
+// that nobody finds again.
+void Pipeline::lookAtSpool() {
+    if (!spool.isOpen()) return;
     try {
+        if (!spool.isCurrent()) {
+            throw SpoolError("the file of the spool was removed or replaced; a new one begins",
+                             SpoolError::Kind::kDamaged);
+        }
         silences = spool.silences();
     } catch (const SpoolError& e) {
         setSpoolProblem(e, "");
@@ -226,8 +230,28 @@ void Pipeline::setSpoolProblem(const SpoolError& error, const std::string& more)
     setProblem(kSpoolTopic, error.what() + more);
 }
 
+void Pipeline::distrustSpool() {
+    setSpoolProblem(SpoolError("a sink has found it damaged; it is examined as soon as nobody else "
+                               "has it open",
+                               SpoolError::Kind::kDamaged),
+                    "");
+}
+
+void Pipeline::prune(std::int64_t time) {
+    try {
+        (void)spool.prune(time * 1000);
+    } catch (const SpoolError& e) {
+        setSpoolProblem(e, "");
+    }
+}
+
+std::string Pipeline::waitingText() const {
+    return "; " + std::to_string(pending.records.size()) + " records wait in memory, trying again";
+}
+
 bool Pipeline::commit() {
     if (damaged && replaceSpool()) moveIntoNewSpool();
+    if (!spool.isOpen()) return false;
     const bool news =
         !pending.records.empty() || !pending.incidents.empty() || !pending.snapshot.empty();
     // Also when the clock was set back: what is stored lies in the future then.
@@ -242,11 +266,10 @@ bool Pipeline::commit() {
         const std::int64_t last = spool.commit(pending);
         if (!pending.records.empty()) committed = last;
     } catch (const SpoolError& e) {
-        setSpoolProblem(e, "; " + std::to_string(pending.records.size()) +
-                               " records wait in memory, trying again");
+        setSpoolProblem(e, waitingText());
         return false;
     }
-    setProblem(kSpoolTopic, "");
+    if (!damaged) setProblem(kSpoolTopic, "");
     if (pending.polledAt != 0) polledAtStored = pending.polledAt;
     if (!pending.snapshot.empty()) {
         snapshot = std::move(pending.snapshot);
@@ -263,23 +286,29 @@ bool Pipeline::commit() {
 bool Pipeline::replaceSpool() {
     const auto now = SteadyClock::now();
     if (now < nextReplacement) return false;
-    if (alonePatience == SteadyClock::time_point()) {
-        alonePatience = now + kAlonePatience;
-        if (keepSinksAway) keepSinksAway(true);
-    }
-    rescue();
-    bool isAnother = false;
+    if (alonePatience == SteadyClock::time_point()) alonePatience = now + kAlonePatience;
+    const bool sinksHaveLeft = !keepSinksAway || keepSinksAway(true);
+    if (!sinksHaveLeft && now < alonePatience) return false;
+    rescue();  // no sink moves on any more
+    Spool::Renewal result = Spool::Renewal::kHeldByOthers;
     try {
-        isAnother = spool.renew();
+        result = spool.renew();
     } catch (const SpoolError& e) {
-        setProblem(kSpoolTopic, e.what());
+        setProblem(kSpoolTopic, e.what() + waitingText());
+        return false;  // closed now: each pass tries again
     }
-    if (!isAnother && now < alonePatience) return false;
+    if (result == Spool::Renewal::kHeldByOthers && now < alonePatience) return false;
     alonePatience = SteadyClock::time_point();
     nextReplacement = now + kReplacementPause;
     damaged = false;  // told again when it is met again
-    if (!isAnother && keepSinksAway) keepSinksAway(false);
-    return isAnother;
+    if (result == Spool::Renewal::kReplaced) return true;
+    if (result == Spool::Renewal::kSound) setProblem(kSpoolTopic, "");
+    letSinksBack();
+    return false;
+}
+
+void Pipeline::letSinksBack() {
+    if (keepSinksAway) (void)keepSinksAway(false);
 }
 
 // One by one: behind a page that is lost there may be good ones.
@@ -287,10 +316,8 @@ void Pipeline::rescue() {
     Rescued found;
     try {
         std::int64_t last = committed;
-        for (const SinkStatus& sink : spool.sinkStatus()) {
-            found.sinks[sink.sink] = sink.cursor;
-            last = std::min(last, sink.cursor);
-        }
+        found.sinks = spool.cursors();
+        for (const auto& [sink, cursor] : found.sinks) last = std::min(last, cursor);
         while (last < committed && found.records.size() < kMostRescued &&
                found.unreadable < kMostUnreadable) {
             ++last;
@@ -309,7 +336,7 @@ void Pipeline::rescue() {
 
 // What is known here is in no file now.
 void Pipeline::moveIntoNewSpool() {
-    notes.push_back(spool.openingNote());
+    if (!spool.openingNote().empty()) notes.push_back(spool.openingNote());
     if (!rescued.records.empty() || rescued.unreadable != 0) {
         notes.push_back(std::to_string(rescued.records.size()) +
                         " records that some sink had not yet taken go on in the new spool, " +
@@ -330,7 +357,7 @@ void Pipeline::moveIntoNewSpool() {
     if (pending.snapshotMark != 0 || repeats.empty()) pending.snapshotMark = nextSequence() - 1;
     polledAtStored = 0;
     rescued = Rescued();
-    if (keepSinksAway) keepSinksAway(false);
+    letSinksBack();
 }
 
 // Before anything is committed: a sink that finds no place begins behind the last record.
@@ -467,7 +494,7 @@ Pipeline::Span Pipeline::test(const std::vector<std::string>& sinks) {
 // The incidents of a drill take numbers that no real one gets, because receivers thread by them;
 // they are stored as ended.
 Pipeline::Span Pipeline::drill(const std::string& name, const std::vector<QELEvent>& events) {
-    readSilences();
+    lookAtSpool();
     Span span{nextSequence(), 0};
     std::int64_t highest = spool.lastIncident();
     for (const Incident& one : pending.incidents) highest = std::max(highest, one.id);

@@ -33,10 +33,11 @@
 // comes later queues up behind it. Beyond kMostWaiting records nothing is taken from the monitor
 // (wantsMore()). state.json says what is wrong.
 //
-// WHEN THE SPOOL TURNS OUT TO BE DAMAGED, it is set aside as soon as nobody else has it open (the
-// sinks are asked to let go), and a new one begins with all that is known here: open incidents,
-// silences, the snapshot, what waits in memory, and whatever some sink had not yet taken and can
-// still be read of the old one. Each sink goes on where it was.
+// WHEN THE SPOOL TURNS OUT TO BE DAMAGED, or somebody has removed its file, it is examined as soon
+// as nobody else has it open (the sinks are asked to let go). One that is damaged is set aside, and
+// a new one begins with all that is known here: open incidents, silences, the snapshot, what waits
+// in memory, and whatever some sink had not yet taken and can still be read of the old one. Each
+// sink goes on where it was. Nobody is waited for longer than kAlonePatience.
 //
 // WHEN THE STORAGE CANNOT BE READ, tries that failed are counted: at kTriesUntilTold in a row
 // people are told, once, and again when it can be read.
@@ -74,6 +75,7 @@ public:
     static constexpr int kHoldSeconds = 5;       // for events of a poll that has not ended
     static constexpr int kPolledAtSeconds = 60;  // how often a poll without news is noted down
     static constexpr int kTriesUntilTold = 12;   // a minute of polls
+    static constexpr std::chrono::seconds kAlonePatience{60};
 
     struct Places {
         std::string stateFile;      // replaced after each poll
@@ -94,13 +96,18 @@ public:
     void remember(const MachineState& last) { state = last; }
 
     bool wantsMore() const { return pending.records.size() < kMostWaiting; }
-    // Who is called (true) when all sinks must leave the spool alone, and (false) when they may
-    // come back.
-    void keepSinksAwayBy(std::function<void(bool)> how) { keepSinksAway = std::move(how); }
+    // Who is called (true), again and again, when all sinks must leave the spool alone, until he
+    // says that they have; and (false) when they may come back.
+    void keepSinksAwayBy(std::function<bool(bool)> how) { keepSinksAway = std::move(how); }
     std::vector<std::string> takeNotes() { return std::exchange(notes, {}); }  // for people
 
     void pass(MonitorThread::Batch batch);
     void finish(MonitorThread::Batch batch);  // holds nothing back
+
+    // Spool::prune(), in seconds. Trouble is a problem like any other.
+    void prune(std::int64_t time);
+    // Somebody else met damage in the spool: the next pass examines it.
+    void distrustSpool();
 
     // --- what is wrong at the moment, by topic; shown in state.json ---
     void setProblem(const std::string& topic, const std::string& line);  // "" ends it
@@ -158,7 +165,9 @@ private:
     void addNotice(const Notice& notice, Origin origin);
     Notice written(Notice::Kind kind, const Incident& incident) const;
     std::int64_t nextSequence() const;
-    void readSilences();
+    std::string waitingText() const;
+    void letSinksBack();
+    void lookAtSpool();
     bool commit();
     void commitChange();
     void keepCopy();
@@ -169,7 +178,7 @@ private:
     AgentSettings settings;
     const Places places;
     const std::function<void()> wakeSinks;
-    std::function<void(bool)> keepSinksAway;
+    std::function<bool(bool)> keepSinksAway;
     IncidentBook book;
     const NoticeText text;
 

@@ -15,8 +15,8 @@
 
 // What the daemon adds about itself.
 struct DaemonFacts {
-    std::size_t unspooled = 0;  // events that are not yet on disk
-    double pollSeconds = -1;    // that the last poll took; -1: not known
+    std::size_t unspooled = 0;                    // events that are not yet on disk
+    double pollSeconds = -1;                      // that the last poll took; -1: not known
     std::map<std::string, std::string> problems;  // sentences by topic
     std::vector<std::string> pages;               // where the page is served
 };

@@ -9,6 +9,7 @@ void WaitingRoom::add(MonitorThread::Batch batch) {
     if (batch.report) {
         kept.finished = kept.events.size() + batch.finished;
         kept.report = std::move(batch.report);
+        kept.pollSeconds = batch.pollSeconds;
     }
     batch.sources.resize(batch.events.size());
     std::move(batch.events.begin(), batch.events.end(), std::back_inserter(kept.events));

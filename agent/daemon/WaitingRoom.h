@@ -31,6 +31,7 @@ public:
     std::size_t size() const { return kept.events.size(); }
     MachineState machine() const;  // as last seen; empty before the first poll
     const std::string& unreadable() const { return kept.unreadable; }
+    double pollSeconds() const { return kept.pollSeconds; }  // as in MonitorThread::Batch
 
 private:
     MonitorThread::Batch kept;  // without notes

@@ -56,9 +56,10 @@ void MetricsReader::readState(MetricsInput& input) const {
     }
 }
 
-// Opened again after an error: the daemon may have begun a new one.
+// Opened again after an error, and when the daemon has begun a new one.
 void MetricsReader::readSpool(MetricsInput& input) {
     try {
+        if (spool && !spool->isCurrent()) spool.reset();
         if (!spool) spool = std::make_unique<Spool>(parts.spoolFile, Spool::Access::kReadOnly);
         input.openIncidents = spool->openIncidents();
         input.events = spool->eventTotals();

@@ -49,10 +49,19 @@ void SinkPump::stop() {
     sink->cancel();
 }
 
+// Steps come one after the other: one that leaves late, for an earlier call, has nothing open
+// either.
+bool SinkPump::stayAway(bool awayIN) {
+    if (awayIN && !away) hasLeft = false;
+    away = awayIN;
+    return away && hasLeft;
+}
+
 std::int64_t SinkPump::step() {
     if (stopping) return 1;
     if (away) {
         spool.reset();
+        hasLeft = true;
         return 1;
     }
     try {
@@ -63,6 +72,7 @@ std::int64_t SinkPump::step() {
         }
         spoolWell();
     } catch (const SpoolError& e) {
+        if (e.kind == SpoolError::Kind::kDamaged) metDamage = true;
         spoolTrouble(e.what());
     } catch (const std::exception& e) {
         spoolTrouble(std::string("sink \"") + settings.name + "\": " + e.what());
@@ -73,17 +83,16 @@ std::int64_t SinkPump::step() {
 void SinkPump::openSpool() {
     if (spool != nullptr && !spool->isCurrent()) spool.reset();  // it was set aside
     if (spool == nullptr) {
-        spool = std::make_unique<Spool>(spoolFile);
-        if (spoolNumber != 0 && spool->fileNumber() != spoolNumber) beginAnew();
-        spoolNumber = spool->fileNumber();
+        spool = std::make_unique<Spool>(spoolFile, Spool::Access::kExisting);
+        const std::int64_t place = spool->cursor(settings.name);
+        if (place != cursor) beginAt(place);
         sink->knowOpen(openOnes(*spool, settings));
     }
-    if (cursor < 0) cursor = spool->cursor(settings.name);
 }
 
-// Another spool has other numbers.
-void SinkPump::beginAnew() {
-    cursor = -1;
+// Nobody else moves our place: this is another spool than before, and has other numbers.
+void SinkPump::beginAt(std::int64_t place) {
+    cursor = place;
     done.clear();
     tries = 0;
     nextTry = 0;

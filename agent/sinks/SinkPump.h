@@ -45,13 +45,16 @@ public:
     void stop();
 
     // From any thread: from its next step on the pump leaves the spool alone, with nothing open,
-    // until it may come back. For who wants to be alone with a damaged spool.
-    void stayAway(bool awayIN) { away = awayIN; }
+    // until it may come back. For who wants to be alone with a damaged spool. True when it has
+    // left.
+    bool stayAway(bool awayIN);
+    // From any thread: whether it has found the spool damaged since the last call.
+    bool takeDamage() { return metDamage.exchange(false); }
 
 private:
     bool round();  // one read and one delivery; true: there may be more to do at once
     void openSpool();
-    void beginAnew();
+    void beginAt(std::int64_t place);
     void lookAtOpenOnes();
     void settle();  // writes down what was delivered ahead of the cursor
     bool wanted(const Record& record);
@@ -74,9 +77,10 @@ private:
 
     std::atomic<bool> stopping{false};
     std::atomic<bool> away{false};
+    std::atomic<bool> hasLeft{false};  // since it was asked to
+    std::atomic<bool> metDamage{false};
 
     std::unique_ptr<Spool> spool;          // opened by the first step, on its thread
-    std::uint64_t spoolNumber = 0;         // of the file that was open last
     std::int64_t cursor = -1;              // -1: not read yet
     std::map<std::int64_t, Receipt> done;  // what is delivered or given up but not yet in the spool
     int tries = 0;                         // failed ones for the record behind the cursor

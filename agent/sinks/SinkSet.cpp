@@ -100,8 +100,16 @@ void SinkSet::notify() {
     for (auto& [name, sink] : running) sink.worker->notify();
 }
 
-void SinkSet::stayAway(bool away) {
-    for (auto& [name, sink] : running) sink.worker->stayAway(away);
+bool SinkSet::stayAway(bool away) {
+    bool all = true;
+    for (auto& [name, sink] : running) all = sink.worker->stayAway(away) && all;
+    return all;
+}
+
+bool SinkSet::takeDamage() {
+    bool damage = false;
+    for (auto& [name, sink] : running) damage = sink.worker->takeDamage() || damage;
+    return damage;
 }
 
 bool SinkSet::stop() {

@@ -42,7 +42,8 @@ public:
     // Asks all to stop, then waits for each: it takes as long as the slowest. False when one was
     // left behind: then its thread is still there.
     bool stop();
-    void stayAway(bool away);  // all of them; see SinkPump
+    bool stayAway(bool away);  // all of them; see SinkPump
+    bool takeDamage();         // any of them; the same
 
     // Of the configured sinks, by name. A spool that cannot be read gives sinks that are not ok.
     std::vector<SinkStatus> status() const;

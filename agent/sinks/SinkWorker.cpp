@@ -52,10 +52,13 @@ void SinkWorker::notify() {
     shared->changed.notify_all();
 }
 
-void SinkWorker::stayAway(bool away) {
-    shared->pump->stayAway(away);
+bool SinkWorker::stayAway(bool away) {
+    if (shared->pump->stayAway(away)) return true;
     notify();
+    return false;
 }
+
+bool SinkWorker::takeDamage() { return shared->pump->takeDamage(); }
 
 void SinkWorker::askToStop() {
     {

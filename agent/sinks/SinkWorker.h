@@ -31,7 +31,8 @@ public:
     SinkWorker& operator=(const SinkWorker&) = delete;
 
     void notify();             // there is something new
-    void stayAway(bool away);  // see SinkPump
+    bool stayAway(bool away);  // see SinkPump
+    bool takeDamage();         // the same
     void askToStop();          // returns at once
     // Returns when the thread has ended, or the time limit is over: false, and the sink is left
     // behind.

@@ -96,10 +96,17 @@ std::string SafeSnapshot::restore(const std::string& committed) {
     const std::string& text = isComplete(committed) ? committed : kept;
     std::string current;
     (void)readSafely(file, current);
+    if (text.empty() && exists(file) && !isComplete(current)) tellOfCut();
     if (text.empty() || current == text) return remark;
     putInPlace(text);
     return "the engine's snapshot " + file +
            " was not the one whose events are all in the spool; that one is put back";
+}
+
+// The engine makes of it what it can.
+void SafeSnapshot::tellOfCut() {
+    remark += (remark.empty() ? "" : "; ") + std::string("the engine's snapshot ") + file +
+              " is damaged, and there is no copy of it: what it lacks will be told as new";
 }
 
 std::string SafeSnapshot::copyText() {

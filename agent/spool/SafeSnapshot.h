@@ -21,8 +21,9 @@ public:
 
     // Puts `committed`, or when that is "" the copy, in the place of the engine's file. Returns ""
     // or a note for people: that the copy was damaged and is set aside, or differs from what the
-    // engine last wrote. On a full disk the copy itself takes the place, or the old file is
-    // overwritten where it lies; keep() makes a copy when there is room again.
+    // engine last wrote; or that what the engine wrote is damaged and nothing can replace it. On a
+    // full disk the copy itself takes the place, or the old file is overwritten where it lies;
+    // keep() makes a copy when there is room again.
     std::string restore(const std::string& committed = std::string());
     // The whole text of the engine's file; "" when there is none or it is not complete.
     std::string readCurrent() const;
@@ -35,6 +36,7 @@ public:
 
 private:
     std::string copyText();  // "" when there is no good copy; what was found goes into `remark`
+    void tellOfCut();
     void putInPlace(const std::string& text);
 
     std::string remark;

@@ -183,19 +183,21 @@ Spool::~Spool() = default;
 
 // Closed before it is opened: while this process has it open, nobody is alone with it, and a
 // database that is closed late would remove the journal of the new one.
-bool Spool::renew() {
+Spool::Renewal Spool::renew() {
     const std::uint64_t before = opened;
     db.reset();
     open();
-    return opened != before;
+    // A new file may get the number of one that is gone.
+    if (opened != before || db->file.isNew()) return Renewal::kReplaced;
+    return db->file.isExamined() ? Renewal::kSound : Renewal::kHeldByOthers;
 }
 
 bool Spool::isCurrent() const { return base().file.isCurrent(); }
 
-std::uint64_t Spool::fileNumber() const { return base().file.number(); }
-
 Spool::Database& Spool::base() const {
-    if (!db) throw SpoolError("the spool " + file + " is closed; restart raidwatch");
+    if (!db)
+        throw SpoolError("the spool " + file +
+                         " is closed; it is opened again as soon as that works");
     return *db;
 }
 
@@ -305,26 +307,31 @@ namespace {
 
 constexpr std::int64_t kClockError = std::int64_t{86400} * 1000;  // more is a clock that was wrong
 
-// How far to go at once: a day beyond the last time, or beyond the oldest record.
+std::int64_t numberOf(Statement& row) {
+    const std::int64_t found = row.step() ? row.number(0) : 0;
+    row.reset();
+    return found;
+}
+
+// How far to go at once: kPruneStep beyond where the last call ended, or beyond the oldest record
+// that is to go; without such a record nothing can be lost. The oldest is the first in the list:
+// the smallest time may be one of a clock that was far back.
 std::int64_t limitOfPruning(SqliteFile& sql, std::int64_t wanted, std::int64_t lastTime) {
-    const std::int64_t oldest = sql.number("SELECT min(at) FROM records");
+    Statement& row = sql.prepared("SELECT at FROM records WHERE at < ? ORDER BY sequence LIMIT 1");
+    const std::int64_t oldest = numberOf(row.bind(1, wanted));
+    if (oldest == 0) return wanted;
     return std::min(wanted, std::max(lastTime, oldest) + Spool::kPruneStep);
 }
 
-// The first record that must stay, by its number: times need not grow. One from the future says
-// nothing, unless there are no others.
-std::int64_t firstYoung(SqliteFile& sql, std::int64_t limit, std::int64_t last) {
-    const auto firstFrom = [&](std::int64_t until) {
-        Statement& row = sql.prepared(
-            "SELECT coalesce(min(sequence), 0) FROM records WHERE at >= ? AND at <= ?");
-        row.bind(1, limit).bind(2, until);
-        const std::int64_t found = row.step() ? row.number(0) : 0;
-        row.reset();
-        return found;
-    };
-    const std::int64_t sane = firstFrom(nowMilliseconds() + kClockError);
-    const std::int64_t any = sane != 0 ? sane : firstFrom(INT64_MAX);
-    return any != 0 ? any : last + 1;
+// The last record, by its number, that is too old and has none before it that must stay; 0 for
+// none. What is from the future was stamped by a clock that was wrong, and says nothing.
+std::int64_t lastToGo(SqliteFile& sql, std::int64_t limit) {
+    Statement& young = sql.prepared("SELECT min(sequence) FROM records WHERE at >= ? AND at <= ?");
+    const std::int64_t stays =
+        numberOf(young.bind(1, limit).bind(2, nowMilliseconds() + kClockError));
+    Statement& old =
+        sql.prepared("SELECT max(sequence) FROM records WHERE at < ? AND sequence < ?");
+    return numberOf(old.bind(1, limit).bind(2, stays == 0 ? INT64_MAX : stays));
 }
 
 }  // namespace
@@ -333,11 +340,10 @@ std::int64_t firstYoung(SqliteFile& sql, std::int64_t limit, std::int64_t last) 
 std::int64_t Spool::prune(std::int64_t wanted) {
     std::int64_t dropped = 0;
     base().writing([&] {
-        const std::int64_t last = base().number(spool::kLastSequence);
         const std::int64_t time =
             limitOfPruning(base().sql, wanted, base().number(spool::kPrunedTo));
         base().setNumber(spool::kPrunedTo, time);
-        std::int64_t passed = std::min(last, firstYoung(base().sql, time, last) - 1);
+        std::int64_t passed = lastToGo(base().sql, time);
         if (base().sql.number("SELECT count(*) FROM sinks") > 0) {
             passed = std::min(passed, base().sql.number("SELECT min(cursor) FROM sinks"));
         }

@@ -46,22 +46,28 @@ public:
 
 class Spool {
 public:
-    enum class Access { kReadWrite, kReadOnly };
+    enum class Access {
+        kReadWrite,
+        kExisting,  // the same, for who leaves it to others to make the file: throws without one
+        kReadOnly,  // never creates or repairs; throws when there is no usable file
+    };
 
-    // kReadOnly never creates or repairs; it throws when there is no usable file.
     explicit Spool(const std::string& file, Access access = Access::kReadWrite);
     ~Spool();
     Spool(const Spool&) = delete;
     Spool& operator=(const Spool&) = delete;
 
-    // Opens the file anew, and sets it aside when it is damaged and nobody else has it open. True
-    // when it is another file than before. After an exception the spool is closed, and every call
-    // but this one throws.
-    bool renew();
+    // Opens the file anew; when nobody else has it open it is examined, and set aside if it is
+    // damaged. After an exception the spool is closed, and every call but this one throws.
+    enum class Renewal {
+        kHeldByOthers,  // the same file, not examined
+        kSound,         // the same file, and nothing is wrong with it
+        kReplaced,      // another file than before
+    };
+    Renewal renew();
+    bool isOpen() const { return db != nullptr; }
     // False when the name now stands for another file: somebody has set this one aside.
     bool isCurrent() const;
-    // Of the file that is open: another one has another number.
-    std::uint64_t fileNumber() const;
 
     // "" or one line for people: what was wrong with the file and where it is now.
     const std::string& openingNote() const;
@@ -101,6 +107,7 @@ public:
     void failed(const std::string& sink, std::int64_t sequence, const Receipt& receipt);
     std::vector<Receipt> receipts(std::int64_t sequence) const;  // of one record, all sinks
     std::vector<SinkStatus> sinkStatus() const;                  // by name
+    std::map<std::string, std::int64_t> cursors() const;         // of all sinks
     void forgetSink(const std::string& sink);  // no longer configured: cursor and tries go
 
     // --- incidents ---
@@ -125,9 +132,16 @@ public:
     std::int64_t snapshotMark() const;
     void setSnapshotMark(std::int64_t sequence);
 
-    // Drops records older than `time` (milliseconds) that every sink has passed. Returns how many.
-    // The limit moves on by kPruneStep at the most with each call, and what stands behind a younger
-    // record stays: a clock that jumps for an hour costs nothing.
+    // Drops the oldest records that every sink has passed, from the first one on, up to the last
+    // that is older than `time` (milliseconds). Returns how many. What ended before `time` of
+    // incidents, silences and spans goes too. Against a clock that is wrong for a while:
+    //
+    //   * one call goes no further than kPruneStep beyond the oldest record, or beyond where the
+    //     last call ended: with a call an hour, an hour in the future costs a day of history, and
+    //     history of a year that is too old is gone within sixteen days;
+    //   * what stands behind a record that must stay, stays, whatever its own time says; a record
+    //     from the future keeps nothing that stands before it or behind it from going, and goes
+    //     with the next one behind it that is too old.
     static constexpr std::int64_t kPruneStep = std::int64_t{86400} * 1000;
     std::int64_t prune(std::int64_t time);
 

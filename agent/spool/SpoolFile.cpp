@@ -81,6 +81,9 @@ CREATE TABLE spans (
 );
 )";
 
+constexpr char kHowToGetOne[] =
+    "; start the daemon once, or see in its journal why it cannot make one";
+
 constexpr std::int64_t kLastForm = 1000;  // what is above was never written by anybody
 constexpr char kShape[] =
     "SELECT group_concat(sql, char(10)) FROM (SELECT sql FROM sqlite_schema ORDER BY name)";
@@ -105,7 +108,7 @@ std::string folderOf(const std::string& file) {
 
 SpoolFile::SpoolFile(const std::string& fileIN, Spool::Access access) : file(fileIN) {
     try {
-        access == Spool::Access::kReadOnly ? openToRead() : lockAndOpen();
+        access == Spool::Access::kReadOnly ? openToRead() : lockAndOpen(access);
         inode = inodeOf(file);
     } catch (const SqliteError& e) {
         if (lock >= 0) close(lock);
@@ -123,7 +126,7 @@ SpoolFile::~SpoolFile() {
 
 bool SpoolFile::isCurrent() const { return inodeOf(file) == inode; }
 
-void SpoolFile::lockAndOpen() {
+void SpoolFile::lockAndOpen(Spool::Access access) {
     const std::string lockFile = file + ".lock";
     // Who may read the file may lock it, for ever if he likes.
     lock = open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
@@ -136,13 +139,21 @@ void SpoolFile::lockAndOpen() {
                          full ? SpoolError::Kind::kFull : SpoolError::Kind::kOther);
     }
     (void)fchmod(lock, 0600);  // as left by an older version
+    const auto gone = [this] {
+        return SpoolError("the spool " + file +
+                          " is gone; raidwatch begins a new one as soon as "
+                          "nobody has the old one open");
+    };
+    if (access == Spool::Access::kExisting && !exists(file)) throw gone();
     if (flock(lock, LOCK_EX | LOCK_NB) == 0) {
         openChecked();
+        examined = true;
         (void)flock(lock, LOCK_SH);
         return;
     }
     while (flock(lock, LOCK_SH) != 0 && errno == EINTR) {
     }
+    if (!exists(file) && exists(file + ".high")) throw gone();
     connect();
     bringUpToDate();
 }
@@ -151,7 +162,7 @@ void SpoolFile::lockAndOpen() {
 // as it is.
 void SpoolFile::openToRead() {
     if (!exists(file)) {
-        throw SpoolError("there is no spool " + file + "; start the daemon once: raidwatch run");
+        throw SpoolError("there is no spool " + file + kHowToGetOne);
     }
     const auto use = [this](SqliteFile::Mode mode) {
         connection = std::make_unique<SqliteFile>(file, mode);
@@ -164,7 +175,7 @@ void SpoolFile::openToRead() {
         if (e.isDamage() || e.isBusy() || exists(file + "-wal")) throw;
         form = use(SqliteFile::Mode::kReadFrozen);
     }
-    if (form == 0) throw SpoolError("there is no spool in " + file + " yet; start the daemon once");
+    if (form == 0) throw SpoolError("there is no spool in " + file + " yet" + kHowToGetOne);
     if (form > kForm) bringUpToDate();  // says so
 }
 
@@ -192,9 +203,11 @@ void SpoolFile::openChecked() {
     bringUpToDate();
 }
 
-// Serial numbers and what sinks answered are not for everybody on the machine.
+// Serial numbers and what sinks answered are not for everybody on the machine. A file that is there
+// is not opened here: closing it would take the locks away that other connections of this process
+// have on it.
 void SpoolFile::connect() {
-    const int made = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
+    const int made = open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0640);
     if (made >= 0) close(made);  // otherwise SQLite says what is wrong
     connection = std::make_unique<SqliteFile>(file, SqliteFile::Mode::kWrite);
     connection->run(

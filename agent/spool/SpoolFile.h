@@ -2,7 +2,9 @@
 // is set aside. What Spool stands on.
 //
 // Every writer holds a shared lock on "<file>.lock". Who finds himself alone examines the file and,
-// when it is damaged, renames it; so nobody loses a database that he has open.
+// when it is damaged, renames it; so nobody loses a database that he has open. For the same reason
+// nobody makes a new file under a name whose old file others still have open: when they close it,
+// they remove the journal of that name.
 //
 // Threads  One at a time. Errors: SpoolError.
 #ifndef AGENT_SPOOL_SPOOLFILE_H
@@ -26,6 +28,7 @@ public:
     const std::string& name() const { return file; }
     const std::string& note() const { return opened; }  // "" or what was done at the opening
     bool isNew() const { return fresh; }                // it replaces one that is lost
+    bool isExamined() const { return examined; }        // nobody else had it open
     bool isCurrent() const;                             // the name still stands for this file
     std::uint64_t number() const { return inode; }
 
@@ -33,7 +36,7 @@ public:
     SpoolError explained(const SqliteError& error, const char* attempt) const;
 
 private:
-    void lockAndOpen();
+    void lockAndOpen(Spool::Access access);
     void openToRead();
     void openChecked();
     void connect();
@@ -44,6 +47,7 @@ private:
     std::string file;
     std::string opened;
     bool fresh = false;
+    bool examined = false;
     int lock = -1;
     std::uint64_t inode = 0;  // of the file that is open
     std::unique_ptr<SqliteFile> connection;

@@ -68,6 +68,15 @@ std::int64_t Spool::cursor(const std::string& sink) {
     return cursor;
 }
 
+std::map<std::string, std::int64_t> Spool::cursors() const {
+    std::map<std::string, std::int64_t> found;
+    base().doing("read", [&] {
+        Statement& rows = base().sql.prepared("SELECT sink, cursor FROM sinks");
+        while (rows.step()) found[rows.text(0)] = rows.number(1);
+    });
+    return found;
+}
+
 void Spool::deliver(const std::string& sink, std::int64_t sequence, const Receipt& receipt) {
     const std::int64_t at = timeOf(receipt);
     const bool delivered = receipt.outcome == Receipt::Outcome::kDelivered;
@@ -86,7 +95,8 @@ void Spool::deliver(const std::string& sink, std::int64_t sequence, const Receip
             .bind(4, at)
             .bind(5, sink)
             .run();
-        base().addToNumber(spool::totalOfSink(sink, delivered ? spool::kDelivered : spool::kDead), 1);
+        base().addToNumber(spool::totalOfSink(sink, delivered ? spool::kDelivered : spool::kDead),
+                           1);
     });
 }
 
@@ -170,7 +180,8 @@ void Spool::forgetSink(const std::string& sink) {
     base().writing([&] {
         base().sql.prepared("DELETE FROM sinks WHERE sink = ?").bind(1, sink).run();
         for (const char* what : {spool::kDelivered, spool::kFailed, spool::kDead}) {
-            base().sql.prepared("DELETE FROM numbers WHERE name = ?")
+            base()
+                .sql.prepared("DELETE FROM numbers WHERE name = ?")
                 .bind(1, spool::totalOfSink(sink, what))
                 .run();
         }

@@ -95,8 +95,24 @@ const std::vector<std::string>& WebKnowledge::problems() {
 }
 
 Spool& WebKnowledge::spool() {
-    if (!database) database = std::make_unique<Spool>(parts.spoolFile, Spool::Access::kReadOnly);
+    if (database && !database->isCurrent()) database.reset();  // it was set aside
+    try {
+        if (!database) {
+            database = std::make_unique<Spool>(parts.spoolFile, Spool::Access::kReadOnly);
+        }
+    } catch (const SpoolError& e) {
+        throw SpoolError(reasonFor(e), e.kind);
+    }
     return *database;
+}
+
+// The daemon knows better why there is none.
+std::string WebKnowledge::reasonFor(const SpoolError& error) {
+    const std::string topic = "spool: ";
+    for (const std::string& line : problems()) {
+        if (line.compare(0, topic.size(), topic) == 0) return line.substr(topic.size());
+    }
+    return error.what();
 }
 
 Verdict WebKnowledge::verdictNow(const std::vector<Incident>& open) {

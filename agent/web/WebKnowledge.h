@@ -34,7 +34,7 @@ public:
     const std::vector<std::string>& problems();  // of the daemon itself
     bool isKnown() { return lastSeen().polledAt != 0; }
     bool isStale();
-    Spool& spool();
+    Spool& spool();  // the present one; valid until the next call of it
     Verdict verdictNow(const std::vector<Incident>& open);
 
     const Parts& files() const { return parts; }
@@ -43,6 +43,7 @@ public:
 
 private:
     void look();
+    std::string reasonFor(const SpoolError& error);
 
     const Parts parts;
     std::string stamp;  // tells one state.json from the next

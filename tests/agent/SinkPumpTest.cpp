@@ -346,9 +346,9 @@ TEST_F(SinkPumpTest, GivenNoUsableSpoolThenItSaysSoOnceAndGoesOnWhenThereIsOne) 
     ASSERT_EQ(1u, notes.all().size()) << notes.all().back();
 
     std::filesystem::remove_all(place + "/spool.db");
+    Spool now(place + "/spool.db");
     lost.step();
     EXPECT_EQ("sink \"page\" can use the spool again", notes.all().back());
-    Spool now(place + "/spool.db");
     const std::int64_t sequence = commitOne(now, driveEvent());
     lost.step();
     EXPECT_EQ(Sequences({sequence}), talk->told);

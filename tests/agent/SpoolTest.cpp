@@ -1,5 +1,6 @@
 #include "agent/spool/Spool.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <signal.h>
@@ -66,6 +67,15 @@ std::vector<std::int64_t> sequencesOf(const std::vector<Record>& records) {
 
 using Sequences = std::vector<std::int64_t>;
 
+std::string errorOf(const std::string& file, Spool::Access access) {
+    try {
+        const Spool spool(file, access);
+    } catch (const SpoolError& e) {
+        return e.what();
+    }
+    return "";
+}
+
 // It is enough to read a file to lock it for ever, and hooks can read what the group can.
 TEST(Spool, GivenARecordThenOthersCanNeitherReadItNorLockTheSpool) {
     const TempDir dir;
@@ -103,6 +113,58 @@ TEST(Spool, IsNotForEverybodyToRead) {
         ASSERT_EQ(0, stat(dir.file(std::string("spool.db") + side).c_str(), &info)) << side;
         EXPECT_EQ(0640u, info.st_mode & 07777u) << side;
     }
+}
+
+// Another program that opened the file would take itself for the only one, and remove the journal.
+TEST(Spool, GivenASecondConnectionOfTheProcessThenTheLocksOfTheFirstStay) {
+    const TempDir dir;
+    Spool first(dir.file("spool.db"));
+    (void)commitOne(first, eventRecord(401, "drive:A"));
+    { const Spool second(dir.file("spool.db")); }
+    const std::string name = dir.file("spool.db");
+    const pid_t other = fork();
+    if (other == 0) {
+        const int fd = open(name.c_str(), O_RDWR | O_CLOEXEC);
+        struct flock wanted {};  // what a last connection takes; see SQLite's file format
+        wanted.l_type = F_WRLCK;
+        wanted.l_whence = SEEK_SET;
+        wanted.l_start = 0x40000002;
+        wanted.l_len = 510;
+        _exit(fcntl(fd, F_GETLK, &wanted) == 0 && wanted.l_type == F_RDLCK ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(other, waitpid(other, &status, 0));
+    EXPECT_EQ(0, status);
+}
+
+TEST(Spool, GivenAFileThatIsGoneThenOnlyWhoIsAloneMakesANewOne) {
+    const TempDir dir;
+    EXPECT_NE("", errorOf(dir.file("spool.db"), Spool::Access::kExisting));
+    auto old = std::make_unique<Spool>(dir.file("spool.db"));
+    (void)commitOne(*old, eventRecord(401, "drive:A"));
+    for (const char* side : {"", "-wal", "-shm"}) fs::remove(dir.file("spool.db") + side);
+    EXPECT_FALSE(old->isCurrent());
+    const std::string gone = "the spool " + dir.file("spool.db") +
+                             " is gone; raidwatch begins a new one as soon as nobody has the old "
+                             "one open";
+    EXPECT_EQ(gone, errorOf(dir.file("spool.db"), Spool::Access::kReadWrite));
+    EXPECT_EQ(gone, errorOf(dir.file("spool.db"), Spool::Access::kExisting));
+    EXPECT_FALSE(fs::exists(dir.file("spool.db")));
+    EXPECT_EQ(Spool::Renewal::kReplaced, old->renew());
+    EXPECT_EQ(1002, commitOne(*old, eventRecord(402, "drive:A"))) << "no number is given again";
+    EXPECT_EQ("", errorOf(dir.file("spool.db"), Spool::Access::kExisting));
+}
+
+TEST(Spool, RenewTellsWhatItFound) {
+    const TempDir dir;
+    Spool spool(dir.file("spool.db"));
+    (void)commitOne(spool, eventRecord(401, "drive:A"));
+    {
+        const Spool other(dir.file("spool.db"));
+        EXPECT_EQ(Spool::Renewal::kHeldByOthers, spool.renew());
+    }
+    EXPECT_EQ(Spool::Renewal::kSound, spool.renew());
+    EXPECT_EQ(1, spool.lastSequence());
 }
 
 TEST(Spool, GivesSequencesFromOneWithoutGaps) {
@@ -427,20 +489,11 @@ TEST(Spool, PruneKeepsWhatASinkHasNotPassedAndTheSequenceGoesOn) {
     EXPECT_EQ(6, commitOne(spool, eventRecord(6, "drive:A")));
 }
 
-std::string errorOf(const std::string& file, Spool::Access access) {
-    try {
-        const Spool spool(file, access);
-    } catch (const SpoolError& e) {
-        return e.what();
-    }
-    return "";
-}
-
 TEST(Spool, GivenNoFileWhenReadOnlyThenThrowsAndMakesNothing) {
     const TempDir dir;
-    EXPECT_EQ(
-        "there is no spool " + dir.file("spool.db") + "; start the daemon once: raidwatch run",
-        errorOf(dir.file("spool.db"), Spool::Access::kReadOnly));
+    EXPECT_EQ("there is no spool " + dir.file("spool.db") +
+                  "; start the daemon once, or see in its journal why it cannot make one",
+              errorOf(dir.file("spool.db"), Spool::Access::kReadOnly));
     EXPECT_TRUE(fs::is_empty(dir.folder()));
 }
 

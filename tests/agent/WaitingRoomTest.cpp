@@ -18,6 +18,7 @@ MonitorThread::Batch batchOf(int events, std::size_t finished, std::int64_t poll
         report->state.polledAt = polledAt;
         batch.report = report;
         batch.polls = batch.ended = 1;
+        batch.pollSeconds = static_cast<double>(polledAt) / 8;
     }
     return batch;
 }
@@ -25,11 +26,15 @@ MonitorThread::Batch batchOf(int events, std::size_t finished, std::int64_t poll
 TEST(WaitingRoom, WhatCameInPiecesGoesOnAsOne) {
     WaitingRoom room;
     EXPECT_EQ(0, room.machine().polledAt);
+    EXPECT_EQ(-1, room.pollSeconds()) << "not known";
     room.add(batchOf(3, 2, 10));
     room.add(batchOf(2, 0, 0));  // of a poll under way
     room.add(batchOf(4, 1, 20));
     EXPECT_EQ(9u, room.size());
     EXPECT_EQ(20, room.machine().polledAt);
+    EXPECT_EQ(2.5, room.pollSeconds());
+    room.add(batchOf(0, 0, 0));
+    EXPECT_EQ(2.5, room.pollSeconds()) << "still of the last poll";
     const MonitorThread::Batch all = room.takeAll();
     EXPECT_EQ(9u, all.events.size());
     ASSERT_EQ(9u, all.sources.size());
@@ -38,6 +43,7 @@ TEST(WaitingRoom, WhatCameInPiecesGoesOnAsOne) {
     EXPECT_EQ(6u, all.finished) << "what came before the last report belongs to ended polls";
     EXPECT_EQ(2, all.polls);
     EXPECT_EQ(20, all.report->state.polledAt);
+    EXPECT_EQ(2.5, all.pollSeconds);
     EXPECT_EQ(0u, room.size());
 }
 

@@ -2,6 +2,7 @@
 // snapshot is the old one, the new one, or one that the next start calls damaged.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 
 #include "tests/support/LockFiles.h"
@@ -100,6 +101,36 @@ TEST(FolderFault, GivenAFolderThatIsReadOnlyFromTheStartThenTheMonitorWatchesWit
         EXPECT_EQ(kFailed, watch.pollWith(kDriveFailed));
         EXPECT_FALSE(watch.room.dir.exists(kSnapshot));
         EXPECT_FALSE(watch.room.dir.exists("qavelogs"));
+    });
+}
+
+// The queue's lock file is made in the root folder; without it the queue is one of its process.
+TEST(FolderFault, GivenAReadOnlyRootThenTheMonitorWatchesAndItsQueueKeepsItsBound) {
+    inMountRoom([] {
+        MonitorRoom room;
+        const SmallDisk disk(room.dir.folder(), 256);
+        room.machine.addController(3).drives = {{0, 1, kDriveReady}};
+        const std::string said = room.dir.file("stderr");
+        ASSERT_NE(nullptr, std::freopen(said.c_str(), "w", stderr));  // of this process only
+        ASSERT_EQ(0, mount("none", "/", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr));
+        const LockFiles locks;
+        VantUnderTest monitor(room.lib());
+        std::fflush(stderr);
+        EXPECT_EQ(
+            "File open failed:: Read-only file system\n"
+            "key for lock unavailable:: No such file or directory\n",
+            room.dir.read("stderr"));
+        EXPECT_TRUE(locks.left().empty());
+        monitor.poll(0, monitor.queue());
+        (void)monitor.getEvents(0);
+        room.machine.controllers[0].drives[0].state = kDriveFailed;
+        room.clock.advance(120);
+        monitor.poll(1, monitor.queue());
+        EXPECT_EQ(kFailed, MonitorRoom::codes(monitor));
+        EXPECT_NE(std::string::npos, room.dir.read(kSnapshot).find("</System>"));
+        for (int i = 0; i < 500; ++i) monitor.queue().addEvent(QELEvent(1, 3, "one", ""));
+        EXPECT_LE(monitor.getNumberOfEvents(), 200);
+        EXPECT_EQ(QELEventCollection::kOverloadCode, monitor.getEvents(0)[0].eventCode);
     });
 }
 

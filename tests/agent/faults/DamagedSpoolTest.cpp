@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <fstream>
 
+#include "agent/Failure.h"
 #include "agent/FastClock.h"
 #include "agent/daemon/Door.h"
 #include "agent/daemon/Pipeline.h"
@@ -12,6 +13,7 @@
 #include "agent/sinks/SinkSet.h"
 #include "agent/spool/SafeSnapshot.h"
 #include "agent/spool/SqliteFile.h"
+#include "agent/web/AgentSite.h"
 #include "tests/agent/DaemonRoom.h"
 #include "tests/agent/SinkFixture.h"
 
@@ -52,7 +54,7 @@ protected:
         };
         talks["quick"]->reply = [this](const Record& record) { return take("quick", record); };
         sinks.reload(settings.sinks);
-        pipeline.keepSinksAwayBy([this](bool away) { sinks.stayAway(away); });
+        pipeline.keepSinksAwayBy([this](bool away) { return sinks.stayAway(away); });
     }
     ~DamagedSpoolTest() override { (void)sinks.stop(); }
 
@@ -172,6 +174,118 @@ TEST_F(DamagedSpoolTest, GivenASpoolThatWasSetAsideThenADoorAsksTheNewOne) {
     EXPECT_NE(std::string::npos, door.answer("{\"do\":\"events\"}", 0).find("\"code\":418"));
 }
 
+// What the daemon itself never reads: only a sink can find it.
+TEST_F(DamagedSpoolTest, GivenDamageThatOnlyASinkMeetsThenTheSpoolIsReplacedAllTheSame) {
+    pipeline.use(settings);
+    pipeline.pass(batchOf(401, 3, kShown));
+    ASSERT_TRUE(waitForSink("quick", {401, 0}));
+    damage(rootOf("receipts"), true);
+    pipeline.pass(batchOf(418, 4, "<System>2</System>\n"));
+    ASSERT_TRUE(DaemonRoom::waitFor([&] { return sinks.takeDamage(); }));
+    pipeline.distrustSpool();
+    EXPECT_NE(std::string::npos, pipeline.problems().at("spool").find("a sink has found it"));
+    ASSERT_TRUE(passUntilWell()) << pipeline.problems().at("spool");
+    EXPECT_TRUE(noted("it is now " + dir.file("spool.db.damaged-")));
+    slowTakes = true;
+    EXPECT_TRUE(waitForSink("slow", {401, 0, 418, 0}));
+    ASSERT_TRUE(DaemonRoom::waitFor([&] {
+        const std::vector<int> codes = takenBy("quick");
+        return codes.size() >= 4 && codes.back() == 0;
+    }));
+    std::vector<int> quick = takenBy("quick");
+    // Its receipt could not be written: then it comes once more.
+    if (quick.size() == 5) quick.erase(quick.begin() + 2);
+    EXPECT_EQ((std::vector<int>{401, 0, 418, 0}), quick);
+}
+
+TEST_F(DamagedSpoolTest, GivenASinkThatWasWrongThenTheSpoolIsExaminedAndKept) {
+    pipeline.use(settings);
+    pipeline.pass(batchOf(401, 3, kShown));
+    ASSERT_TRUE(waitForSink("quick", {401, 0}));
+    const std::int64_t before = spool.lastSequence();
+    pipeline.distrustSpool();
+    pipeline.pass(batchOf(418, 4, "<System>2</System>\n"));
+    ASSERT_TRUE(passUntilWell()) << pipeline.problems().at("spool");
+    EXPECT_EQ(before + 2, spool.lastSequence()) << "it is the same";
+    EXPECT_TRUE(lines.empty());
+    slowTakes = true;
+    EXPECT_TRUE(waitForSink("slow", {401, 0, 418, 0})) << "the sinks came back";
+}
+
+// By hand, or by something that tidies up.
+TEST_F(DamagedSpoolTest, GivenTheFileIsRemovedThenAllThatIsKnownGoesOnInANewOne) {
+    pipeline.use(settings);
+    pipeline.pass(batchOf(401, 3, kShown));
+    ASSERT_TRUE(waitForSink("quick", {401, 0}));
+    const std::int64_t before = spool.lastSequence();
+    for (const char* side : {"", "-wal", "-shm"}) {
+        std::filesystem::remove(dir.file("spool.db") + side);
+    }
+    pipeline.pass(batchOf(418, 4, "<System>2</System>\n"));
+    ASSERT_TRUE(passUntilWell()) << pipeline.problems().at("spool");
+    EXPECT_TRUE(spool.isCurrent());
+    EXPECT_GT(spool.lastSequence(), before) << "no number is given again";
+    EXPECT_EQ(2u, Spool(dir.file("spool.db")).openIncidents().size());
+    EXPECT_EQ("<System>2</System>\n", spool.snapshot());
+    slowTakes = true;
+    EXPECT_TRUE(waitForSink("slow", {401, 0, 418, 0})) << "nothing lost";
+    EXPECT_TRUE(waitForSink("quick", {401, 0, 418, 0})) << "nothing twice";
+}
+
+// The new one cannot be made: what is known waits, and each pass tries again.
+TEST_F(DamagedSpoolTest, GivenNoNewSpoolCanBeMadeThenItIsTriedUntilThatWorks) {
+    pipeline.use(settings);
+    pipeline.pass(batchOf(401, 3, kShown));
+    ASSERT_TRUE(waitForSink("quick", {401, 0}));
+    ASSERT_TRUE(sinks.stop());  // nobody has the lock when it becomes another one
+    damage(rootOf("records_by_object"), true);
+    std::filesystem::remove(dir.file("spool.db.lock"));
+    std::filesystem::create_directory(dir.file("spool.db.lock"));
+    pipeline.pass(batchOf(418, 4, "<System>2</System>\n"));
+    for (int i = 0; i < 5; ++i) pipeline.pass({});
+    EXPECT_NE(std::string::npos, pipeline.problems().at("spool").find("cannot open the spool"));
+    EXPECT_THROW((void)spool.lastSequence(), SpoolError) << "closed";
+    EXPECT_THROW((void)pipeline.test({}), Failure) << "it could not be stored";
+    std::filesystem::remove(dir.file("spool.db.lock"));
+    ASSERT_TRUE(passUntilWell());
+    std::vector<int> codes;
+    for (const Record& record : spool.read(0, 0)) {
+        codes.push_back(record.kind == Record::Kind::kEvent ? record.event.eventCode : 0);
+    }
+    EXPECT_EQ((std::vector<int>{401, 0, 418, 0, 299, 0}), codes);
+    EXPECT_EQ((std::map<std::string, std::int64_t>{{"quick", spool.lastSequence() - 4},
+                                                   {"slow", spool.lastSequence() - 6}}),
+              spool.cursors());
+}
+
+// A page or a scrape that had the old file open must not go on with it.
+TEST_F(DamagedSpoolTest, GivenASpoolThatWasSetAsideThenPageAndMetricsShowTheNewOne) {
+    pipeline.use(settings);
+    pipeline.pass(batchOf(401, 3, kShown));
+    const WebKnowledge::Parts files{dir.file("spool.db"), dir.file("state.json"), 300};
+    AgentSite site(files, {});
+    const auto get = [&site](const std::string& path) {
+        WebRequest request;
+        request.method = "GET";
+        request.path = path;
+        request.headers.emplace_back("host", "localhost");
+        return site.answer(request);
+    };
+    const std::int64_t before = spool.lastSequence();
+    std::int64_t after = before;
+    EXPECT_NE(std::string::npos, get("/api/v1/events").body.find("\"code\":401"));
+    EXPECT_NE(std::string::npos, get("/metrics").body.find("raidwatch_spool_readable 1\n"));
+    EXPECT_EQ("", site.recordedAfter(after)) << "a stream that has had all";
+    damage(rootOf("records_by_object"), true);
+    pipeline.pass(batchOf(418, 4, kShown));
+    ASSERT_TRUE(passUntilWell());
+    EXPECT_EQ(200, get("/").status);
+    EXPECT_NE(std::string::npos, get("/api/v1/events").body.find("\"code\":418"));
+    EXPECT_NE(std::string::npos, get("/metrics").body.find("code=\"418\""));
+    EXPECT_NE(std::string::npos, site.recordedAfter(after).find("\"code\":418"));
+    EXPECT_EQ(spool.lastSequence(), after);
+}
+
 // Somebody else has it open for writing and does not let go: it is told, and nothing is lost.
 TEST_F(DamagedSpoolTest, GivenSomebodyElseHoldsItThenItWaitsInMemory) {
     pipeline.use(settings);
@@ -205,6 +319,14 @@ protected:
         }
         spool.commit(batch);
         spool.skip("page", 100);
+    }
+    void add(const std::vector<std::int64_t>& times) {
+        Spool::Batch batch;
+        for (const std::int64_t at : times) {
+            batch.records.push_back(driveEvent());
+            batch.records.back().at = at;
+        }
+        spool.skip("page", spool.commit(batch));
     }
     // As the daemon does, each hour.
     std::int64_t pruneAt(std::int64_t now) {
@@ -245,6 +367,48 @@ TEST_F(PruneTest, GivenAClockFarBackThenNothingGoes) {
     EXPECT_EQ(11, pruneHours(kNow, 24)) << "and all is as ever when it is right again";
 }
 
+// A battery that is empty: what happens in that hour is stamped so, too.
+TEST_F(PruneTest, GivenARecordOfAClockFarBackThenNothingThatStandsBeforeItGoes) {
+    add({kDay, kDay + 1000});
+    EXPECT_EQ(0, pruneHours(kDay + 2000, 5));
+    EXPECT_EQ(1, spool.firstSequence());
+    EXPECT_EQ(11, pruneHours(kNow, 24)) << "nor when it is right again";
+    EXPECT_EQ(91u, spool.read(0, 0).size());
+}
+
+TEST_F(PruneTest, GivenTheFirstRecordsAreFromAClockFarBackThenTheyGoFirstAndTheRestFollows) {
+    TempDir other;
+    Spool young(other.file("spool.db"));
+    Spool::Batch batch;
+    for (const std::int64_t at :
+         {std::int64_t{1000}, std::int64_t{2000}, kStart, kStart + kDay, kStart + 2 * kDay}) {
+        batch.records.push_back(driveEvent());
+        batch.records.back().at = at;
+    }
+    young.commit(batch);
+    const FastClock clock((kStart + kKeep + 2 * kDay) / 1000);
+    const std::int64_t wanted = kStart + 2 * kDay;
+    EXPECT_EQ(2, young.prune(wanted));
+    EXPECT_EQ(1, young.prune(wanted));
+    EXPECT_EQ(1, young.prune(wanted));
+    EXPECT_EQ(0, young.prune(wanted));
+    EXPECT_EQ(5, young.firstSequence());
+}
+
+// What a silence or an incident has left goes with the time, also where nothing else happens.
+TEST_F(PruneTest, GivenNoRecordThatIsTooOldThenWhatHasEndedGoesAtOnce) {
+    TempDir other;
+    Spool quiet(other.file("spool.db"));
+    Silence silence;
+    silence.object = "drive:S9";
+    silence.until = kStart / 1000;
+    (void)quiet.addSilence(silence);
+    EXPECT_EQ(0, quiet.prune(kStart));
+    EXPECT_EQ(1u, quiet.silences().size());
+    EXPECT_EQ(0, quiet.prune(kStart + 1000));
+    EXPECT_TRUE(quiet.silences().empty());
+}
+
 TEST_F(PruneTest, GivenAClockFarAheadForDaysThenWhatNobodyWasToldStays) {
     (void)spool.cursor("slow");  // behind the last record
     spool.forgetSink("page");
@@ -252,20 +416,14 @@ TEST_F(PruneTest, GivenAClockFarAheadForDaysThenWhatNobodyWasToldStays) {
     batch.records.push_back(driveEvent());
     batch.records.back().at = kNow;
     spool.commit(batch);
-    (void)pruneHours(kNow + 50 * 365 * kDay, 110);  // a day's worth each
+    EXPECT_EQ(100, pruneHours(kNow + 50 * 365 * kDay, 110)) << "a day's worth each";
     EXPECT_EQ(101, spool.firstSequence());
     EXPECT_EQ(1u, spool.read(0, 10).size());
 }
 
 // Stamped by a clock that was wrong, far ahead or far back; what stands around it tells its age.
 TEST_F(PruneTest, GivenRecordsWithTimesOfAnotherAgeThenTheyGoWithTheirNeighbours) {
-    Spool::Batch batch;
-    for (const std::int64_t at : {kNow + 50 * 365 * kDay, std::int64_t{1000}, kNow + kDay}) {
-        batch.records.push_back(driveEvent());
-        batch.records.back().at = at;
-    }
-    spool.commit(batch);
-    spool.skip("page", 103);
+    add({kNow + 50 * 365 * kDay, 1000, kNow + kDay});
     (void)pruneHours(kNow + kDay, 48);
     EXPECT_EQ(14, spool.firstSequence());
     EXPECT_EQ(90u, spool.read(0, 0).size());

@@ -2,6 +2,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
 #include "tests/agent/DaemonRoom.h"
 #include "tests/agent/faults/SmallDisk.h"
 
@@ -43,6 +47,51 @@ TEST_F(FolderFaultTest, GivenAReadOnlyDiskThenItEndsAndNamesTheFolder) {
     room.settings.stateFolder = disk.file("state/made/by/nobody");
     EXPECT_EQ(1, refused());
     EXPECT_TRUE(room.logged("cannot write to " + disk.file("state/made/by/nobody"))) << room.log();
+}
+
+// The engine keeps its snapshot there. What happens while it runs is told all the same; the next
+// start sees the machine for the first time again.
+TEST_F(FolderFaultTest, GivenAnEngineFolderThatCannotBeWrittenThenItWatchesAndSaysWhatIsMissing) {
+    const SmallDisk disk;
+    if (!disk.isThere()) GTEST_SKIP() << SmallDisk::kRefused;
+    ASSERT_TRUE(disk.makeReadOnly());
+    room.settings.engineFolder = disk.file("");
+    room.configure("");
+    room.start();
+    ASSERT_TRUE(DaemonRoom::waitFor([&] { return room.toldCode(207) && room.isUp(); }))
+        << room.log();
+    EXPECT_TRUE(room.logged("cannot write to " + disk.file(""))) << room.log();
+    EXPECT_TRUE(room.logged("what changes while raidwatch is away stays unseen")) << room.log();
+    room.machine.add("x /sys/block/sdb");
+    EXPECT_TRUE(DaemonRoom::waitFor([&] { return room.toldCode(408); })) << room.log();
+    EXPECT_EQ(0, room.stop(SIGTERM)) << room.log();
+    EXPECT_TRUE(std::filesystem::is_empty(disk.file("")));
+}
+
+// Its own folders lie elsewhere, as on an appliance. The engine makes its lock file in the root.
+TEST_F(FolderFaultTest, GivenAReadOnlyRootThenItWatchesAndTells) {
+    const SmallDisk disk;
+    if (!disk.isThere()) GTEST_SKIP() << SmallDisk::kRefused;
+    const char* const usual = getenv("TMPDIR");
+    const std::string before = usual == nullptr ? "/tmp" : usual;
+    setenv("TMPDIR", disk.file("").c_str(), 1);
+    {
+        DaemonRoom apart;
+        const auto remount = [](unsigned long flags) {
+            return mount("none", "/", nullptr, MS_REMOUNT | MS_BIND | flags, nullptr);
+        };
+        ASSERT_EQ(0, remount(MS_RDONLY)) << std::strerror(errno);
+        EXPECT_NE(0, mkdir("/raidwatch-was-here", 0700));
+        EXPECT_EQ(EROFS, errno);
+        apart.start();
+        EXPECT_TRUE(DaemonRoom::waitFor([&] { return apart.toldCode(207) && apart.isUp(); }))
+            << apart.log();
+        apart.machine.add("x /sys/block/sdb");
+        EXPECT_TRUE(DaemonRoom::waitFor([&] { return apart.toldCode(408); })) << apart.log();
+        EXPECT_EQ(0, apart.stop(SIGTERM)) << apart.log();
+        EXPECT_EQ(0, remount(0));
+    }
+    setenv("TMPDIR", before.c_str(), 1);
 }
 
 TEST_F(FolderFaultTest, GivenFoldersThatEverybodyMayWriteThenOthersAreShutOut) {
