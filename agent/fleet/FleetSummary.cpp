@@ -112,6 +112,7 @@ std::vector<FleetSummary::Model> modelsOf(const MachineState& state) {
 
 std::vector<FleetSummary::Trouble> troublesOf(const std::vector<Incident>& open) {
     std::vector<FleetSummary::Trouble> troubles;
+    troubles.reserve(open.size());
     for (const Incident& incident : open) {
         troubles.push_back({incident.objectName, incident.value, incident.severity,
                             incident.openedAt, incident.acknowledged()});
