@@ -174,7 +174,7 @@ std::string NatsLink::readOn(natsSubscription* list, bool follow, std::uint64_t 
         end = SteadyClock::now() + milliseconds(settings.timeoutMs);
         if (!take(message, place)) return std::string();
         if (!follow && place->Sequence.Stream >= last) return std::string();
-        // The server counts what is left, and after it was killed it may count too few.
+        // The server counts what is left; one that was killed has counted too few, as it seems.
         mayBeAll = !follow && place->NumPending == 0;
     }
 }
