@@ -68,6 +68,7 @@ std::string FleetText::headline(const FleetView::Counts& counts) {
 std::string FleetText::rows(const std::vector<std::string>& titles,
                             const std::vector<std::vector<std::string>>& cells) const {
     std::vector<std::size_t> widths;
+    widths.reserve(titles.size());
     for (const std::string& title : titles) widths.push_back(textWidth(title));
     for (const auto& row : cells) {
         for (std::size_t i = 0; i + 1 < row.size(); ++i) {

@@ -15,63 +15,11 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kSlice(100);         // between two looks at `cancelled`
 constexpr milliseconds kAfterProblem(300);  // for further answers once something was refused
 constexpr milliseconds kToClose(5000);
 constexpr std::int64_t kLongestConnect = 5000;  // milliseconds, for one server
-constexpr std::int64_t kLongestGet = 5000;      // the same
-constexpr std::int64_t kNanos = 1000000000;
 
 constexpr char kExpected[] = "Nats-Expected-Last-Subject-Sequence";
-constexpr char kInstance[] = "Raidwatch-Instance";
-
-template <typename Thing, void (*destroy)(Thing*)>
-struct Destroyer {
-    void operator()(Thing* thing) const { destroy(thing); }
-};
-
-using Options = std::unique_ptr<natsOptions, Destroyer<natsOptions, natsOptions_Destroy>>;
-using OwnMessage = std::unique_ptr<natsMsg, Destroyer<natsMsg, natsMsg_Destroy>>;
-using Stream = std::unique_ptr<jsCtx, Destroyer<jsCtx, jsCtx_Destroy>>;
-using StreamInfo = std::unique_ptr<jsStreamInfo, Destroyer<jsStreamInfo, jsStreamInfo_Destroy>>;
-using ConsumerInfo =
-    std::unique_ptr<jsConsumerInfo, Destroyer<jsConsumerInfo, jsConsumerInfo_Destroy>>;
-using MetaData = std::unique_ptr<jsMsgMetaData, Destroyer<jsMsgMetaData, jsMsgMetaData_Destroy>>;
-using Store = std::unique_ptr<kvStore, Destroyer<kvStore, kvStore_Destroy>>;
-
-// A subscription that the server forgets, too.
-struct EndSubscription {
-    void operator()(natsSubscription* list) const {
-        (void)natsSubscription_Unsubscribe(list);  // on a connection that is gone there is none
-        natsSubscription_Destroy(list);
-    }
-};
-using List = std::unique_ptr<natsSubscription, EndSubscription>;
-
-// "(conn.c:2088): No server ..." without the place in the library.
-std::string plainReason(const std::string& text) {
-    const std::size_t end = text.find("): ");
-    return text.front() == '(' && end != std::string::npos ? text.substr(end + 3) : text;
-}
-
-// What the library says of its last failure on this thread, or what the number means.
-std::string reasonOf(natsStatus status) {
-    natsStatus known = NATS_OK;
-    const char* const text = nats_GetLastError(&known);
-    if (known == status && text != nullptr && *text != 0) return plainReason(text);
-    return natsStatus_GetText(status);
-}
-
-std::string headerOf(natsMsg* message, const char* name) {
-    const char* value = nullptr;
-    return natsMsgHeader_Get(message, name, &value) == NATS_OK && value != nullptr ? value : "";
-}
-
-std::string bodyOf(const natsMsg* message) {
-    const char* const data = natsMsg_GetData(message);
-    const int length = natsMsg_GetDataLength(message);
-    return length <= 0 ? std::string() : std::string(data, static_cast<std::size_t>(length));
-}
 
 std::string randomWord() {
     std::random_device device;
@@ -87,10 +35,6 @@ std::int64_t millisecondsOf(const std::string& text) {
     if (rest == nullptr) return 0;
     const double fraction = *rest == '.' ? std::strtod(rest, nullptr) : 0;
     return timegm(&parts) * 1000 + static_cast<std::int64_t>(fraction * 1000);
-}
-
-std::string keySubject(const std::string& bucket, const std::string& key) {
-    return "$KV." + bucket + "." + key;
 }
 
 }  // namespace
@@ -267,7 +211,7 @@ bool NatsLink::collect(std::int64_t limitMs, Take&& take) {
     auto patience = end;
     while (!cancelled && SteadyClock::now() < std::min(end, patience)) {
         natsMsg* message = nullptr;
-        const natsStatus status = natsSubscription_NextMsg(&message, answers, kSlice.count());
+        const natsStatus status = natsSubscription_NextMsg(&message, answers, kNatsSlice.count());
         if (status == NATS_TIMEOUT) {
             if (patience == end && !firstProblem().empty()) {
                 patience = SteadyClock::now() + kAfterProblem;
@@ -381,177 +325,6 @@ std::string NatsLink::get(const std::string& bucket, const std::string& key, boo
     error = later(cancelled ? "cancelled" : "no answer about " + key);
     drop();
     return error;
-}
-
-// --- streams and buckets ---
-
-std::string NatsLink::makeStream(const Plan& plan) {
-    const std::string wrong = connect();
-    if (!wrong.empty()) return wrong;
-    jsOptions patience;
-    (void)jsOptions_Init(&patience);  // sets members, cannot fail
-    patience.Wait = std::min(settings.timeoutMs, kLongestGet);
-    jsCtx* made = nullptr;
-    natsStatus status = natsConnection_JetStream(&made, connection, &patience);
-    const Stream js(made);
-    if (status != NATS_OK) return reasonOf(status);
-    jsStreamInfo* info = nullptr;
-    jsErrCode code{};
-    status = js_GetStreamInfo(&info, made, plan.stream.c_str(), nullptr, &code);
-    if (StreamInfo(info) != nullptr) return std::string();
-    if (status == NATS_NO_RESPONDERS) {
-        return "JetStream is switched off there; add a jetstream block to the server's "
-               "configuration";
-    }
-    if (status != NATS_NOT_FOUND) return later(reasonOf(status));
-
-    std::vector<const char*> subjects;
-    for (const std::string& subject : plan.subjects) subjects.push_back(subject.c_str());
-    jsStreamConfig config;
-    (void)jsStreamConfig_Init(&config);  // sets members, cannot fail
-    config.Name = plan.stream.c_str();
-    config.Description = "events of raidwatch";
-    config.Subjects = subjects.data();
-    config.SubjectsLen = static_cast<int>(subjects.size());
-    config.Replicas = plan.copies;
-    config.MaxAge = plan.maxAgeSeconds * kNanos;
-    if (plan.maxBytes > 0) config.MaxBytes = plan.maxBytes;
-    config.Duplicates = plan.windowSeconds * kNanos;
-    info = nullptr;
-    status = js_AddStream(&info, made, &config, nullptr, &code);
-    (void)StreamInfo(info);
-    return status == NATS_OK ? std::string() : later(reasonOf(status));
-}
-
-std::string NatsLink::makeBucket(const Plan& plan) {
-    const std::string wrong = connect();
-    if (!wrong.empty()) return wrong;
-    jsOptions patience;
-    (void)jsOptions_Init(&patience);  // sets members, cannot fail
-    patience.Wait = std::min(settings.timeoutMs, kLongestGet);
-    jsCtx* made = nullptr;
-    natsStatus status = natsConnection_JetStream(&made, connection, &patience);
-    const Stream js(made);
-    if (status != NATS_OK) return reasonOf(status);
-    kvStore* store = nullptr;
-    status = js_KeyValue(&store, made, plan.stream.c_str());
-    if (Store(store) != nullptr) return std::string();
-    if (status != NATS_NOT_FOUND) return later(reasonOf(status));
-    kvConfig config;
-    (void)kvConfig_Init(&config);  // sets members, cannot fail
-    config.Bucket = plan.stream.c_str();
-    config.Description = "state of raidwatch";
-    config.History = 1;
-    config.TTL = plan.maxAgeSeconds * kNanos;
-    if (plan.maxBytes > 0) config.MaxBytes = plan.maxBytes;
-    config.Replicas = plan.copies;
-    store = nullptr;
-    status = js_CreateKeyValue(&store, made, &config);
-    (void)Store(store);
-    return status == NATS_OK ? std::string() : later(reasonOf(status));
-}
-
-// --- reading ---
-
-std::string NatsLink::readBucket(
-    const std::string& bucket,
-    const std::function<void(const std::string& key, const Entry& entry)>& take) {
-    const std::string begin = keySubject(bucket, "");
-    jsSubOptions wanted;
-    (void)jsSubOptions_Init(&wanted);  // sets members, cannot fail
-    wanted.Config.DeliverPolicy = js_DeliverLastPerSubject;
-    return stepThrough(
-        "KV_" + bucket, begin + ">", &wanted, false,
-        [&](natsMsg* message, const jsMsgMetaData* place) {
-            if (message == nullptr || !headerOf(message, "KV-Operation").empty()) {
-                return true;
-            }
-            const std::string subject = natsMsg_GetSubject(message);
-            take(subject.substr(std::min(begin.size(), subject.size())),
-                 {bodyOf(message), place->Sequence.Stream, place->Timestamp / 1000000});
-            return true;
-        });
-}
-
-std::string NatsLink::readStream(const std::string& stream, const std::string& subject,
-                                 std::int64_t sinceSeconds, bool follow,
-                                 const std::function<bool(const StreamMessage*)>& take) {
-    jsSubOptions wanted;
-    (void)jsSubOptions_Init(&wanted);  // sets members, cannot fail
-    if (sinceSeconds > 0) {
-        wanted.Config.DeliverPolicy = js_DeliverByStartTime;
-        wanted.Config.OptStartTime = sinceSeconds * kNanos;
-    }
-    return stepThrough(
-        stream, subject, &wanted, follow, [&](natsMsg* message, const jsMsgMetaData* place) {
-            if (message == nullptr) return take(nullptr);
-            const StreamMessage read{natsMsg_GetSubject(message),  headerOf(message, "Nats-Msg-Id"),
-                                     headerOf(message, kInstance), place->Sequence.Stream,
-                                     place->Timestamp / 1000000,   bodyOf(message)};
-            return take(&read);
-        });
-}
-
-std::string NatsLink::stepThrough(const std::string& stream, const std::string& subject,
-                                  jsSubOptions* wanted, bool follow, const MessageTaker& take) {
-    const std::string wrong = connect();
-    if (!wrong.empty()) return wrong;
-    jsOptions patience;
-    (void)jsOptions_Init(&patience);  // sets members, cannot fail
-    patience.Wait = std::min(settings.timeoutMs, kLongestGet);
-    jsCtx* made = nullptr;
-    natsStatus status = natsConnection_JetStream(&made, connection, &patience);
-    const Stream js(made);
-    if (status != NATS_OK) return reasonOf(status);
-    // Without `follow` only what is there now: machines that go on sending may be faster than we.
-    jsStreamInfo* info = nullptr;
-    jsErrCode code{};
-    status = js_GetStreamInfo(&info, made, stream.c_str(), nullptr, &code);
-    const StreamInfo own(info);
-    if (status == NATS_NOT_FOUND) return "there is no stream " + stream;
-    if (status == NATS_NO_RESPONDERS) return "JetStream is switched off there";
-    if (status != NATS_OK) return later(reasonOf(status));
-    const std::uint64_t last = info->State.LastSeq;
-
-    wanted->Stream = stream.c_str();
-    wanted->Ordered = true;
-    natsSubscription* subscribed = nullptr;
-    status = js_SubscribeSync(&subscribed, made, subject.c_str(), nullptr, wanted, &code);
-    if (status != NATS_OK) return later(reasonOf(status));
-    const List list(subscribed);
-    return readOn(subscribed, follow, last, take);
-}
-
-std::string NatsLink::readOn(natsSubscription* list, bool follow, std::uint64_t last,
-                             const MessageTaker& take) {
-    if (!follow) {
-        jsConsumerInfo* info = nullptr;
-        const natsStatus status = natsSubscription_GetConsumerInfo(&info, list, nullptr, nullptr);
-        const ConsumerInfo own(info);
-        if (status != NATS_OK) return later(reasonOf(status));
-        if (info->NumPending == 0 && info->Delivered.Consumer == 0) return std::string();
-    }
-    auto end = SteadyClock::now() + milliseconds(settings.timeoutMs);
-    for (;;) {
-        natsMsg* message = nullptr;
-        const natsStatus status = natsSubscription_NextMsg(&message, list, kSlice.count());
-        if (cancelled) return std::string();
-        if (status == NATS_TIMEOUT) {
-            if (follow && !take(nullptr, nullptr)) return std::string();
-            if (!follow && SteadyClock::now() > end) return later("the server stopped sending");
-            continue;
-        }
-        if (status != NATS_OK) return later(reasonOf(status));
-        const OwnMessage own(message);
-        jsMsgMetaData* place = nullptr;
-        if (natsMsg_GetMetaData(&place, message) != NATS_OK) continue;  // a heartbeat
-        const MetaData ownPlace(place);
-        end = SteadyClock::now() + milliseconds(settings.timeoutMs);
-        if (!take(message, place)) return std::string();
-        if (!follow && (place->NumPending == 0 || place->Sequence.Stream >= last)) {
-            return std::string();
-        }
-    }
 }
 
 // --- the module ---

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "agent/fleet/FleetLink.h"
+#include "agent/nats/NatsHandles.h"
 
 class NatsLink : public FleetLink {
 public:
@@ -60,6 +61,7 @@ private:
     bool collect(std::int64_t limitMs, Take&& take);
     std::string replyTo(std::uint64_t number) const;
 
+    std::string openStreams(Stream& js);
     std::string stepThrough(const std::string& stream, const std::string& subject,
                             jsSubOptions* wanted, bool follow, const MessageTaker& take);
     std::string readOn(natsSubscription* list, bool follow, std::uint64_t last,

@@ -93,6 +93,10 @@ std::vector<Answer> NatsSink::publish(const std::vector<FleetLink::Message>& mes
         if (!makeAll(error)) {
             return std::vector<Answer>(parcels.size(), {Answer::Kind::kRetry, hint(error)});
         }
+        for (std::size_t i = 0; i < said.size(); ++i) {
+            // Sent twice now: that it is there already says nothing about a copy of us.
+            if (said[i].kind != Kind::kNoStream) tried.insert(parcels[i].record->sequence);
+        }
         said = link->publish(messages);
     }
     std::vector<Answer> answers;

@@ -26,6 +26,7 @@ struct FakeFleet {
     bool isUp = true;
     std::string mayNotMake;            // why; "" when it may
     int loseAnswers = 0;               // of so many calls
+    int unready = 0;                   // for so many messages there is no stream yet
     FleetLink::Answer::Kind refuse{};  // of every message, unless it is kStored
     std::uint64_t revision = 0;
     int connects = 0;
@@ -99,6 +100,10 @@ private:
     Answer store(const Message& message) {
         using Kind = Answer::Kind;
         if (!server.isUp) return {Kind::kLater, 0, "cannot connect"};
+        if (server.unready > 0) {
+            --server.unready;
+            return {Kind::kNoStream, 0, "no stream takes it"};
+        }
         if (!server.hasStream) return {Kind::kNoStream, 0, "no stream takes it"};
         if (server.refuse != Kind::kStored) return {server.refuse, 0, "refused by the test"};
         const auto known = server.ids.find(message.id);

@@ -264,4 +264,18 @@ TEST_F(NatsSinkTest, GivenManyRecordsThenEachHasItsOwnAnswerInOrder) {
     EXPECT_EQ(64u, sink->window());
 }
 
+// As a server does that has just been started: the first ones come before its stream is there.
+TEST_F(NatsSinkTest, GivenAStreamThatComesInBetweenThenNoRecordIsTakenForThatOfACopy) {
+    server.unready = 1;
+    std::vector<Record> records(3, driveEvent());
+    std::vector<Parcel> parcels;
+    for (Record& record : records) record.sequence = commitOne(spool, record);
+    for (const Record& record : records) parcels.push_back({&record, spool.idOf(record.sequence)});
+    for (const Answer& answer : sink->deliverAll(parcels)) {
+        EXPECT_EQ(Kind::kDelivered, answer.kind) << answer.text;
+    }
+    EXPECT_EQ(3u, server.stream.size());
+    EXPECT_EQ(3u, server.ids.size());
+}
+
 }  // namespace

@@ -178,7 +178,7 @@ zcat "$work/unpacked/usr/share/man/man5/raidwatch.toml.5.gz" >"$work/page"
 inside raidwatch config schema --json >"$work/schema" || fail "config schema"
 # shellcheck disable=SC2016  # $refs is jq's
 jq -r '[.. | objects | .properties? // empty | keys[]] | unique[]' "$work/schema" >"$work/keys"
-for key in $(grep -v -x -E 'monitor|paths|access|spool|incidents|sink|journal' "$work/keys"); do
+for key in $(grep -v -x -E 'monitor|paths|access|spool|incidents|http|sink|journal' "$work/keys"); do
     tr -d '\\' <"$work/page" | grep -q -F -e "f[B]${key}f[R]" -e "fB${key}fR" ||
         fail "raidwatch.toml(5) does not tell $key"
 done
@@ -193,15 +193,18 @@ inside raidwatch config check >"$work/out" 2>&1 || fail "config check: $(cat "$w
 [ "$(inside raidwatch config show --json | jq -r '.values[].key | select(startswith("sink."))' |
     cut -d. -f2 | sort -u)" = journal ] || fail "as shipped, more is told than the journal"
 mkdir "$clean/etc/examples"
-sed 's/^#\([^ #]\)/\1/' "$clean/etc/raidwatch/raidwatch.toml" >"$clean/etc/examples/raidwatch.toml"
-for secret in mail.password chat.token; do
+# The hash of the example is none: everybody would know its token.
+hash=$(inside raidwatch config token | sed -n 's/^token_hash = //p')
+sed -e 's/^#\([^ #]\)/\1/' -e "s|^token_hash = .*|token_hash = $hash|" \
+    "$clean/etc/raidwatch/raidwatch.toml" >"$clean/etc/examples/raidwatch.toml"
+for secret in mail.password chat.token fleet.creds; do
     (umask 077 && echo secret >"$clean/etc/raidwatch/$secret")
 done
 inside raidwatch config check --config /etc/examples/raidwatch.toml >"$work/out" 2>&1 ||
     fail "the examples in raidwatch.toml: $(cat "$work/out")"
 [ "$(inside raidwatch config show --config /etc/examples/raidwatch.toml --json |
     jq -r '.values[].key | select(endswith(".type"))' | wc -l)" -ge 5 ] || fail "examples are missing"
-rm -r "$clean/etc/examples" "$clean"/etc/raidwatch/{mail.password,chat.token}
+rm -r "$clean/etc/examples" "$clean"/etc/raidwatch/{mail.password,chat.token,fleet.creds}
 inside journalctl --list-catalog 2>/dev/null | grep -q 'raidwatch: A test of the alerts' ||
     fail "journalctl does not know the catalogue"
 
