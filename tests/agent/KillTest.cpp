@@ -142,7 +142,11 @@ protected:
         while (std::getline(in, line) && !in.eof()) {
             readSoFar += line.size() + 1;
             const Json record = Json::parse(line, nullptr, false);
-            ASSERT_TRUE(record.is_object()) << line;
+            if (!record.is_object()) {
+                // A kill may cut a line short. The next run ends it, and sends the record again.
+                ASSERT_LE(++cut, killed) << line;
+                continue;
+            }
             if (!ids.insert(record["id"].get<std::string>()).second) {
                 ++repeats;
                 continue;
@@ -216,6 +220,8 @@ protected:
     std::set<std::string> ids;
     std::size_t readSoFar = 0;
     int repeats = 0;
+    int killed = 0;
+    int cut = 0;  // lines
     std::chrono::steady_clock::time_point toldAllAt;
 };
 
@@ -239,6 +245,7 @@ void KillTest::killAtRandomMoments() {
             waitAtMost(latestKill / 4);
         }
         ASSERT_EQ(-SIGKILL, room.stop(SIGKILL)) << "it ended by itself: " << room.log();
+        ++killed;
     }
     ASSERT_NO_FATAL_FAILURE(settle());
 
@@ -250,8 +257,10 @@ void KillTest::killAtRandomMoments() {
     EXPECT_GT(moves, static_cast<std::size_t>(killsPerTest()) / 2) << "too little happened";
     RecordProperty("moves", static_cast<int>(moves));
     RecordProperty("repeats", repeats);
-    std::printf("%d kills, %zu changes told, %d repeats under the same id, latest kill %lld us\n",
-                killsPerTest(), moves, repeats, static_cast<long long>(latestKill.count()));
+    std::printf(
+        "%d kills, %zu changes told, %d repeats under the same id, %d lines cut short, latest kill "
+        "%lld us\n",
+        killed, moves, repeats, cut, static_cast<long long>(latestKill.count()));
 }
 
 class ArrayKillTest : public KillTest {
