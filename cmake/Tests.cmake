@@ -93,6 +93,7 @@ if(sources AND QEL_BUILD_AGENT)
         set_source_files_properties(
             "${PROJECT_SOURCE_DIR}/tests/agent/JournalCatalogTest.cpp"
             "${PROJECT_SOURCE_DIR}/tests/agent/LateLibraryTest.cpp"
+            "${PROJECT_SOURCE_DIR}/tests/agent/MetricsRulesTest.cpp"
             PROPERTIES COMPILE_OPTIONS "-Wno-maybe-uninitialized")
     endif()
     target_compile_definitions(agent_tests PRIVATE

@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <map>
 
@@ -11,7 +12,7 @@
 #include "tests/support/MonitorRoom.h"
 
 #if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/allocator_interface.h>
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();  // g++ ships it without a header
 #endif
 
 namespace {
