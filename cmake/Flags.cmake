@@ -43,7 +43,9 @@ endforeach()
 if(QEL_SANITIZE)
     add_compile_options(-fsanitize=${QEL_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer)
-    add_link_options(-fsanitize=${QEL_SANITIZE})
+    # The sanitizers load libraries in the program's place, and the loader then asks for their run
+    # path, not for the program's. A path of the older kind counts for all.
+    add_link_options(-fsanitize=${QEL_SANITIZE} -Wl,--disable-new-dtags)
 else()
     # Fortified calls hide errors from the sanitizers, and those leave their own runtime undefined.
     target_compile_options(qel_flags INTERFACE

@@ -14,20 +14,22 @@ Failure stopping() {
 }  // namespace
 
 nlohmann::ordered_json ChangeDesk::change(const nlohmann::ordered_json& request) {
-    std::future<nlohmann::ordered_json> result;
+    std::future<Outcome> outcome;
     {
         const std::lock_guard<std::mutex> guard(mutex);
         if (closed) throw stopping();
         orders.push_back({request, {}});
-        result = orders.back().result.get_future();
+        outcome = orders.back().outcome.get_future();
     }
     wake();
-    if (result.wait_for(kPatience) != std::future_status::ready) {
+    if (outcome.wait_for(kPatience) != std::future_status::ready) {
         throw Failure(Failure::kFailed,
                       "the daemon is busy and has not answered in time; look with raidwatch "
                       "status whether it was done");
     }
-    return result.get();
+    Outcome known = outcome.get();
+    if (known.exitCode != 0) throw Failure(known.exitCode, known.trouble);
+    return std::move(known.result);
 }
 
 void ChangeDesk::serve(const CarryOut& carryOut) {
@@ -37,11 +39,17 @@ void ChangeDesk::serve(const CarryOut& carryOut) {
         taken.swap(orders);
     }
     for (Order& order : taken) {
+        Outcome outcome;
         try {
-            order.result.set_value(carryOut(order.request));
-        } catch (...) {
-            order.result.set_exception(std::current_exception());
+            outcome.result = carryOut(order.request);
+        } catch (const Failure& e) {
+            outcome.exitCode = e.exitCode;
+            outcome.trouble = e.what();
+        } catch (const std::exception& e) {
+            outcome.exitCode = Failure::kFailed;
+            outcome.trouble = e.what();
         }
+        order.outcome.set_value(std::move(outcome));
     }
 }
 

@@ -4,8 +4,12 @@
 //   Requests requests(spool, &desk, stateFile);      // on the server's thread
 //   desk.serve([&](const auto& request) { ... });    // on the pipeline's thread, in each turn
 //
-// change() returns when the change is complete, or throws what carrying it out threw. A pipeline
-// that does not come for kPatience is not waited for any longer; the change may still happen.
+// change() returns when the change is complete, or throws a Failure of what carrying it out threw.
+// A pipeline that does not come for kPatience is not waited for any longer; the change may still
+// happen.
+//
+// No exception goes from thread to thread: who frees it last is decided inside the C++ library,
+// where nobody can watch it.
 //
 // Threads  change() and close() from any; serve() on the pipeline's.
 #ifndef AGENT_DAEMON_CHANGEDESK_H
@@ -15,6 +19,7 @@
 #include <functional>
 #include <future>
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -35,9 +40,14 @@ public:
     void close();  // who waits now or comes later is told that raidwatch is stopping
 
 private:
+    struct Outcome {
+        nlohmann::ordered_json result;
+        int exitCode = 0;     // of a failure; 0: there was none
+        std::string trouble;  // its line
+    };
     struct Order {
         nlohmann::ordered_json request;
-        std::promise<nlohmann::ordered_json> result;
+        std::promise<Outcome> outcome;
     };
 
     const std::function<void()> wake;

@@ -45,12 +45,11 @@ public:
 
 const std::string& spoolFile() {
     static const std::string name = fuzz::inRoom("spool.db");
-    static Spool* const opened = [] {
+    static const std::unique_ptr<Spool> opened = [] {
         auto made = std::make_unique<Spool>(name);
         fillSample(*made);
-        return made.release();
+        return made;
     }();
-    (void)opened;
     return name;
 }
 

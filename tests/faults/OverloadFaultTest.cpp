@@ -147,7 +147,7 @@ TEST_F(OverloadFault, GivenADriveThatFlapsAtEveryPollForADayThenEachTurnIsToldAn
         for (const QELEvent& event : monitor.getEvents(0)) ++told[event.eventCode];
         if (seconds == 5) told.clear();  // the first look
         // Past what a controller's log keeps, so that its records are no growth.
-        if (seconds / 5 == polls / 2) begin = bytesInUse();
+        if (seconds / 5 == polls * 3 / 4) begin = bytesInUse();
         if (seconds / 5 > polls) return monitor.stop();
         int& state = c.drives[0].state;
         state = state == kDriveReady ? kDriveFailed : kDriveReady;

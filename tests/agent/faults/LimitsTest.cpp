@@ -97,6 +97,7 @@ TEST_F(LimitsTest, GivenFewDescriptorsThenItStartsOrSaysWhyNot) {
 
 // They run out while it runs: somebody else's leak, or a limit that is set too late.
 TEST_F(LimitsTest, GivenDescriptorsRunOutThenItLivesAndGoesOnWhenThereAreSome) {
+    if (kSanitized) GTEST_SKIP() << "NOT TESTED: sanitizers need descriptors to look at memory";
     room.start();
     ASSERT_TRUE(DaemonRoom::waitFor([&] { return room.toldCode(207) && room.isUp(); }))
         << room.log();
