@@ -53,13 +53,15 @@ int DeliveryReport::run(const Json& made) {
 
 void DeliveryReport::look() {
     for (auto& entry : lines) entry.second = Line();
+    // Before the receipts, so that what a sink has passed by now has its receipt there.
+    const Json sinks = agent.ask({{"do", "sinks"}});
     for (std::int64_t sequence = first; sequence <= last; ++sequence) {
         const Json answer = agent.ask({{"do", "record"}, {"sequence", sequence}});
         if (!answer.is_object() || !answer.contains("receipts")) continue;
         const std::int64_t at = recordFromObject(answer.value("record", Json())).at;
         for (const Json& row : answer["receipts"]) take(receiptFromJson(row), at);
     }
-    for (const Json& row : agent.ask({{"do", "sinks"}})) {
+    for (const Json& row : sinks) {
         const SinkStatus status = sinkStatusFromJson(row);
         const auto found = lines.find(status.sink);
         if (found == lines.end()) continue;
