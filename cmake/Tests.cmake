@@ -110,7 +110,7 @@ endif()
 function(qel_add_check name)
     add_test(NAME "${QEL_TEST_PREFIX}${name}" COMMAND ${ARGN}
              WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}")
-    set_tests_properties("${QEL_TEST_PREFIX}${name}" PROPERTIES TIMEOUT 600)
+    set_tests_properties("${QEL_TEST_PREFIX}${name}" PROPERTIES TIMEOUT 1800)
 endfunction()
 
 set(scripts "${PROJECT_SOURCE_DIR}/scripts")

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <utility>
 
 #include "agent/Failure.h"
@@ -35,13 +36,13 @@ constexpr char kTooMany[] =
                   "cannot " + what + " the socket " + file + " (" + std::strerror(errno) + ")");
 }
 
-// 0 when there is no such group.
-gid_t groupOf(const std::string& name) {
+std::optional<gid_t> groupOf(const std::string& name) {
     std::vector<char> space(16 * 1024);
     group entry{};
     group* found = nullptr;
     (void)getgrnam_r(name.c_str(), &entry, space.data(), space.size(), &found);
-    return found == nullptr ? 0 : found->gr_gid;
+    if (found == nullptr) return std::nullopt;
+    return found->gr_gid;
 }
 
 uid_t peerOf(int fd) {
@@ -118,13 +119,13 @@ void ControlServer::listenOn(const Access& access) {
     }
     mode_t mode = access.mode;
     if (!access.group.empty()) {
-        const gid_t group = groupOf(access.group);
-        if (group == 0 || chown(file.c_str(), static_cast<uid_t>(-1), group) != 0) {
+        const std::optional<gid_t> group = groupOf(access.group);
+        if (!group || chown(file.c_str(), static_cast<uid_t>(-1), *group) != 0) {
             mode &= ~static_cast<mode_t>(S_IRWXG);
             remark = "only this user and root may use " + file + ": " +
-                     (group == 0 ? "there is no group " + access.group +
-                                       "; make it with groupadd --system " + access.group
-                                 : "it cannot be given to the group " + access.group);
+                     (group ? "it cannot be given to the group " + access.group
+                            : "there is no group " + access.group +
+                                  "; make it with groupadd --system " + access.group);
         }
     }
     // Nobody can connect before listen(), whatever the umask says.

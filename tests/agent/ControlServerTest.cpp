@@ -87,6 +87,25 @@ protected:
     std::unique_ptr<ControlServer> server;
 };
 
+TEST_F(ControlServerTest, GivenAGroupThenItMayUseTheSocketAndOneThatIsNotThereIsSaid) {
+    struct Case {
+        const char* group;
+        mode_t mode;
+        const char* remark;
+    };
+    for (const Case& c :
+         {Case{"root", 0660, ""}, Case{"no-such-group", 0600, "there is no group"}}) {
+        if (getuid() != 0) GTEST_SKIP() << "NOT TESTED: only root gives files to groups";
+        ControlServer made(file, ControlServer::Access{0660, c.group},
+                           [](const std::string&, uid_t) { return std::string(); }, {});
+        struct stat info {};
+        ASSERT_EQ(0, stat(file.c_str(), &info));
+        EXPECT_EQ(c.mode, info.st_mode & 0777) << c.group;
+        EXPECT_EQ(*c.remark == 0, made.note().empty()) << made.note();
+        EXPECT_NE(std::string::npos, made.note().find(c.remark)) << made.note();
+    }
+}
+
 TEST_F(ControlServerTest, AnswersLineForLineAndKnowsWhoAsks) {
     serve();
     const Client client(file);
