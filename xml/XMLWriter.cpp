@@ -371,10 +371,7 @@ char XMLWriter::GetHexDigit(char byte, int high) {
 // them part of the text.
 inline char* XMLWriter::room(std::uint64_t textLength) {
     const std::uint64_t needed = length + textLength + 2;
-    if (needed >= capacity && !grow(needed)) {
-        whole = false;
-        return nullptr;
-    }
+    if (needed >= capacity && !grow(needed)) return nullptr;
     return buffer + length;
 }
 
@@ -384,7 +381,15 @@ inline void XMLWriter::commit(const char* end) {
 }
 
 // Raises the reported capacity by its rule, and the memory behind it when that is too small.
+// False, and a fragment is lost, when there is no memory. Kept out of room(), which stands in every
+// append.
 bool XMLWriter::grow(std::uint64_t needed) {
+    const bool grown = growTo(needed);
+    whole = whole && grown;
+    return grown;
+}
+
+bool XMLWriter::growTo(std::uint64_t needed) {
     std::uint64_t newCapacity = capacity != 0 ? capacity : kFirstCapacity;
     while (newCapacity < needed) newCapacity += std::min<std::uint64_t>(newCapacity, 65536);
     if (newCapacity > std::numeric_limits<std::uint32_t>::max()) return false;

@@ -103,7 +103,8 @@ private:
     static constexpr std::uint32_t kScratchSize = 64;
 
     char* room(std::uint64_t textLength);
-    bool grow(std::uint64_t needed);
+    [[gnu::noinline]] bool grow(std::uint64_t needed);
+    bool growTo(std::uint64_t needed);
     bool moveTo(std::uint64_t size);
     void expect(RaidObject const& object);
     void commit(const char* end);
