@@ -7,6 +7,7 @@
 #include "events/QELEventCollection.h"
 #include "monitor/EngineFile.h"
 #include "monitor/EventRows.h"
+#include "monitor/TextArguments.h"
 #include "snapshot/QELConfigBuilder.h"
 #include "snapshot/QELProgressCollection.h"
 #include "util/Clock.h"
@@ -134,8 +135,12 @@ std::string BaseRaidMonitor::getLogicalName(LogicalDrive*) { return std::string(
 QELEvent BaseRaidMonitor::makeEvent(const EventRow& row, const std::vector<std::string>& args) {
     // A text without arguments takes the plain look-up, which substitutes nothing.
     return QELEvent(row.code, row.severity,
-                    row.argumentCount == 0 ? nls.get(row.key) : nls.get(row.key, args),
+                    row.argumentCount == 0 ? nls.get(row.key) : localise(row.key, args),
                     row.eventId);
+}
+
+std::string BaseRaidMonitor::localise(const char* key, const std::vector<std::string>& args) {
+    return TextArguments::end(args) ? nls.get(key, args) : nls.get(key, TextArguments::inert(args));
 }
 
 std::int64_t BaseRaidMonitor::elapsedSeconds() const { return Clock::current().now() - runStart; }

@@ -241,6 +241,9 @@ private:
     void openFiles(const std::string& debugLogName, const std::string& eventLogName,
                    const std::string& snapshotName, bool explicitLogs, StorLibPlugin* plugin);
     std::string logDirectory(bool explicitLogs) const;
+    // The catalogue's text for `key`. Names in `args` that would be inserted without end are made
+    // harmless first.
+    std::string localise(const char* key, const std::vector<std::string>& args);
     void writeDebugLine(const char* format, std::va_list arguments);
     void raiseEnclosureEvents(QELEventCollection& events, Adapter* adapter,
                               PhysicalDevice* enclosure,

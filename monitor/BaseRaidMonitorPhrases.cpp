@@ -2,7 +2,6 @@
 // for events that are raised.
 #include "monitor/BaseRaidMonitor.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -57,13 +56,6 @@ constexpr LevelText kLevelTexts[] = {
     {nullptr, &phrases::kRaid60},
 };
 // clang-format on
-
-// What a device or a stored snapshot calls a thing, fit to be inserted into a text. There "{" would
-// call for a substitution, and "{0}" in the first argument for one without end.
-std::string insertable(std::string name) {
-    std::replace(name.begin(), name.end(), '{', '_');
-    return name;
-}
 
 std::string decimal(int value) { return NLSParser::itoa(value, 10); }
 std::string decimal(unsigned int value) { return decimal(static_cast<int>(value)); }
@@ -246,7 +238,7 @@ double gigabytes(const LogicalDrive& drive, const Adapter& adapter) {
 
 std::string BaseRaidMonitor::getEventID(Adapter* adapter) {
     if (adapter == nullptr) return std::string();
-    return nls.get(phrases::kController.key, {getDetailedAdapterID(adapter)});
+    return localise(phrases::kController.key, {getDetailedAdapterID(adapter)});
 }
 
 // The description begins with a blank whenever there is one: catalogue texts put it directly behind
@@ -260,9 +252,9 @@ std::string BaseRaidMonitor::getDetailedAdapterID(Adapter* adapter) {
         description += std::string(" #") + adapter->controllerSerial;
     }
     const int slot = adapter->getPhysicalSlot();
-    return nls.get(phrases::kControllerDescription.key,
-                   {decimal(adapter->addr.controllerID + 1), insertable(description),
-                    slot == kNotSet ? std::string("Unknown") : decimal(slot)});
+    return localise(phrases::kControllerDescription.key,
+                    {decimal(adapter->addr.controllerID + 1), description,
+                     slot == kNotSet ? std::string("Unknown") : decimal(slot)});
 }
 
 // An object without an adapter shows the raw number that stands for "not set": better than a gap.
@@ -273,7 +265,7 @@ std::string BaseRaidMonitor::getEventID(HardDrive* hardDrive) {
     Phrase phrase = placeOf(*hardDrive);
     phrase.args.insert(phrase.args.begin(),
                        adapter == nullptr ? decimal(kNotSet) : getDetailedAdapterID(adapter));
-    return nls.get(phrase.key->key, phrase.args);
+    return localise(phrase.key->key, phrase.args);
 }
 
 // The number is shown as stored, unlike those of controllers and channels.
@@ -282,28 +274,27 @@ std::string BaseRaidMonitor::getEventID(LogicalDrive* logicalDrive) {
     Adapter* adapter = logicalDrive->getAdapter();
     std::string drive = decimal(logicalDrive->addr.logicalDriveID);
     if (logicalDrive->isInstanceOf("ZorBasicLogicalDrive")) {
-        drive = nls.get(phrases::kNamedLogicalDrive.key,
-                        {insertable(getLogicalName(logicalDrive)), drive});
+        drive = localise(phrases::kNamedLogicalDrive.key, {getLogicalName(logicalDrive), drive});
     }
-    return nls.get(phrases::kLogicalDrive.key,
-                   {adapter == nullptr ? decimal(kNotSet) : getDetailedAdapterID(adapter), drive});
+    return localise(phrases::kLogicalDrive.key,
+                    {adapter == nullptr ? decimal(kNotSet) : getDetailedAdapterID(adapter), drive});
 }
 
 std::string BaseRaidMonitor::getEventID(Channel* channel) {
     if (channel == nullptr) return std::string();
     Adapter* adapter = channel->getAdapter();
-    return nls.get(phrases::kChannel.key,
-                   {adapter == nullptr ? decimal(kNotSet) : getDetailedAdapterID(adapter),
-                    decimal(channel->addr.channelID + 1)});
+    return localise(phrases::kChannel.key,
+                    {adapter == nullptr ? decimal(kNotSet) : getDetailedAdapterID(adapter),
+                     decimal(channel->addr.channelID + 1)});
 }
 
 std::string BaseRaidMonitor::getReplacementID(PhysicalDevice* device) {
     if (device == nullptr) return std::string();
     if (device->fruNumber[0] != 0)
-        return nls.get(phrases::kPartNumber.key, {insertable(device->fruNumber)});
+        return localise(phrases::kPartNumber.key, {std::string(device->fruNumber)});
     if (device->vendor[0] == 0 || device->model[0] == 0) return std::string();
-    return nls.get(phrases::kVendorModel.key,
-                   {insertable(device->vendor), insertable(device->model)});
+    return localise(phrases::kVendorModel.key,
+                    {std::string(device->vendor), std::string(device->model)});
 }
 
 // Hundredths without zero fill: 12.05 GB reads "12.5 GB" and 1.999 GB "1.100 GB". Intended: hosts

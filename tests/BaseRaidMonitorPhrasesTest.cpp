@@ -54,15 +54,16 @@ TEST_F(BaseRaidMonitorPhrases, GivenAnAdapterThenDescriptionBeginsWithABlankUnle
     }
 }
 
-// A stored snapshot may hold anything. "{0}" would be replaced by the text that holds it, for ever,
-// and a "{" at the end has no number behind it.
-TEST_F(BaseRaidMonitorPhrases, GivenNamesThatAskForASubstitutionThenTheyAreShownAsTheyAre) {
-    for (const char* name : {"{0}", "{1}", "a{", "{", "%eventArgController%"}) {
+// A stored snapshot may hold anything. A name that calls for itself would be inserted for ever, and
+// a "{" at the end has no number behind it.
+TEST_F(BaseRaidMonitorPhrases, GivenNamesThatAskForASubstitutionWithoutEndThenTheyAreShown) {
+    for (const char* name : {"{0} {1}", "{1}{0}", "{1} {x}", "a{", "{"}) {
         SCOPED_TRACE(name);
         std::string safe = name;
         std::replace(safe.begin(), safe.end(), '{', '_');
         setText(adapter->deviceName, name);
-        EXPECT_EQ(shown("eventArgController2", {"1", " " + safe, "Unknown"}),
+        setText(adapter->controllerSerial, name);
+        EXPECT_EQ(shown("eventArgController2", {"1", " " + safe + " #" + safe, "Unknown"}),
                   monitor.getDetailedAdapterID(adapter.get()));
         HardDrive* drive = tree::drive(*tree::channel(*adapter, 0), 1);
         setText(drive->vendor, name);
@@ -71,6 +72,20 @@ TEST_F(BaseRaidMonitorPhrases, GivenNamesThatAskForASubstitutionThenTheyAreShown
         setText(drive->fruNumber, name);
         EXPECT_EQ(shown("deviceArgFRU", {safe}), monitor.getReplacementID(drive));
     }
+}
+
+// Intended: a name is substituted like the text that it is inserted into.
+TEST_F(BaseRaidMonitorPhrases, GivenANameThatAsksForAnotherArgumentThenItIsInserted) {
+    setText(adapter->deviceName, "A{2}B{7}CD");
+    EXPECT_EQ(shown("eventArgController2", {"1", " AUnknownBCD", "Unknown"}),
+              monitor.getDetailedAdapterID(adapter.get()));
+}
+
+// Two look-ups: what the first leaves as "{0}" is an argument of the second.
+TEST_F(BaseRaidMonitorPhrases, GivenANameThatAsksTwiceThenItEndsAllTheSame) {
+    setText(adapter->deviceName, "{9}{0}");
+    EXPECT_EQ(shown("eventArgController", {shown("eventArgController2", {"1", " _0}", "Unknown"})}),
+              monitor.getEventID(adapter.get()));
 }
 
 TEST_F(BaseRaidMonitorPhrases, GivenAnAdapterThenNumberFrom1AndSlotAsStored) {
