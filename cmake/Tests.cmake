@@ -42,11 +42,13 @@ function(qel_add_tests target)
         DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 300 ${semaphore_lock})
 endfunction()
 
+option(QEL_TSAN_WHOLE "With ThreadSanitizer, build tests without a second thread as well" OFF)
+
 # qel_only_with_threads(<list of sources> [patterns]): in a build with ThreadSanitizer takes out of the
 # list the tests that have no second thread, for there it has nothing to see. Tests that have one say
 # so with std::thread, or use something that matches a pattern.
 function(qel_only_with_threads list)
-    if(NOT QEL_SANITIZE MATCHES "thread")
+    if(NOT QEL_SANITIZE MATCHES "thread" OR QEL_TSAN_WHOLE)
         return()
     endif()
     set(patterns "std::thread" "std::async" "LockRoom" ${ARGN})
@@ -82,7 +84,7 @@ file(GLOB sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/tests/agent/*Test.cpp
      "${PROJECT_SOURCE_DIR}/tests/agent/faults/*Test.cpp")
 qel_only_with_threads(sources DaemonRoom ServerProcess NetFixture LocalService MonitorThread Pipeline
     SinkWorker SinkSet SinkPump ControlServer StopSignal IdleMemory "Spool spool")
-if(QEL_SANITIZE MATCHES "thread")
+if(QEL_SANITIZE MATCHES "thread" AND NOT QEL_TSAN_WHOLE)
     # Kills, storms and recordings of hours: their threads are those of other tests.
     list(FILTER sources EXCLUDE REGEX "/(Kill|IncidentStorm|Replayer|Recording)Test.cpp$")
 endif()

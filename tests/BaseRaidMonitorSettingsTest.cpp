@@ -136,7 +136,7 @@ TEST(BaseRaidMonitorSettings, GivenALineThatIsNothingButAKeyThenItsSettingFallsB
 }
 
 TEST(BaseRaidMonitorSettings, GivenNoMemoryForTheReaderThenItSaysSoAndTheSettingsStay) {
-    if (!FailingNew::available()) GTEST_SKIP() << "the sanitizer owns operator new";
+    if (!FailingNew::available()) GTEST_SKIP() << "NOT TESTED: the sanitizer owns operator new";
     MonitorRoom room;
     room.dir.write("QELConfig.conf", "qel.eventQueueSize=500\nagent.alarm=on\n");
     VantUnderTest monitor(room.lib());

@@ -103,7 +103,7 @@ TEST(ByRefArray, GivenMoreThan32BitsOfBytesThenItIsOutOfMemory) {
 }
 
 TEST(ByRefArray, GivenNoMemoryThenThrowsAndKeepsItsEntries) {
-    if (!FailingNew::available()) GTEST_SKIP() << "the sanitizer owns operator new";
+    if (!FailingNew::available()) GTEST_SKIP() << "NOT TESTED: the sanitizer owns operator new";
     Numbers numbers(8, 1);
     numbers.Insert(0, 1);
     int code = 0;
@@ -124,7 +124,7 @@ TEST(ByRefArray, GivenNoMemoryThenThrowsAndKeepsItsEntries) {
 
 // Memory that no entry uses goes before the new block is asked for.
 TEST(ByRefArray, GivenNoMemoryAndNoEntriesThenWhatWasReservedIsGone) {
-    if (!FailingNew::available()) GTEST_SKIP() << "the sanitizer owns operator new";
+    if (!FailingNew::available()) GTEST_SKIP() << "NOT TESTED: the sanitizer owns operator new";
     Numbers numbers(800, 8);
     bool thrown = false;
     {

@@ -215,7 +215,7 @@ TEST(XMLWriter, EveryByteIsEscapedByItsRule) {
 }
 
 TEST(XMLWriter, GivenLongerThan32BitsWhenWrittenThenOnlyTheLow32BitsCount) {
-    if (sizeof(long) == 4) GTEST_SKIP() << "long has 32 bits here";
+    if (sizeof(long) == 4) GTEST_SKIP() << "NOT TESTED: long has 32 bits here";
     const auto wide = static_cast<long>(0x1ffffffffLL);
     const auto size = static_cast<unsigned long>(0x100000002ULL);
     EXPECT_EQ(R"( n="-1" n="4294967295" d="0a ff")", writtenBy([wide, size](XMLWriter& writer) {
@@ -504,7 +504,7 @@ TEST(XMLWriter, OwnersBufferIsReplacedAndKeptCurrent) {
 }
 
 TEST(XMLWriter, GivenNoMemoryAtConstructionThenTheFirstAppendAllocates) {
-    if (!FailingNew::available()) GTEST_SKIP() << "the sanitizer owns operator new";
+    if (!FailingNew::available()) GTEST_SKIP() << "NOT TESTED: the sanitizer owns operator new";
     char* text = nullptr;
     std::unique_ptr<XMLWriter> writer;
     {
@@ -522,7 +522,7 @@ TEST(XMLWriter, GivenNoMemoryAtConstructionThenTheFirstAppendAllocates) {
 }
 
 TEST(XMLWriter, GivenNoMemoryWhenGrowingThenOnlyThatFragmentIsLost) {
-    if (!FailingNew::available()) GTEST_SKIP() << "the sanitizer owns operator new";
+    if (!FailingNew::available()) GTEST_SKIP() << "NOT TESTED: the sanitizer owns operator new";
     char* text = nullptr;
     XMLWriter writer(&text);
     const std::string big(1000, 'z');

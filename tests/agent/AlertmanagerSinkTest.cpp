@@ -236,7 +236,8 @@ protected:
     void SetUp() override {
         unsetenv("http_proxy");
         if (access(kAlertmanager, X_OK) != 0) {
-            GTEST_SKIP() << "no " << kAlertmanager << "; install prometheus-alertmanager";
+            GTEST_SKIP() << "NOT TESTED: no " << kAlertmanager
+                         << "; install prometheus-alertmanager";
         }
         ASSERT_TRUE(receiver.up()) << receiver.whyNot();
         dir.write("alertmanager.yml",

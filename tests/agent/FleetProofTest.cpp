@@ -569,7 +569,8 @@ protected:
         const std::string why = whyWithout(kPrometheus);
         if (!why.empty()) GTEST_SKIP() << why;
         if (access(kAlertmanager, X_OK) != 0) {
-            GTEST_SKIP() << "no " << kAlertmanager << "; install prometheus-alertmanager";
+            GTEST_SKIP() << "NOT TESTED: no " << kAlertmanager
+                         << "; install prometheus-alertmanager";
         }
         ASSERT_TRUE(receiver.up()) << receiver.whyNot();
         (void)dir.write("alertmanager.yml",

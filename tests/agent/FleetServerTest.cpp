@@ -260,7 +260,7 @@ TEST_F(FleetServerTest, GivenAccountsThatMayDoLittleThenItIsEnough) {
 TEST_F(FleetServerTest, GivenAKeyOrCredentialsThenTheMachineLogsInWithThem) {
     const std::string made = "/usr/bin/python3 " + net::supportFile("nats_logins.py") + " " +
                              dir.folder() + " 2>/dev/null && echo made";
-    if (net::outputOf(made) != "made\n") GTEST_SKIP() << "there is no openssl";
+    if (net::outputOf(made) != "made\n") GTEST_SKIP() << "NOT TESTED: there is no openssl";
     const auto with = [&](const std::map<std::string, std::string>& keys) {
         Machine machine("stor7", server.url());
         machine.settings.timeout = 5;
@@ -285,7 +285,7 @@ TEST_F(FleetServerTest, GivenAKeyOrCredentialsThenTheMachineLogsInWithThem) {
 TEST_F(FleetServerTest, GivenTlsThenBothSidesMustProveThemselves) {
     if (!net::makeCertificate(dir, "server") || !net::makeCertificate(dir, "client") ||
         !net::makeCertificate(dir, "other")) {
-        GTEST_SKIP() << "there is no openssl";
+        GTEST_SKIP() << "NOT TESTED: there is no openssl";
     }
     ASSERT_TRUE(server.start("", "tls {\n cert_file: \"" + dir.file("server.pem") +
                                      "\"\n key_file: \"" + dir.file("server.key") +

@@ -16,8 +16,8 @@
 #include "storlib/System.h"
 #include "storlib/VantAdapter.h"
 #include "storlib/VantLib.h"
+#include "tests/agent/support/QuickClock.h"
 #include "tests/support/TempDir.h"
-#include "util/Clock.h"
 
 namespace {
 
@@ -51,22 +51,6 @@ public:
     std::atomic<bool> blankVendor{false};
     std::atomic<int> driveState{kDriveMember};
     std::atomic<int> readings{0};
-};
-
-// Lets a minute of the engine pass in a few milliseconds, but does not spin.
-class QuickClock : public Clock {
-public:
-    QuickClock() : before(Clock::set(this)) {}
-    ~QuickClock() override { Clock::set(before); }
-    std::int64_t now() override { return time; }
-    void sleepSeconds(unsigned seconds) override {
-        std::this_thread::sleep_for(milliseconds(1));
-        time += static_cast<std::int64_t>(seconds) * 13;
-    }
-
-private:
-    std::atomic<std::int64_t> time{1000000000};
-    Clock* before;
 };
 
 class MonitorThreadTest : public testing::Test {

@@ -20,7 +20,7 @@ protected:
     void SetUp() override {
         const std::string probe = std::string(net::kPython) + " -c 'import jsonschema' 2>&1";
         if (std::system(probe.c_str()) != 0) {  // NOLINT(concurrency-mt-unsafe)
-            GTEST_SKIP() << "python3-jsonschema is not installed";
+            GTEST_SKIP() << "NOT TESTED: python3-jsonschema is not installed";
         }
         std::filesystem::create_directories(folder.file("answers"));
     }

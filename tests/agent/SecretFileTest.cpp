@@ -39,7 +39,7 @@ TEST(SecretFile, OnlyItsOwnerMayReadIt) {
 }
 
 TEST(SecretFile, GivenSomebodyElsesFileThenItIsRefusedWhateverItsMode) {
-    if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+    if (geteuid() != 0) GTEST_SKIP() << "NOT TESTED: only root can give a file away";
     const TempDir dir;
     const std::string file = dir.write("secret", "word\n");
     ASSERT_EQ(0, chmod(file.c_str(), 0600));

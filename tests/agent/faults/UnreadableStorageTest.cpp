@@ -20,7 +20,7 @@
 #include "storlib/System.h"
 #include "storlib/VantAdapter.h"
 #include "tests/agent/DaemonRoom.h"
-#include "util/Clock.h"
+#include "tests/agent/support/QuickClock.h"
 
 namespace {
 
@@ -48,22 +48,6 @@ public:
     std::atomic<bool> throws{false};
     std::atomic<bool> hangs{false};
     std::atomic<int> readings{0};
-};
-
-// A minute of the engine passes in a few milliseconds.
-class QuickClock : public Clock {
-public:
-    QuickClock() : before(Clock::set(this)) {}
-    ~QuickClock() override { Clock::set(before); }
-    std::int64_t now() override { return time; }
-    void sleepSeconds(unsigned seconds) override {
-        std::this_thread::sleep_for(milliseconds(1));
-        time += static_cast<std::int64_t>(seconds) * 13;
-    }
-
-private:
-    std::atomic<std::int64_t> time{1000000000};
-    Clock* before;
 };
 
 // The monitoring thread of a daemon, and what its host would make of each turn.
