@@ -6,6 +6,10 @@ set(AGENT_MAIN "${PROJECT_SOURCE_DIR}/agent/main.cpp")
 list(REMOVE_ITEM AGENT_SOURCES "${AGENT_MAIN}")
 # The modules, below.
 list(FILTER AGENT_SOURCES EXCLUDE REGEX "/agent/(web/module|nats)/")
+if(QEL_FUZZ)
+    # What no fuzzer links; compiling it for them would take minutes.
+    list(FILTER AGENT_SOURCES EXCLUDE REGEX "/agent/(sinks|doctor)/|/agent/commands/.*Verb\\.cpp$")
+endif()
 if(NOT EXISTS "${AGENT_MAIN}" OR NOT AGENT_SOURCES)
     message(FATAL_ERROR "agent/ holds no main.cpp or nothing else; -DQEL_BUILD_AGENT=OFF skips it")
 endif()
@@ -65,9 +69,11 @@ target_include_directories(raidwatch_core SYSTEM PUBLIC
     ${CURL_INCLUDE_DIRS} ${LibArchive_INCLUDE_DIRS} ${systemd_INCLUDE_DIRS})
 
 # A daemon that stands for years: what it holds in memory counts, and its own code is never what
-# takes time. The libraries are made for speed.
+# takes time. The libraries are made for speed. For the sanitizers it is compiled as fast as it can be.
 if(NOT QEL_SANITIZE)
     target_compile_options(raidwatch_core PRIVATE $<$<NOT:$<CONFIG:Debug>>:-Os>)
+elseif(NOT QEL_FUZZ)
+    target_compile_options(raidwatch_core PRIVATE -O0)
 endif()
 
 add_executable(raidwatch "${AGENT_MAIN}")

@@ -33,8 +33,12 @@ function(qel_add_tests target)
         QEL_SOURCE_DIR="${PROJECT_SOURCE_DIR}" QEL_BINARY_DIR="${PROJECT_BINARY_DIR}")
     target_link_libraries(${target} PRIVATE qel_flags GTest::gmock GTest::gtest_main)
     # Tests are compiled longer than they run: half of that is optimising them and describing their
-    # variables. What they test keeps the flags of the build.
-    target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-O1> $<$<NOT:$<CONFIG:Debug>>:-g1>)
+    # variables, with sanitizers more. What they test keeps the flags of the build.
+    set(effort -O1)
+    if(QEL_SANITIZE)
+        set(effort -O0)
+    endif()
+    target_compile_options(${target} PRIVATE ${effort} -g1)
     set_target_properties(${target} PROPERTIES CROSSCOMPILING_EMULATOR "${room}")
     add_dependencies(${target} catalogue)
     gtest_discover_tests(${target}
