@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <set>
+
 #include "agent/spool/Spool.h"
 #include "tests/agent/DaemonRoom.h"
 
@@ -114,6 +116,49 @@ TEST_F(LimitsTest, GivenDescriptorsRunOutThenItLivesAndGoesOnWhenThereAreSome) {
     EXPECT_TRUE(DaemonRoom::waitFor([&] { return removals("drive:S1") == 1; })) << room.log();
     EXPECT_EQ(0, room.stop(SIGTERM)) << room.log();
     expectSoundAndTold();
+}
+
+// The limit under which exactly so many descriptors can still be had.
+rlim_t limitThatLeaves(int spare, pid_t process) {
+    std::set<rlim_t> used;
+    for (const auto& entry :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fd")) {
+        used.insert(std::stoul(entry.path().filename().string()));
+    }
+    rlim_t limit = 0;
+    for (int free = 0; free < spare || used.count(limit) != 0; ++limit) {
+        if (used.count(limit) == 0) ++free;
+    }
+    return limit;
+}
+
+// A few are left, so that something can be opened, but not all that a reading of the machine needs.
+TEST_F(LimitsTest, GivenFewDescriptorsWhileItRunsThenNoDriveIsToldToBeGone) {
+    if (kSanitized) GTEST_SKIP() << "NOT TESTED: sanitizers need descriptors to look at memory";
+    room.start();
+    ASSERT_TRUE(DaemonRoom::waitFor([&] { return room.toldCode(207) && room.isUp(); }))
+        << room.log();
+    rlimit before{};
+    ASSERT_EQ(0, prlimit(room.pid, RLIMIT_NOFILE, nullptr, &before));
+    for (int spare = 0; spare <= 12; ++spare) {
+        const rlimit few{limitThatLeaves(spare, room.pid), before.rlim_max};
+        ASSERT_EQ(0, prlimit(room.pid, RLIMIT_NOFILE, &few, nullptr));
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));  // some polls and a refresh
+        ASSERT_FALSE(hasEnded()) << room.log();
+    }
+    ASSERT_EQ(0, prlimit(room.pid, RLIMIT_NOFILE, &before, nullptr));
+    room.machine.add("x /sys/block/sdb");
+    EXPECT_TRUE(DaemonRoom::waitFor([&] { return removals("drive:S1") == 1; })) << room.log();
+    EXPECT_EQ(0, room.stop(SIGTERM)) << room.log();
+    expectSoundAndTold();
+    for (const Json& record : room.told()) {
+        const Json& data = record["data"];
+        if (!data.contains("event")) continue;
+        const int code = data["event"]["code"];
+        EXPECT_TRUE(code == 207 || code == 299 || code == 406 || code == 407 ||
+                    code == kDriveRemoved || code == 499)
+            << data;
+    }
 }
 
 TEST_F(LimitsTest, GivenLittleMemoryThenItStartsOrSaysWhyNot) {
