@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -22,10 +24,9 @@ constexpr int kMostSpare = 100;
 class FewDescriptors {
 public:
     explicit FewDescriptors(int spare) {
-        constexpr rlim_t kFew = 256;
         rlimit limit{};
         EXPECT_EQ(0, getrlimit(RLIMIT_NOFILE, &limit));
-        limit.rlim_cur = kFew;
+        limit.rlim_cur = highestInUse() + 1 + kMostSpare;
         EXPECT_EQ(0, setrlimit(RLIMIT_NOFILE, &limit));
         for (int taken = 0; (taken = open("/dev/null", O_RDONLY | O_CLOEXEC)) >= 0;) {
             all.push_back(taken);
@@ -39,6 +40,14 @@ public:
     FewDescriptors& operator=(const FewDescriptors&) = delete;
 
 private:
+    // Tests that ran before in this process may have left many open.
+    static rlim_t highestInUse() {
+        rlim_t highest = 0;
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            highest = std::max<rlim_t>(highest, std::stoul(entry.path().filename().string()));
+        }
+        return highest;
+    }
     void giveOneBack() {
         (void)close(all.back());
         all.pop_back();
