@@ -21,8 +21,9 @@ bool hasPlaceholder(const std::string& arg) { return arg.find('{') != std::strin
 
 }  // namespace
 
-bool canFill(std::string text, const List& args) {
+bool canFill(const std::string& unfilled, const List& args) {
     if (std::none_of(args.begin(), args.end(), hasPlaceholder)) return true;
+    std::string text = unfilled;
     int done = 0;
     for (std::size_t at = 0; (at = text.find('{', at)) != std::string::npos;) {
         const bool isOpen = at + 1 == text.size();

@@ -22,7 +22,7 @@ using List = std::vector<std::string>;
 // Whether NLSParser::parse() comes to an end over `text` with these arguments, and without an
 // exception. More than a thousand substitutions, or a text that grows beyond 1 MiB, count as
 // without end. Always true without a "{" in the arguments: the text is its author's.
-bool canFill(std::string text, const List& args);
+bool canFill(const std::string& text, const List& args);
 
 // The arguments with "_" for every "{", so that nothing is substituted in them.
 List inert(List args);
