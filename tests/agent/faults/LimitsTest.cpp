@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <set>
 
 #include "agent/spool/Spool.h"
@@ -63,6 +64,12 @@ protected:
         EXPECT_EQ(1, removals("drive:S1"));
         EXPECT_EQ(1, allRemovals()) << "no drive that is there was told to be gone";
     }
+    bool saysOneOf(std::size_t from, const std::vector<std::string>& reasons) const {
+        const std::string log = room.log();
+        return std::any_of(reasons.begin(), reasons.end(), [&](const std::string& reason) {
+            return log.find(reason, from) != std::string::npos;
+        });
+    }
     void leaveASpool() {
         room.start();
         ASSERT_TRUE(DaemonRoom::waitFor([&] { return room.toldCode(207) && room.isUp(); }))
@@ -77,7 +84,7 @@ TEST_F(LimitsTest, GivenFewDescriptorsThenItStartsOrSaysWhyNot) {
     if (access("/usr/bin/prlimit", X_OK) != 0) GTEST_SKIP() << "NOT TESTED: no prlimit here";
     leaveASpool();
     room.machine.add("x /sys/block/sdb");
-    for (const int most : {4, 6, 8, 10, 12, 16, 20, 24}) {
+    for (int most = 4; most <= 24; ++most) {
         SCOPED_TRACE(most);
         const std::size_t logged = room.log().size();
         std::filesystem::remove(room.dir.file("run/state.json"));
@@ -92,7 +99,8 @@ TEST_F(LimitsTest, GivenFewDescriptorsThenItStartsOrSaysWhyNot) {
         const int code = room.waitForEnd();
         EXPECT_TRUE(code == 0 || code == 1 || code == 127) << code << room.log();
         if (code != 0) {
-            EXPECT_NE(std::string::npos, room.log().find(": ", logged)) << "a line that says why";
+            // The second is the loader's.
+            EXPECT_TRUE(saysOneOf(logged, {"Too many open files", "shared object"})) << room.log();
         }
     }
     expectSoundAndTold();
@@ -183,7 +191,7 @@ TEST_F(LimitsTest, GivenLittleMemoryThenItStartsOrSaysWhyNot) {
         EXPECT_TRUE(code == 0 || code == 1 || code == 127 || code == -SIGABRT)
             << code << room.log();
         if (code != 0) {
-            EXPECT_LT(logged, room.log().size()) << "a line that says why";
+            EXPECT_TRUE(saysOneOf(logged, {"emory", "shared object", "bad_alloc"})) << room.log();
         }
     }
     expectSoundAndTold();
