@@ -5,8 +5,10 @@
 #include <map>
 #include <vector>
 
+#include "agent/Below.h"
 #include "agent/SafeText.h"
 #include "agent/SataPort.h"
+#include "agent/StorageWords.h"
 #include "storlib/Adapter.h"
 #include "storlib/Channel.h"
 #include "storlib/Enclosure.h"
@@ -18,49 +20,6 @@
 #include "storlib/System.h"
 
 namespace {
-
-struct Word {
-    int number;
-    const char* word;
-};
-
-// clang-format off
-constexpr Word kDriveStates[] = {
-    {kDriveReady,      "ready"},
-    {kDriveMember,     "member"},
-    {kDriveFailed,     "FAILED"},
-    {kDriveHotSpare,   "hot spare"},
-    {kDriveRebuilding, "rebuilding"},
-    {kDriveNotPresent, "absent"},
-};
-constexpr Word kArrayStates[] = {
-    {kLogicalFree,           "free"},
-    {kLogicalOffline,        "OFFLINE"},
-    {kLogicalOptimal,        "optimal"},
-    {kLogicalDegraded,       "DEGRADED"},
-    {kLogicalResyncing,      "resyncing"},
-    {kLogicalHidden,         "hidden"},
-    {kLogicalRebuilding,     "REBUILDING"},
-    {kLogicalCriticalHidden, "hidden"},
-};
-constexpr Word kRaidLevels[] = {
-    {kRaid0, "RAID 0"}, {kRaid1, "RAID 1"}, {kRaid1E, "RAID 1E"}, {kRaid3, "RAID 3"},
-    {kRaid4, "RAID 4"}, {kRaid5, "RAID 5"}, {kRaid5E, "RAID 5E"}, {kRaid5EE, "RAID 5EE"},
-    {kRaid00, "RAID 00"}, {kRaid10, "RAID 10"}, {kRaid1E0, "RAID 1E0"}, {kRaid50, "RAID 50"},
-    {kSpannedVolume, "spanned"}, {kRaidVolume, "volume"},
-    {kSimpleVolume, "simple"}, {kRaid6, "RAID 6"}, {kRaid60, "RAID 60"},
-};
-constexpr Word kAdapterStates[] = {{kAdapterNormal, "normal"}, {kAdapterFailed, "FAILED"}};
-
-// clang-format on
-
-template <class Table>
-std::string wordOf(const Table& table, int number, const char* otherwise) {
-    for (const Word& row : table) {
-        if (row.number == number) return row.word;
-    }
-    return otherwise + std::to_string(number);
-}
 
 // One cell of a table: exactly `width` columns; "-" when there is nothing to show, cut with "~"
 // when there is too much.
@@ -97,17 +56,6 @@ std::string place(const char* kind, const Addr& at) {
            std::to_string(at.channelID) + ":" + std::to_string(at.deviceID);
 }
 
-template <class Kind>
-std::vector<const Kind*> below(const RaidObject& object, const char* type) {
-    std::vector<RaidObject*> list;
-    object.getChildren(list, type, true, true);
-    std::vector<const Kind*> found;
-    for (RaidObject* each : list) {
-        if (const auto* kind = dynamic_cast<const Kind*>(each)) found.push_back(kind);
-    }
-    return found;
-}
-
 // Slot of a drive by the SAS address that the enclosure's slot element and the drive share.
 class Slots {
 public:
@@ -131,18 +79,23 @@ private:
     std::map<std::string, std::string> names;
 };
 
+std::string adapterWord(int status) {
+    if (status == kAdapterNormal) return "normal";
+    return status == kAdapterFailed ? "FAILED" : "status " + std::to_string(status);
+}
+
 std::string adapterLine(const Adapter& adapter) {
     const std::string name = joined(adapter.deviceVendor, adapter.deviceName);
     std::string line = "adapter " + std::to_string(adapter.addr.controllerID) + "  ";
     line += cell(name, 40);
     line += "  PCI " + std::to_string(adapter.pciBus) + "-" + std::to_string(adapter.pciDevice) +
             "-" + std::to_string(adapter.pciFunction);
-    line += "  " + wordOf(kAdapterStates, adapter.getAdapterStatus(), "status ");
+    line += "  " + adapterWord(adapter.getAdapterStatus());
     return line + "\n";
 }
 
 std::string driveLine(const HardDrive& drive, const Slots& slots) {
-    std::string state = driveStateWord(drive.state);
+    std::string state = listedDriveWord(drive.state);
     if (drive.getPfaError()) state += ", FAILING";
     const auto size = static_cast<unsigned long long>(drive.size < 0 ? 0 : drive.size);
     return row(place("drive", drive.addr), slots.of(drive), joined(drive.vendor, drive.model),
@@ -151,7 +104,7 @@ std::string driveLine(const HardDrive& drive, const Slots& slots) {
 
 std::string arrayLine(const LogicalDrive& array, bool inBlocks) {
     const unsigned long long size = array.getDataSpace64();
-    std::string state = arrayStateWord(array.getState());
+    std::string state = listedArrayWord(array.getState());
     if (array.getBlockedAccess()) state += ", BLOCKED";
     if (array.badBlockCount > 0) state += ", bad stripes";
     return row("array " + std::to_string(array.addr.logicalDriveID),
@@ -173,10 +126,6 @@ std::string enclosureLine(const PhysicalDevice& device, const std::string& units
 }
 
 }  // namespace
-
-std::string driveStateWord(int state) { return wordOf(kDriveStates, state, "state "); }
-std::string arrayStateWord(int state) { return wordOf(kArrayStates, state, "state "); }
-std::string raidLevelWord(int level) { return wordOf(kRaidLevels, level, "level "); }
 
 std::string sizeText(unsigned long long megabytes) {
     if (megabytes == 0) return "-";

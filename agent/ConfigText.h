@@ -16,11 +16,6 @@ class System;
 
 std::string configText(const System& system);  // every line with its line end
 
-// Words for numbers, for example "rebuilding"; "state 9" for one without a word.
-std::string driveStateWord(int state);
-std::string arrayStateWord(int state);
-std::string raidLevelWord(int level);
-
 // "189 MB", "1.8 GB", "16.4 TB", from megabytes of 1024 * 1024 bytes; "-" for 0.
 std::string sizeText(unsigned long long megabytes);
 

@@ -40,6 +40,7 @@ public:
     Temporary& operator=(const Temporary&) = delete;
 
     const std::string& name() const { return path; }
+    bool isMade() const { return fd.get() >= 0; }
 
     bool fill(const std::string& text, unsigned mode) {
         std::size_t done = 0;
@@ -71,7 +72,7 @@ std::string folderOf(const std::string& file) {
 
 void writeSafely(const std::string& file, const std::string& text, SafeWrite how, unsigned mode) {
     Temporary fresh(file);
-    if (!fresh.fill(text, mode)) fail(file);
+    if (!fresh.isMade() || !fresh.fill(text, mode)) fail(file);
     if (how == SafeWrite::kReplace) {
         if (rename(fresh.name().c_str(), file.c_str()) != 0) fail(file);
     } else if (link(fresh.name().c_str(), file.c_str()) != 0 && errno != EEXIST) {

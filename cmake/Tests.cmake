@@ -139,6 +139,9 @@ if(QEL_REPO_CHECKS)
     qel_add_check(Sources.HardeningChecker
                   "${PROJECT_SOURCE_DIR}/tests/scripts/check_hardening_test")
     qel_add_check(Sources.VoiceChecker "${PROJECT_SOURCE_DIR}/tests/scripts/check_voice_test")
+    qel_add_check(Sources.TestNames "${scripts}/check-test-names")
+    qel_add_check(Sources.TestNamesChecker
+                  "${PROJECT_SOURCE_DIR}/tests/scripts/check_test_names_test")
     qel_add_check(Sources.Format "${scripts}/check-format")
     qel_add_check(Sources.Voice "${scripts}/check-voice")
     qel_add_check(Sources.Formats "${scripts}/check-formats" "${PROJECT_BINARY_DIR}")

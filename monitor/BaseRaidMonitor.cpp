@@ -140,7 +140,10 @@ QELEvent BaseRaidMonitor::makeEvent(const EventRow& row, const std::vector<std::
 }
 
 std::string BaseRaidMonitor::localise(const char* key, const std::vector<std::string>& args) {
-    return TextArguments::end(args) ? nls.get(key, args) : nls.get(key, TextArguments::inert(args));
+    std::string text = nls.get(key);
+    nls.replacePhraseStrings(text);
+    NLSParser::parse(text, TextArguments::canFill(text, args) ? args : TextArguments::inert(args));
+    return text;
 }
 
 std::int64_t BaseRaidMonitor::elapsedSeconds() const { return Clock::current().now() - runStart; }

@@ -44,16 +44,20 @@ bool isPlainFile(std::FILE* stream) {
     return fstat(fileno(stream), &info) == 0 && S_ISREG(info.st_mode);
 }
 
-bool endsWith(const std::string& text, std::size_t length, char const* end) {
-    const std::size_t size = std::strlen(end);
-    return length >= size && text.compare(length - size, size, end) == 0;
-}
-
-// Every snapshot ends with the end of its root.
+// Every snapshot ends with the end of its root, be it "</System>" or "<System/>". Blanks are
+// allowed where the parser takes them.
 bool isWhole(const std::string& text) {
-    const std::size_t last = text.find_last_not_of(" \t\r\n");
-    if (last == std::string::npos) return false;
-    return endsWith(text, last + 1, "</System>") || endsWith(text, last + 1, "<System/>");
+    constexpr char kBlanks[] = " \t\r\n";
+    constexpr char kRoot[] = "System";
+    const std::size_t last = text.find_last_not_of(kBlanks);
+    const std::size_t open = text.rfind('<');
+    if (last == std::string::npos || open == std::string::npos) return false;
+    if (last < open || text[last] != '>' || text.find('>', open) != last) return false;
+    const bool closes = text[open + 1] == '/';
+    const std::size_t name = open + (closes ? 2 : 1);
+    const std::size_t nameEnd = text.find_first_of(" \t\r\n/>", name);
+    if (text.compare(name, nameEnd - name, kRoot) != 0) return false;
+    return closes || text[last - 1] == '/';
 }
 
 std::unique_ptr<QELSystem> emptySystem() { return std::make_unique<QELSystem>(kStorLibGeneric); }

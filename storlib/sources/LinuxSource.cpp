@@ -38,6 +38,7 @@ void LinuxSource::setRoot(const std::string& root) {
 
 Ret LinuxSource::fill(System& system) {
     LinuxLook now = LinuxLook::take(reader, enclosures, MdArrays::Depth::kTree);
+    if (reader.ranShort()) return failedForWant();
     if (!now.readable) {
         error = "neither /sys nor /proc/mdstat can be read below " + reader.getRoot();
         return Ret{Ret::kFailed, ENOENT};
@@ -47,15 +48,27 @@ Ret LinuxSource::fill(System& system) {
         const MdArray* before = last.findArray(array.name);
         if (before != nullptr) MdArrays::remember(*before, array);
     }
-    drives = BlockDrives::read(reader, now.blocks);
-    health.step(drives);
-    tree.build(system, now, drives, &health, places);
+    std::vector<LinuxDrive> found = BlockDrives::read(reader, now.blocks);
+    LinuxPlaces foundPlaces;
+    health.step(found);
+    if (!tree.build(system, now, found, &health, foundPlaces)) {
+        last = std::move(now);  // that was whole, and what it showed is recorded
+        looked = true;
+        return failedForWant();
+    }
+    drives = std::move(found);
+    places = std::move(foundPlaces);
     shown = now.conditions(places);
     last = std::move(now);
     looked = true;
     asked.clear();
     error.clear();
     return Ret{};
+}
+
+Ret LinuxSource::failedForWant() {
+    error = "the machine cannot be read whole: no descriptors or no memory left";
+    return Ret{Ret::kFailed, EMFILE};
 }
 
 void LinuxSource::record(const LinuxLook& now) {
@@ -90,7 +103,7 @@ void LinuxSource::recordChangedControllers(const LinuxLook& now) {
 void LinuxSource::look() {
     health.step(drives);
     LinuxLook now = LinuxLook::take(reader, enclosures, MdArrays::Depth::kLook);
-    if (!now.readable) return;
+    if (reader.ranShort() || !now.readable) return;
     record(now);
     for (MdArray& array : now.arrays) {
         const MdArray* before = last.findArray(array.name);
@@ -106,6 +119,7 @@ Ret LinuxSource::tasks(const Addr& address, ProgressCollection& found) {
     for (const MdArray& array : last.arrays) {
         if (array.minor != address.logicalDriveID || MdArrays::isContainer(array)) continue;
         const MdTask task = MdArrays::task(reader, array);
+        if (reader.ranShort()) return failedForWant();
         if (task.type == kTaskNone) return Ret{};
         found.addProgress(
             Progress(task.type, task.percent, task.status, Addr::ofLogicalDrive(0, array.minor)));

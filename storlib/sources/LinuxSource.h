@@ -12,7 +12,9 @@
 //           from the last tree, every look records a "configuration changed" for the controllers
 //           that differ, so that a failed drive is told at the next poll, and a tree that could
 //           not be read is asked for again.
-// Errors    fill() fails only when neither /sys nor /proc/mdstat can be read below the root.
+// Errors    fill() fails when neither /sys nor /proc/mdstat can be read below the root, or when
+//           descriptors or memory ran out meanwhile: a part of a machine is never taken for the
+//           whole. Then tasks() fails too, and a look that was not whole counts as not taken.
 // Threads   One at a time.
 #ifndef STORLIB_SOURCES_LINUXSOURCE_H
 #define STORLIB_SOURCES_LINUXSOURCE_H
@@ -51,6 +53,7 @@ public:
     SysfsReader& getReader() { return reader; }
 
 private:
+    Ret failedForWant();
     void look();
     void record(const LinuxLook& now);
     void recordChangedControllers(const LinuxLook& now);

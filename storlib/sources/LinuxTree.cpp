@@ -325,9 +325,9 @@ void LinuxTree::addDrive(Branch& branch, const LinuxDrive& drive, const Roles& r
 LinuxTree::Branch* LinuxTree::homeOf(std::vector<Branch>& branches,
                                      const LinuxEnclosure& enclosure) {
     const std::string& place = enclosure.device.devicePath;
-    const auto usual = enclosureHomes.find(place);
+    const auto usual = lasting.enclosureHomes.find(place);
     for (Branch& branch : branches) {
-        if (usual != enclosureHomes.end() && branch.controller.pci == usual->second) {
+        if (usual != lasting.enclosureHomes.end() && branch.controller.pci == usual->second) {
             return &branch;
         }
     }
@@ -341,7 +341,7 @@ LinuxTree::Branch* LinuxTree::homeOf(std::vector<Branch>& branches,
             }
         }
     }
-    if (home != nullptr) enclosureHomes[place] = home->controller.pci;
+    if (home != nullptr) lasting.enclosureHomes[place] = home->controller.pci;
     return home;
 }
 
@@ -412,8 +412,18 @@ void LinuxTree::placeMembers(const System& system, const LinuxLook& look,
     }
 }
 
-void LinuxTree::build(System& system, const LinuxLook& seen, const std::vector<LinuxDrive>& drives,
+bool LinuxTree::build(System& system, const LinuxLook& seen, const std::vector<LinuxDrive>& drives,
                       const SmartHealth* health, LinuxPlaces& places) {
+    Lasting before = lasting;
+    buildWhole(system, seen, drives, health, places);
+    if (!reader.ranShort()) return true;
+    lasting = std::move(before);
+    return false;
+}
+
+void LinuxTree::buildWhole(System& system, const LinuxLook& seen,
+                           const std::vector<LinuxDrive>& drives, const SmartHealth* health,
+                           LinuxPlaces& places) {
     LinuxLook look = seen;
     loseSilentDrives(look, drives);
     mounts = mountedNames(reader);
@@ -426,12 +436,12 @@ void LinuxTree::build(System& system, const LinuxLook& seen, const std::vector<L
     std::vector<Branch> branches;
     unsigned int number = 1;
     for (LinuxController& controller :
-         LinuxHosts::controllers(reader, hosts, drives, nvmeSeen, otherSeen)) {
+         LinuxHosts::controllers(reader, hosts, drives, lasting.nvme, lasting.others)) {
         if (controller.kind == LinuxController::Kind::kNvme) {
-            nvmeSeen = true;
+            lasting.nvme = true;
             controller.pci = kNvmePlace;
         } else if (controller.kind == LinuxController::Kind::kOther) {
-            otherSeen = true;
+            lasting.others = true;
             controller.pci = kOtherPlace;
         } else if (controller.pci == kNvmePlace || controller.pci == kOtherPlace) {
             controller.pci.function += 8;  // a real controller in a place that is given to others
@@ -453,7 +463,7 @@ void LinuxTree::build(System& system, const LinuxLook& seen, const std::vector<L
         if (homeOf(branches, enclosure) == nullptr) {
             LinuxController others = LinuxHosts::otherDrives();
             others.pci = kOtherPlace;
-            otherSeen = true;
+            lasting.others = true;
             addController(system, others, number++, branches);
         }
         addEnclosure(branches, enclosure, places);

@@ -37,14 +37,23 @@ public:
     explicit LinuxTree(SysfsReader& source) : reader(source) {}
 
     // Fills the empty `system`; `places` then tells where everything stands. `health` may be null.
-    void build(System& system, const LinuxLook& look, const std::vector<LinuxDrive>& drives,
+    // False when the reader ran short meanwhile: what came of it is to be thrown away, and nothing
+    // of it is remembered.
+    bool build(System& system, const LinuxLook& look, const std::vector<LinuxDrive>& drives,
                const SmartHealth* health, LinuxPlaces& places);
 
 private:
-    struct Branch;                                              // one controller under construction
+    struct Branch;                                       // one controller under construction
+    struct Lasting {                                     // from build to build
+        std::map<std::string, PciPlace> enclosureHomes;  // by place of the enclosure
+        bool nvme = false;                               // there have been such drives
+        bool others = false;
+    };
     using Links = std::map<std::string, std::vector<SasLink>>;  // by SAS address of the drive
     using Roles = std::vector<std::pair<std::string, int>>;     // of members, by place
 
+    void buildWhole(System& system, const LinuxLook& seen, const std::vector<LinuxDrive>& drives,
+                    const SmartHealth* health, LinuxPlaces& places);
     void addArrays(System& system, const LinuxLook& look);
     void addController(System& system, const LinuxController& controller, unsigned int number,
                        std::vector<Branch>& branches);
@@ -63,9 +72,7 @@ private:
     std::set<std::string> mounts;  // kernel names that hold mounted file systems
     Links links;
     std::map<std::string, unsigned int> linkOwners;  // controller of a drive, by SAS address
-    std::map<std::string, PciPlace> enclosureHomes;  // by place of the enclosure
-    bool nvmeSeen = false;
-    bool otherSeen = false;
+    Lasting lasting;
 };
 
 #endif  // STORLIB_SOURCES_LINUXTREE_H

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 
 #include "storlib/sources/CleanText.h"
@@ -73,7 +74,11 @@ bool SesEnclosures::fetch(const LinuxDrive& device, int code, std::string& page)
     if (!reader.list(device.devicePath + "/scsi_generic", "sg", nodes) || nodes.empty()) {
         return false;
     }
-    if (!receivePage("/dev/" + nodes.front(), code, page)) return false;
+    errno = 0;
+    if (!receivePage("/dev/" + nodes.front(), code, page)) {
+        reader.noteFailure(errno);
+        return false;
+    }
     if (reader.getRecorder() != nullptr) reader.getRecorder()->file(recorded, page);
     return true;
 }

@@ -91,8 +91,29 @@ void SysfsReader::setRoot(const std::string& rootFolder) {
     rootHandle = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
-// O_NONBLOCK, because a recording may hold anything, a pipe included.
+bool SysfsReader::ranShort() {
+    const bool was = isShort;
+    isShort = false;
+    if (was) {
+        leaveFolders();
+        keeps = false;
+    }
+    return was;
+}
+
+void SysfsReader::noteFailure(int failure) const {
+    isShort |= failure == EMFILE || failure == ENFILE || failure == ENOMEM;
+}
+
 int SysfsReader::open(const std::string& path, int flags) const {
+    errno = 0;
+    const int handle = openAnyhow(path, flags);
+    if (handle < 0) noteFailure(errno);
+    return handle;
+}
+
+// O_NONBLOCK, because a recording may hold anything, a pipe included.
+int SysfsReader::openAnyhow(const std::string& path, int flags) const {
     flags |= O_CLOEXEC;
     if ((flags & O_PATH) == 0) flags |= O_NONBLOCK | O_NOCTTY;
     if (path.find('\0') != std::string::npos || path.empty()) return -1;

@@ -8,7 +8,8 @@
 //            absolute link or one with too many ".." ends at the root, as after chroot(), so a
 //            recording never shows the machine that it is read on.
 // Errors     None: whatever cannot be read is "not known". An attribute may vanish, be empty or
-//            half written at any moment, and that is no reason to stop.
+//            half written at any moment, and that is no reason to stop. What could not be opened
+//            for want of descriptors or memory is another matter: see ranShort().
 // Speed      The kernel makes an attribute anew for each reading and says so when its device has
 //            gone. So on this machine the attributes that every look asks for, and the folders of
 //            the others, stay open, up to the limits below. Beyond them, and in a recording, where
@@ -84,11 +85,19 @@ public:
     bool list(const std::string& folder, const std::string& prefix,
               std::vector<std::string>& names);
 
+    // Whether something could not be opened since the last call because this process, or the
+    // machine, had no descriptor or memory left: then what was read is not the machine. From the
+    // first time on no handle stays open.
+    bool ranShort();
+    // For files that others open while they read the same machine: `failure` is their errno.
+    void noteFailure(int failure) const;
+
     // `text` as one decimal number, white space at both ends allowed.
     static bool parse(const std::string& text, std::int64_t& value);
 
 private:
     int open(const std::string& path, int flags) const;
+    int openAnyhow(const std::string& path, int flags) const;
     int openAttribute(const std::string& path);
     ssize_t readKept(const std::string& path, char* block, std::size_t size);
     void closeUnused();
@@ -112,6 +121,7 @@ private:
     std::string root;
     bool live = false;
     bool keeps = false;  // handles stay open from one look to the next
+    mutable bool isShort = false;
     int rootHandle = -1;
     mutable bool kernelKeepsInside = true;  // openat2() is there; else links are walked here
     struct Attribute {

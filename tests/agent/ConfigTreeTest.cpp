@@ -158,16 +158,6 @@ TEST_F(ConfigTree, GivenInvalidUtf8ThenAsJsonStaysValid) {
     EXPECT_EQ("x\xef\xbf\xbd", json["adapters"][0]["children"][1]["logicalName"]);
 }
 
-TEST(ConfigText, NumbersHaveWordsAndOthersShow) {
-    EXPECT_EQ("ready", driveStateWord(0));
-    EXPECT_EQ("FAILED", driveStateWord(2));
-    EXPECT_EQ("state 3", driveStateWord(3));
-    EXPECT_EQ("REBUILDING", arrayStateWord(6));
-    EXPECT_EQ("state 99", arrayStateWord(99));
-    EXPECT_EQ("RAID 6", raidLevelWord(16));
-    EXPECT_EQ("level 12", raidLevelWord(12));
-}
-
 TEST(ConfigText, SizesHaveAFittingUnit) {
     EXPECT_EQ("-", sizeText(0));
     EXPECT_EQ("1023 MB", sizeText(1023));

@@ -7,13 +7,13 @@
 // list of what must be told. It changes a thing again only after its last change was told, because
 // what comes and goes while nobody looks cannot be known.
 //
-//   RAIDWATCH_KILLS=10000 scripts/in-test-room build/x64/bin/agent_tests
-//   --gtest_filter='*KillTest*'
+// scripts/kills does it ten thousand times.
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <optional>
 #include <random>
 #include <set>
 
@@ -25,12 +25,12 @@ using Json = nlohmann::ordered_json;
 using std::chrono::microseconds;
 
 constexpr int kTests = 5;
-constexpr int kTestsOfArrays = 2;  // besides, with as many kills each
-// Unless RAIDWATCH_KILLS says otherwise. With a sanitizer a start takes many times as long.
+constexpr int kTestsOfArrays = 2;
+// For each test, unless RAIDWATCH_KILLS says otherwise. With a sanitizer a start takes longer.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int kKillsInAll = 100;
+constexpr int kKills = 20;
 #else
-constexpr int kKillsInAll = 500;
+constexpr int kKills = 100;
 #endif
 constexpr int kThings = 8;
 constexpr microseconds kLatestKill{
@@ -46,9 +46,15 @@ struct Thing {
     int number;
 };
 
-int killsPerTest() {
-    const char* const wanted = std::getenv("RAIDWATCH_KILLS");
-    return (wanted == nullptr ? kKillsInAll : std::atoi(wanted)) / kTests;
+std::optional<int> numberIn(const char* variable) {
+    const char* const text = std::getenv(variable);
+    return text == nullptr ? std::nullopt : std::optional<int>(std::atoi(text));
+}
+
+// RAIDWATCH_KILLS_SECONDS: after so long a test kills no more, however many were wanted.
+bool isTimeLeft(std::chrono::steady_clock::time_point begin) {
+    const std::optional<int> most = numberIn("RAIDWATCH_KILLS_SECONDS");
+    return !most || std::chrono::steady_clock::now() - begin < std::chrono::seconds(*most);
 }
 
 std::string driveName(int target) { return std::string("sd") + static_cast<char>('a' + target); }
@@ -235,8 +241,10 @@ void KillTest::killAtRandomMoments() {
     readTold();
     told.clear();
     const microseconds latestKill = findLatestKill();
+    const int wanted = numberIn("RAIDWATCH_KILLS").value_or(kKills);
+    const auto begin = std::chrono::steady_clock::now();
 
-    for (int kills = 0; kills < killsPerTest(); ++kills) {
+    while (killed < wanted && isTimeLeft(begin)) {
         ASSERT_NO_FATAL_FAILURE(moveSome());
         room.start();
         waitAtMost(latestKill);
@@ -254,7 +262,7 @@ void KillTest::killAtRandomMoments() {
         EXPECT_EQ(expected[i], told[i]) << things[static_cast<std::size_t>(i)].file;
         moves += expected[i].size();
     }
-    EXPECT_GT(moves, static_cast<std::size_t>(killsPerTest()) / 2) << "too little happened";
+    EXPECT_GT(moves, static_cast<std::size_t>(killed) / 2) << "too little happened";
     RecordProperty("moves", static_cast<int>(moves));
     RecordProperty("repeats", repeats);
     std::printf(

@@ -9,6 +9,9 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <string>
+#include <system_error>
+#include <utility>
 
 #include "agent/FastClock.h"
 #include "tests/support/TempDir.h"
@@ -25,6 +28,22 @@ TEST(SafeFile, ADamagedFileGetsANameThatTellsWhenAndThatNothingHas) {
     EXPECT_EQ(first + "-2", asideName(file));
     std::filesystem::create_symlink("nowhere", first + "-2");
     EXPECT_EQ(first + "-3", asideName(file));
+}
+
+TEST(SafeFile, WhatCannotBeWrittenSaysWhy) {
+    const TempDir dir;
+    dir.write("plain", "");
+    const std::pair<std::string, int> places[] = {{"missing/file", ENOENT},
+                                                  {"plain/file", ENOTDIR}};
+    for (const auto& [place, reason] : places) {
+        try {
+            writeSafely(dir.file(place), "text");
+            ADD_FAILURE() << place << " was written";
+        } catch (const std::system_error& e) {
+            EXPECT_EQ(reason, e.code().value()) << e.what();
+            EXPECT_EQ(0u, std::string(e.what()).find("cannot write " + dir.file(place)));
+        }
+    }
 }
 
 TEST(SafeFile, TheModeOfASocketIsSetAndOfNothingElse) {

@@ -102,6 +102,39 @@ TEST_F(SnapshotFault, GivenACutAtAnyByteThenItReadsIntoAPartOfTheTreeAndIsCalled
     }
 }
 
+struct EndCase {
+    const char* text;
+    const char* damage;
+};
+
+// clang-format off
+constexpr EndCase kEnds[] = {
+    {"<System/>\n",                        ""},
+    {"<System />",                         ""},
+    {"<System>\n</System>\n",              ""},
+    {"<System>\n</System\t> \r\n",         ""},
+    {"<System>\n</System>\n\xff<System>",  ""},  // nothing counts behind such a byte
+    {"",                                   "ends early"},
+    {" \n",                                "ends early"},
+    {"<System>\n",                         "ends early"},
+    {"<System>\n<Controller/>\n",          "ends early"},
+    {"<System>\n</Systems>\n",             "ends early"},
+    {"<System>\n</System",                 "ends early"},
+    {"<System>\n</System>\nmore",          "ends early"},
+    {"<System>\n</System>\n<",             "ends early"},
+};
+// clang-format on
+
+TEST_F(SnapshotFault, GivenAnyEndThenOnlyThatOfTheRootIsWhole) {
+    for (const EndCase& row : kEnds) {
+        room.dir.write(kSnapshot, row.text);
+        QELConfigBuilder builder(room.dir.file(kSnapshot));
+        builder.readXML();
+        const char* damage = builder.damage();
+        EXPECT_EQ(row.damage, std::string(damage == nullptr ? "" : damage)) << row.text;
+    }
+}
+
 TEST_F(SnapshotFault, GivenACutAnywhereWhenTheMonitorStartsThenWhatItTellsIsSaidToBeUncertain) {
     const std::size_t stride = strideOf(41);
     std::set<std::size_t> lengths{0, 1, whole.size() - 1};

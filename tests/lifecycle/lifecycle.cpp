@@ -1,17 +1,15 @@
 // lifecycle: what a host does with the library, again and again, and what that leaves behind.
 //
 //   lifecycle SCENARIO...      plays each scenario to its end, twice: the second monitor begins
-//   with
-//                              the snapshot that the first one has left
+//                              with the snapshot that the first one has left
 //   lifecycle --starts N       one monitor, started, polled, drained and stopped N times
 //   lifecycle --monitors N     N monitors, each constructed, started, polled, drained, stopped and
 //                              destroyed; each reads the snapshot of the one before
 //
 // The last two measure what the process holds after a tenth of the rounds and at the end, print
 // both, and end with 1 when something grew. Intended growth: each monitor's queue leaves an empty
-// file
-// "/StorLock0QEL-<clock>" whose stream stays open for the life of the process (UnixLocker.h), one
-// descriptor and some 600 bytes. The files are removed at the end of the program.
+// file "/StorLock0QEL-<clock>" whose stream stays open for the life of the process (UnixLocker.h),
+// one descriptor and some 600 bytes. The files are removed at the end of the program.
 //
 // A host like any other: shared libraries, public headers, scripts/in-test-room around it. Time is
 // a clock that a sleep moves, so that nothing waits.

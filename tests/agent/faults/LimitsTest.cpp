@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
+#include <set>
+
 #include "agent/spool/Spool.h"
 #include "tests/agent/DaemonRoom.h"
 
@@ -11,6 +14,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr int kDriveRemoved = 408;
+constexpr int kCompanion = 499;  // of the events of a drive
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kSanitized = true;
@@ -60,6 +64,12 @@ protected:
         EXPECT_EQ(1, removals("drive:S1"));
         EXPECT_EQ(1, allRemovals()) << "no drive that is there was told to be gone";
     }
+    bool saysOneOf(std::size_t from, const std::vector<std::string>& reasons) const {
+        const std::string log = room.log();
+        return std::any_of(reasons.begin(), reasons.end(), [&](const std::string& reason) {
+            return log.find(reason, from) != std::string::npos;
+        });
+    }
     void leaveASpool() {
         room.start();
         ASSERT_TRUE(DaemonRoom::waitFor([&] { return room.toldCode(207) && room.isUp(); }))
@@ -74,7 +84,7 @@ TEST_F(LimitsTest, GivenFewDescriptorsThenItStartsOrSaysWhyNot) {
     if (access("/usr/bin/prlimit", X_OK) != 0) GTEST_SKIP() << "NOT TESTED: no prlimit here";
     leaveASpool();
     room.machine.add("x /sys/block/sdb");
-    for (const int most : {4, 6, 8, 10, 12, 16, 20, 24}) {
+    for (int most = 4; most <= 24; ++most) {
         SCOPED_TRACE(most);
         const std::size_t logged = room.log().size();
         std::filesystem::remove(room.dir.file("run/state.json"));
@@ -89,7 +99,9 @@ TEST_F(LimitsTest, GivenFewDescriptorsThenItStartsOrSaysWhyNot) {
         const int code = room.waitForEnd();
         EXPECT_TRUE(code == 0 || code == 1 || code == 127) << code << room.log();
         if (code != 0) {
-            EXPECT_NE(std::string::npos, room.log().find(": ", logged)) << "a line that says why";
+            // The second is the loader's. A sanitizer may speak first, in its own words.
+            EXPECT_TRUE(saysOneOf(logged, {"Too many open files", "shared object", "Sanitizer"}))
+                << room.log();
         }
     }
     expectSoundAndTold();
@@ -116,6 +128,54 @@ TEST_F(LimitsTest, GivenDescriptorsRunOutThenItLivesAndGoesOnWhenThereAreSome) {
     expectSoundAndTold();
 }
 
+// The limit under which exactly so many descriptors can still be had.
+rlim_t limitThatLeaves(int spare, pid_t process) {
+    std::set<rlim_t> used;
+    for (const auto& entry :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fd")) {
+        used.insert(std::stoul(entry.path().filename().string()));
+    }
+    rlim_t limit = 0;
+    for (int free = 0; free < spare || used.count(limit) != 0; ++limit) {
+        if (used.count(limit) == 0) ++free;
+    }
+    return limit;
+}
+
+// A few are left, so that something can be opened, but not all that a reading of the machine needs.
+TEST_F(LimitsTest, GivenFewDescriptorsWhileItRunsThenNothingIsToldThatDidNotHappen) {
+    if (kSanitized) GTEST_SKIP() << "NOT TESTED: sanitizers need descriptors to look at memory";
+    room.machine.add(LinuxMachine::array("md0", "raid5", 3, "idle") +
+                     LinuxMachine::set("md0", "degraded", "1") +
+                     LinuxMachine::member("md0", "sda", 0, "in_sync", 0) +
+                     LinuxMachine::member("md0", "sdc", 2, "in_sync", 1));
+    room.start();
+    ASSERT_TRUE(DaemonRoom::waitFor([&] {
+        return room.toldCode(207) && room.isUp() && room.polled() &&
+               room.state().value("polls", 0) > 100;
+    })) << room.log();
+    const std::size_t before = room.told().size();
+    rlimit usual{};
+    ASSERT_EQ(0, prlimit(room.pid, RLIMIT_NOFILE, nullptr, &usual));
+    for (int spare = 0; spare <= 12; ++spare) {
+        const rlimit few{limitThatLeaves(spare, room.pid), usual.rlim_max};
+        ASSERT_EQ(0, prlimit(room.pid, RLIMIT_NOFILE, &few, nullptr));
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));  // some polls and a refresh
+        ASSERT_FALSE(hasEnded()) << room.log();
+    }
+    ASSERT_EQ(0, prlimit(room.pid, RLIMIT_NOFILE, &usual, nullptr));
+    room.machine.add("x /sys/block/sdb");
+    EXPECT_TRUE(DaemonRoom::waitFor([&] { return removals("drive:S1") == 1; })) << room.log();
+    EXPECT_EQ(0, room.stop(SIGTERM)) << room.log();
+    expectSoundAndTold();
+    const std::vector<Json> told = room.told();
+    for (std::size_t i = before; i < told.size(); ++i) {
+        if (!told[i]["data"].contains("event")) continue;
+        const int code = told[i]["data"]["event"]["code"];
+        EXPECT_TRUE(code == kDriveRemoved || code == kCompanion) << told[i];
+    }
+}
+
 TEST_F(LimitsTest, GivenLittleMemoryThenItStartsOrSaysWhyNot) {
     if (kSanitized) GTEST_SKIP() << "NOT TESTED: sanitizers need all addresses";
     if (access("/usr/bin/prlimit", X_OK) != 0) GTEST_SKIP() << "NOT TESTED: no prlimit here";
@@ -132,7 +192,7 @@ TEST_F(LimitsTest, GivenLittleMemoryThenItStartsOrSaysWhyNot) {
         EXPECT_TRUE(code == 0 || code == 1 || code == 127 || code == -SIGABRT)
             << code << room.log();
         if (code != 0) {
-            EXPECT_LT(logged, room.log().size()) << "a line that says why";
+            EXPECT_TRUE(saysOneOf(logged, {"emory", "shared object", "bad_alloc"})) << room.log();
         }
     }
     expectSoundAndTold();

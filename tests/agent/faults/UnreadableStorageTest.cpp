@@ -251,16 +251,15 @@ TEST(UnreadableStorageDaemon, GivenAReadingThatHangsThenTheWatchdogIsNotFed) {
     const ServiceRoom service(room.dir.file("notify"));
     room.start();
     ASSERT_TRUE(DaemonRoom::waitFor([&] { return room.polled(); })) << room.log();
-    // From some moment on nothing feeds it any more.
+    // From some moment on nothing feeds it any more, though the daemon takes two turns and more.
+    std::int64_t polls = -1;
     EXPECT_TRUE(DaemonRoom::waitFor([&] {
         (void)service.feedings();
-        std::this_thread::sleep_for(milliseconds(300));
+        polls = room.state()["polls"];
+        std::this_thread::sleep_for(milliseconds(2500));
         return service.feedings() == 0;
     })) << room.log();
-    const std::int64_t polls = room.state()["polls"];
-    std::this_thread::sleep_for(milliseconds(300));
     EXPECT_EQ(polls, room.state()["polls"].get<std::int64_t>());
-    EXPECT_EQ(0, service.feedings());
     EXPECT_EQ(-SIGKILL, room.stop(SIGKILL));
 }
 
