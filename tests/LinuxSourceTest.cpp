@@ -1,10 +1,14 @@
 #include "storlib/sources/LinuxSource.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "storlib/SATAChannel.h"
@@ -435,6 +439,55 @@ TEST(LinuxSource, GivenAFailedFanThenTheEnclosuresControllerAnnouncesIt) {
     (void)monitor.ask(1);
     EXPECT_EQ(0, monitor.announcements[0]);
     EXPECT_EQ(1, monitor.announcements[1]);
+}
+
+// Runs on a thread for which a tree is the whole machine; false where that is not allowed.
+bool onMachine(const SysTree& tree, const std::function<void()>& body) {
+    bool allowed = false;
+    std::thread([&] {
+        allowed = unshare(CLONE_FS) == 0 && chroot(tree.folder().c_str()) == 0;
+        if (allowed) body();
+    }).join();
+    return allowed;
+}
+
+// On the machine itself handles stay open and links are not read again; what moves takes them
+// along.
+TEST(LinuxSource, GivenADriveOfThisMachineThatMovesThenTheNextPollFindsItWhereItIs) {
+    SysTree tree(LinuxMachine::drives() + LinuxMachine::wholeArray("md5", "raid1", 2) +
+                 "f /proc/mdstat md5 : active raid1 sdb[1] sda[0]\n");
+    LinuxSource source("/");
+    source.getReader().keepHandles();
+    EventListener monitor(source);
+    const bool allowed = onMachine(tree, [&] {
+        (void)SystemText(source);
+        for (int poll = 0; poll < 3; ++poll) (void)monitor.ask(0);
+    });
+    if (!allowed) GTEST_SKIP() << "NOT TESTED: only root may give a thread another root";
+    EXPECT_EQ(0, monitor.announcements[0]);
+
+    tree.add("x " + LinuxMachine::devicePath(0) + "\n" + LinuxMachine::drive("sda", 7) +
+             LinuxMachine::member("md5", "sda", 7, "in_sync", 0));
+    Lines arrays;
+    Lines drives;
+    ASSERT_TRUE(onMachine(tree, [&] {
+        (void)monitor.ask(0);
+        const SystemText seen(source);
+        arrays = seen.arrays();
+        drives = seen.drives();
+        for (int poll = 0; poll < 3; ++poll) (void)monitor.ask(0);
+    }));
+    EXPECT_EQ(1, monitor.announcements[0]);
+    SysTree moved(LinuxMachine::host() + LinuxMachine::drive("sda", 7) +
+                  LinuxMachine::drive("sdb", 1) + LinuxMachine::drive("sdc", 2) +
+                  LinuxMachine::drive("sdd", 3) + LinuxMachine::wholeArray("md5", "raid1", 2) +
+                  LinuxMachine::member("md5", "sda", 7, "in_sync", 0) + "x " +
+                  LinuxMachine::devicePath(0) +
+                  "\nf /proc/mdstat md5 : active raid1 sdb[1] sda[0]\n");
+    LinuxSource fresh(moved.folder());
+    const SystemText expected(fresh);
+    EXPECT_EQ(expected.arrays(), arrays);
+    EXPECT_EQ(expected.drives(), drives);
 }
 
 TEST(LinuxSource, GivenThisMachineThenReadingItWorks) {

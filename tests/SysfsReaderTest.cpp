@@ -200,18 +200,19 @@ TEST(SysfsReader, GivenRenamesMeanwhileThenALinkUpwardsIsStillFollowed) {
     EXPECT_EQ(0, missed);
 }
 
+class Notes : public SysfsReader::Recorder {
+public:
+    void file(const std::string& path, const std::string& contents) override {
+        lines.push_back("f " + path + " " + contents);
+    }
+    void link(const std::string& path, const std::string& target) override {
+        lines.push_back("l " + path + " " + target);
+    }
+    void entry(const std::string& path) override { lines.push_back("e " + path); }
+    Lines lines;
+};
+
 TEST(SysfsReader, GivenARecorderThenItIsToldOfAllThatWasFound) {
-    class Notes : public SysfsReader::Recorder {
-    public:
-        void file(const std::string& path, const std::string& contents) override {
-            lines.push_back("f " + path + " " + contents);
-        }
-        void link(const std::string& path, const std::string& target) override {
-            lines.push_back("l " + path + " " + target);
-        }
-        void entry(const std::string& path) override { lines.push_back("e " + path); }
-        Lines lines;
-    };
     SysTree tree("l /sys/block/sda ../x\nf /a one");
     SysfsReader reader(tree.folder());
     Notes notes;
@@ -273,6 +274,50 @@ TEST_F(ThisMachineTest, GivenAFolderThatIsReplacedThenTheNewOneIsRead) {
     tree.add("f /device/block/sda/size 16");
     EXPECT_EQ("16", reader.text(path("/device/block/sda/size")));
     EXPECT_EQ("16", reader.text(path("/device/block/sda/size")));
+}
+
+TEST_F(ThisMachineTest, GivenAFileThatIsStillOpenThenReadingItAgainSaysThatItIsTheSame) {
+    tree.add("f /state in_sync");
+    std::string value = "as before";
+    EXPECT_FALSE(reader.textAgain(path("/state"), value)) << "nobody has asked yet";
+    EXPECT_EQ("as before", value);
+    EXPECT_EQ("in_sync", reader.text(path("/state")));
+    tree.add("f /state faulty");
+    EXPECT_TRUE(reader.textAgain(path("/state"), value));
+    EXPECT_EQ("faulty", value);
+    EXPECT_FALSE(reader.textAgain(path("/missing"), value));
+
+    Notes notes;
+    reader.setRecorder(&notes);
+    EXPECT_FALSE(reader.textAgain(path("/state"), value)) << "a recording wants it whole";
+    reader.setRecorder(nullptr);
+    reader.setRoot("/");
+    EXPECT_FALSE(reader.textAgain(path("/state"), value));
+
+    SysfsReader recording(tree.folder());
+    EXPECT_EQ("faulty", recording.text("/state"));
+    EXPECT_FALSE(recording.textAgain("/state", value)) << "a file may be replaced there";
+}
+
+TEST_F(ThisMachineTest, GivenALinkBesideAnAttributeThenItStaysAsLongAsTheAttribute) {
+    tree.add("f /dev-sda/state in_sync\nl /dev-sda/block ../sda");
+    const std::string state = path("/dev-sda/state");
+    EXPECT_EQ(path("/sda"), reader.resolveBeside(state, "block")) << "nothing is open yet";
+    tree.add("l /dev-sda/block ../sdb");
+    EXPECT_EQ(path("/sdb"), reader.resolveBeside(state, "block")) << "so nothing was kept";
+    EXPECT_EQ("in_sync", reader.text(state));
+    EXPECT_EQ("", reader.resolveBeside(state, "missing"));
+    EXPECT_EQ(path("/sdb"), reader.resolveBeside(state, "block"));
+    tree.add("l /dev-sda/block ../sdc");
+    EXPECT_EQ(path("/sdb"), reader.resolveBeside(state, "block"));
+
+    Notes notes;
+    reader.setRecorder(&notes);
+    EXPECT_EQ(path("/sdc"), reader.resolveBeside(state, "block"));
+    EXPECT_EQ(Lines{"l " + path("/dev-sda/block") + " ../sdc"}, notes.lines);
+    reader.setRecorder(nullptr);
+    reader.setRoot("/");
+    EXPECT_EQ(path("/sdc"), reader.resolveBeside(state, "block")) << "another machine";
 }
 
 TEST_F(ThisMachineTest, GivenMoreFoldersThanMayStayOpenThenEachIsReadAndFewHandlesAreTaken) {

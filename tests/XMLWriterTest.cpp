@@ -277,6 +277,44 @@ TEST(XMLWriter, ASCIIStringEscapesWhatIsLeftAfterBit7) {
               writtenBy([&text](XMLWriter& writer) { writer.writeASCIIString("n", text); }));
 }
 
+std::string asciiText(const std::string& value) {
+    std::string text;
+    for (const char c : value) {
+        const auto ascii = static_cast<char>(c & 0x7f);
+        const char* entity = ascii == '"'    ? "&quot;"
+                             : ascii == '&'  ? "&amp;"
+                             : ascii == '\'' ? "&apos;"
+                             : ascii == '<'  ? "&lt;"
+                             : ascii == '>'  ? "&gt;"
+                             : ascii < 0x20  ? "DELIM"
+                                             : nullptr;
+        text += entity == nullptr ? std::string(1, ascii) : entity;
+    }
+    return text;
+}
+
+// Texts are looked at several bytes at a time: no length and no place may make a difference.
+TEST(XMLWriter, ASCIIStringEscapesEveryByteAtEveryPlace) {
+    for (std::size_t length = 1; length <= 26; ++length) {
+        for (std::size_t place = 0; place < length; ++place) {
+            std::string all;
+            std::string expected;
+            char* text = nullptr;
+            XMLWriter writer(&text);
+            for (int byte = 1; byte <= 255; ++byte) {
+                std::string value(length, '~');
+                value[place] = static_cast<char>(byte);
+                expected += " n=\"" + asciiText(value) + "\"";
+                const auto cleared = static_cast<char>(byte & 0x7f);
+                writer.writeASCIIString("n", value.data());
+                ASSERT_EQ(cleared, value[place]) << byte;
+            }
+            EXPECT_EQ(expected, text) << length << " " << place;
+            delete[] text;
+        }
+    }
+}
+
 TEST(XMLWriter, AddressWritesOnlyWhatIsSetUnlessAllIsAsked) {
     Addr address;
     address.controllerID = 1;
@@ -471,6 +509,48 @@ TEST(XMLWriter, CapacityFollowsItsRuleWhateverTheSteps) {
             EXPECT_EQ(c.capacity, writer.getBuffSize()) << c.textLength << " by " << step;
             EXPECT_EQ(c.textLength, writer.getStrSize());
             EXPECT_EQ(std::string(c.textLength, 'x'), text);
+            delete[] text;
+        }
+    }
+}
+
+// Also at its edge the text is whole, and the capacity what the rule gives for its length.
+TEST(XMLWriter, CapacityFollowsItsRuleForAttributes) {
+    struct Case {
+        std::string text;
+        void (*write)(XMLWriter& writer);
+    };
+    const Case cases[] = {
+        {R"( state="7")", [](XMLWriter& w) { w.writeInt("state", 7); }},
+        {R"( size="-9223372036854775808")",
+         [](XMLWriter& w) { w.writeI64("size", std::numeric_limits<std::int64_t>::min()); }},
+        {R"( size="18446744073709551615")",
+         [](XMLWriter& w) { w.writeU64("size", std::numeric_limits<std::uint64_t>::max()); }},
+        {R"( flag="false")", [](XMLWriter& w) { w.writeBool("flag", false); }},
+        {R"( model="SCD&amp;640")",
+         [](XMLWriter& w) {
+             char value[] = "SCD&640";
+             w.writeASCIIString("model", value);
+         }},
+        {R"( model="SCD640")",
+         [](XMLWriter& w) {
+             char value[] =
+                 "SCD\xb6"
+                 "40";
+             w.writeASCIIString("model", value);
+         }},
+    };
+    for (const Case& c : cases) {
+        for (std::size_t before = 460; before <= 520; ++before) {
+            char* text = nullptr;
+            XMLWriter writer(&text);
+            const std::string filler(before, 'x');
+            writer.append(filler.c_str());
+            c.write(writer);
+            const std::size_t length = before + c.text.size();
+            EXPECT_EQ(filler + c.text, text);
+            EXPECT_EQ(length, writer.getStrSize());
+            EXPECT_EQ(length <= 510 ? 512U : 1024U, writer.getBuffSize()) << length;
             delete[] text;
         }
     }

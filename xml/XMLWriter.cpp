@@ -35,6 +35,8 @@ std::uint64_t elementsOf(RaidObject const& object) {
     return sum;
 }
 
+constexpr std::size_t kLongestInteger = 20;  // with its sign
+
 // The longest number is the largest double, with its sign, 309 digits and six decimals.
 constexpr std::size_t kLongestDouble = 320;
 
@@ -82,9 +84,10 @@ std::uint64_t growthOf(char const* value, std::size_t valueLength) {
     return sum;
 }
 
-// Names and values are a few bytes long: two moves that may overlap cost less than a call.
+// Names and values are a few bytes long: two moves that may overlap cost less than a call, which
+// the compiler would make of them.
 template <class Word>
-void putEnds(char* at, char const* text, std::size_t textLength) {
+[[gnu::always_inline]] inline void putEnds(char* at, char const* text, std::size_t textLength) {
     Word first;
     Word last;
     std::memcpy(&first, text, sizeof first);
@@ -107,7 +110,7 @@ inline char* put(char* at, char const* text, std::size_t textLength) {
 }
 
 // ` name="`
-char* putName(char* at, char const* name, std::size_t nameLength) {
+[[gnu::always_inline]] inline char* putName(char* at, char const* name, std::size_t nameLength) {
     *at++ = ' ';
     at = put(at, name, nameLength);
     *at++ = '=';
@@ -454,8 +457,17 @@ inline void XMLWriter::attribute(char const* name, char const* value, std::size_
 
 template <class Integer>
 inline void XMLWriter::number(char const* name, Integer value) {
-    const auto last = std::to_chars(scratch, scratch + kScratchSize, value);
-    attribute(name, scratch, static_cast<std::size_t>(last.ptr - scratch));
+    const std::size_t nameLength = std::strlen(name);
+    const std::uint64_t most = std::uint64_t{nameLength} + kLongestInteger + 4;
+    if (length + most + 2 >= capacity) {  // the buffer may have to grow, and by the exact length
+        const auto last = std::to_chars(scratch, scratch + kScratchSize, value);
+        attribute(name, scratch, static_cast<std::size_t>(last.ptr - scratch));
+        return;
+    }
+    char* at = putName(buffer + length, name, nameLength);
+    at = std::to_chars(at, at + kLongestInteger, value).ptr;
+    *at++ = '"';
+    commit(at);
 }
 
 void XMLWriter::openElement(char const* elementName) { openTag(0, elementName); }

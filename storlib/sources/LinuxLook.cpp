@@ -35,7 +35,7 @@ const Addr* LinuxPlaces::driveAt(const std::string& blockPath) const {
 }
 
 LinuxLook LinuxLook::take(SysfsReader& reader, SesEnclosures& enclosureReader,
-                          MdArrays::Depth depth) {
+                          MdArrays::Depth depth, const LinuxLook& before) {
     LinuxLook look;
     std::string table;
     std::vector<std::string> classes;
@@ -43,7 +43,7 @@ LinuxLook LinuxLook::take(SysfsReader& reader, SesEnclosures& enclosureReader,
     look.mdstat = MdStat::parse(table);
     look.blocks = BlockDrives::names(reader);
     look.readable = look.readable || !look.blocks.empty() || reader.exists("/sys/class/scsi_host");
-    look.arrays = MdArrays::read(reader, look.mdstat, look.blocks, depth);
+    look.arrays = MdArrays::read(reader, look.mdstat, look.blocks, depth, before.arrays);
     look.enclosures = enclosureReader.read(depth == MdArrays::Depth::kTree);
     return look;
 }

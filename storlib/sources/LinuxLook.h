@@ -34,7 +34,9 @@ struct LinuxLook {
     std::vector<MdArray> arrays;
     std::vector<LinuxEnclosure> enclosures;
 
-    static LinuxLook take(SysfsReader& reader, SesEnclosures& enclosures, MdArrays::Depth depth);
+    // `before` is the look before this one; an empty one when there was none.
+    static LinuxLook take(SysfsReader& reader, SesEnclosures& enclosures, MdArrays::Depth depth,
+                          const LinuxLook& before);
 
     const MdArray* findArray(const std::string& name) const;  // null when there is none
     // A text per controller that changes whenever what the controller shows has changed; what is

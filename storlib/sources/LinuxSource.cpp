@@ -37,7 +37,7 @@ void LinuxSource::setRoot(const std::string& root) {
 }
 
 Ret LinuxSource::fill(System& system) {
-    LinuxLook now = LinuxLook::take(reader, enclosures, MdArrays::Depth::kTree);
+    LinuxLook now = LinuxLook::take(reader, enclosures, MdArrays::Depth::kTree, last);
     if (reader.ranShort()) return failedForWant();
     if (!now.readable) {
         error = "neither /sys nor /proc/mdstat can be read below " + reader.getRoot();
@@ -102,7 +102,7 @@ void LinuxSource::recordChangedControllers(const LinuxLook& now) {
 
 void LinuxSource::look() {
     health.step(drives);
-    LinuxLook now = LinuxLook::take(reader, enclosures, MdArrays::Depth::kLook);
+    LinuxLook now = LinuxLook::take(reader, enclosures, MdArrays::Depth::kLook, last);
     if (reader.ranShort() || !now.readable) return;
     record(now);
     for (MdArray& array : now.arrays) {

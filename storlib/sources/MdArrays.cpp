@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <set>
+#include <string_view>
+#include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "storlib/sources/SysfsReader.h"
 
@@ -86,12 +89,54 @@ bool isGone(SysfsReader& reader, const DevicePlaces& places, const MdArray& arra
     return reader.exists(holders);  // another drive took the place
 }
 
+// A folder of a member, and what its state says when that is known already.
+struct MemberFolder {
+    std::string entry;  // "dev-sda"
+    std::string state;
+    bool stateRead = false;
+};
+
+bool listMembers(SysfsReader& reader, const std::string& folder,
+                 std::vector<MemberFolder>& members) {
+    std::vector<std::string> entries;
+    if (!reader.list(folder, "dev-", entries)) return false;
+    members.clear();
+    for (std::string& entry : entries) members.push_back({std::move(entry), {}, false});
+    return true;
+}
+
+bool isListed(const MdStat::Array& listed, const std::string& name) {
+    return std::any_of(listed.members.begin(), listed.members.end(),
+                       [&](const MdStat::Member& member) { return member.name == name; });
+}
+
+// Listing a folder costs as much as all that is read of an array. The members of the look before
+// are still all there are when mdstat names these and no others, and when the file that was open
+// in each of their folders is still there.
+bool sameMembers(SysfsReader& reader, const MdStat& mdstat, const MdArray* before,
+                 const std::string& folder, std::vector<MemberFolder>& members) {
+    const MdStat::Array* listed = before == nullptr ? nullptr : mdstat.find(before->name);
+    if (listed == nullptr || listed->members.empty() ||
+        listed->members.size() != before->members.size()) {
+        return false;
+    }
+    for (const MdMember& member : before->members) {
+        MemberFolder same{"dev-" + member.name, {}, true};
+        if (!reader.textAgain(folder + "/" + same.entry + "/state", same.state) ||
+            !isListed(*listed, member.name)) {
+            return false;
+        }
+        members.push_back(std::move(same));
+    }
+    return true;
+}
+
 MdMember readMember(SysfsReader& reader, const DevicePlaces& places, const MdArray& array,
-                    const std::string& folder, const std::string& entry) {
+                    const std::string& folder, const MemberFolder& own) {
     MdMember member;
-    member.name = entry.substr(4);
-    const std::string path = folder + "/" + entry;
-    const std::string state = reader.text(path + "/state");
+    member.name = own.entry.substr(4);
+    const std::string path = folder + "/" + own.entry;
+    const std::string state = own.stateRead ? own.state : reader.text(path + "/state");
     member.faulty = hasWord(state, "faulty");
     member.inSync = hasWord(state, "in_sync");
     member.spare = hasWord(state, "spare");
@@ -101,7 +146,7 @@ MdMember readMember(SysfsReader& reader, const DevicePlaces& places, const MdArr
     member.writeError = hasWord(state, "write_error");
     if (member.inSync) member.faulty = false;
     member.slot = static_cast<int>(reader.number(path + "/slot", -1, 0, kMostDisks));
-    member.blockPath = reader.resolve(path + "/block");
+    member.blockPath = reader.resolveBeside(path + "/state", "block");
     member.errors = reader.number(path + "/errors", 0, 0, INT64_MAX);
     member.badSectors = sumOfLengths(reader.text(path + "/bad_blocks"));
     member.gone = isGone(reader, places, array, member);
@@ -155,19 +200,22 @@ void applyMdStat(const MdStat& mdstat, MdArray& array) {
 }
 
 bool readArray(SysfsReader& reader, const MdStat& mdstat, const DevicePlaces& places,
-               MdArrays::Depth depth, MdArray& array) {
+               MdArrays::Depth depth, const MdArray* before, MdArray& array) {
     const std::string folder = array.path + "/md";
-    std::vector<std::string> entries;
+    std::vector<MemberFolder> members;
     reader.enter(array.path);
-    if (!reader.list(folder, "dev-", entries)) return false;
+    if (!sameMembers(reader, mdstat, before, folder, members) &&
+        !listMembers(reader, folder, members)) {
+        return false;
+    }
     array.minor = minorOf(reader, array.name, array.path);
     array.arrayState = reader.text(folder + "/array_state");
     array.level = reader.text(folder + "/level");
     array.disks = static_cast<int>(reader.number(folder + "/raid_disks", -1, 0, kMostDisks));
     array.degraded = static_cast<int>(reader.number(folder + "/degraded", -1, 0, kMostDisks));
     array.action = reader.text(folder + "/sync_action");
-    for (const std::string& entry : entries) {
-        array.members.push_back(readMember(reader, places, array, folder, entry));
+    for (const MemberFolder& own : members) {
+        array.members.push_back(readMember(reader, places, array, folder, own));
     }
     for (MdMember& member : array.members) {
         member.retired = member.faulty && member.wantsReplacement && !member.writeError &&
@@ -264,15 +312,24 @@ int percentOf(const std::string& completed) {
 namespace MdArrays {
 
 std::vector<MdArray> read(SysfsReader& reader, const MdStat& mdstat,
-                          const std::vector<BlockName>& devices, Depth depth) {
+                          const std::vector<BlockName>& devices, Depth depth,
+                          const std::vector<MdArray>& before) {
     const DevicePlaces places(devices);
+    std::unordered_map<std::string_view, const MdArray*> known;
+    if (depth == Depth::kLook) {
+        for (const MdArray& array : before) known.emplace(array.path, &array);
+    }
     std::vector<MdArray> arrays;
     for (const BlockName& device : devices) {
         if (device.name.compare(0, 2, "md") != 0) continue;
         MdArray array;
         array.name = device.name;
         array.path = device.path;
-        if (readArray(reader, mdstat, places, depth, array)) arrays.push_back(std::move(array));
+        const auto old = known.find(array.path);
+        const MdArray* earlier = old == known.end() ? nullptr : old->second;
+        if (readArray(reader, mdstat, places, depth, earlier, array)) {
+            arrays.push_back(std::move(array));
+        }
     }
     std::stable_sort(arrays.begin(), arrays.end(),
                      [](const MdArray& a, const MdArray& b) { return a.minor < b.minor; });

@@ -1,7 +1,7 @@
 // MdArrays: the arrays of the md driver, from /sys/block/mdN/md and /proc/mdstat, and what they
 // mean. Reading and judging are kept apart: read() collects, the rest are pure functions.
 //
-//   std::vector<MdArray> arrays = MdArrays::read(reader, mdstat, devices);
+//   std::vector<MdArray> arrays = MdArrays::read(reader, mdstat, devices, Depth::kTree);
 //   for (const MdArray& array : arrays) ld->state = MdArrays::state(array);
 //
 // Attributes lie at times, so that no state is taken from one of them alone:
@@ -93,8 +93,11 @@ namespace MdArrays {
 enum class Depth { kLook, kTree };
 
 // All arrays, in the order of their minor numbers. `devices` are the names below /sys/block.
+// `before` is the look before this one, if there was one: an array whose members are still the same
+// ones needs no list of them.
 std::vector<MdArray> read(SysfsReader& reader, const MdStat& mdstat,
-                          const std::vector<BlockName>& devices, Depth depth);
+                          const std::vector<BlockName>& devices, Depth depth,
+                          const std::vector<MdArray>& before = {});
 
 // The task of one array, read afresh; `array` says what mdstat showed.
 MdTask task(SysfsReader& reader, const MdArray& array);

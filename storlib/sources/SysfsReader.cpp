@@ -18,7 +18,8 @@
 namespace {
 
 constexpr int kOpenAttempts = 4;
-constexpr int kMaxLinks = 40;  // as the kernel: beyond that a path counts as a loop
+constexpr std::size_t kAttributeBlock = 4096;  // no attribute is longer
+constexpr int kMaxLinks = 40;                  // as the kernel: beyond that a path counts as a loop
 
 bool isSpace(char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r' || c == '\0'; }
 
@@ -137,6 +138,13 @@ int SysfsReader::openAnyhow(const std::string& path, int flags) const {
     return openByWalk(path, flags);
 }
 
+// A device that moves takes the links to it along.
+void SysfsReader::followDevices(const std::vector<std::pair<std::string, std::string>>& found) {
+    if (devices == found) return;
+    devices = found;
+    for (auto& [path, attribute] : attributes) attribute.link.clear();
+}
+
 // Drops what the last two looks did not ask for.
 void SysfsReader::closeUnused() {
     ++looks;
@@ -157,8 +165,13 @@ ssize_t SysfsReader::readKept(const std::string& path, char* block, std::size_t 
         if (attributes.size() >= kMostAttributes) return -1;
         const int handle = openAttribute(path);
         if (handle < 0) return -1;
-        known = attributes.emplace(path, Attribute{handle, looks}).first;
+        known = attributes.emplace(path, Attribute{handle, looks, {}, {}}).first;
     }
+    return readOpen(known, block, size);
+}
+
+// -1 when the file has gone, which is then forgotten.
+ssize_t SysfsReader::readOpen(Attributes::iterator known, char* block, std::size_t size) {
     known->second.lastLook = looks;
     ssize_t got = -1;
     do {
@@ -333,7 +346,7 @@ bool SysfsReader::read(const std::string& path, std::string& contents, std::size
 
 // One read: an attribute of sysfs comes whole, and is no longer than a page.
 std::string SysfsReader::text(const std::string& path) {
-    char block[4096];
+    char block[kAttributeBlock];
     ssize_t got = keeps ? readKept(path, block, sizeof block) : -1;
     if (got < 0) {
         const int handle = openAttribute(path);
@@ -347,6 +360,17 @@ std::string SysfsReader::text(const std::string& path) {
     const auto size = static_cast<std::size_t>(got);
     if (recorder != nullptr) recorder->file(path, std::string(block, size));
     return trimmed(block, size);
+}
+
+bool SysfsReader::textAgain(const std::string& path, std::string& value) {
+    if (!keeps || recorder != nullptr) return false;
+    const auto known = attributes.find(path);
+    if (known == attributes.end()) return false;
+    char block[kAttributeBlock];
+    const ssize_t got = readOpen(known, block, sizeof block);
+    if (got < 0) return false;
+    value = trimmed(block, static_cast<std::size_t>(got));
+    return true;
 }
 
 bool SysfsReader::parse(const std::string& text, std::int64_t& value) {
@@ -410,6 +434,18 @@ std::string SysfsReader::resolve(const std::string& path) {
     return joined(folder, target);
 }
 
+std::string SysfsReader::resolveBeside(const std::string& attribute, const std::string& name) {
+    const auto known = attributes.find(attribute);
+    const bool open = known != attributes.end() && recorder == nullptr;
+    if (open && known->second.link == name) return known->second.destination;
+    std::string path = resolve(attribute.substr(0, attribute.rfind('/') + 1) + name);
+    if (open && !path.empty()) {
+        known->second.link = name;
+        known->second.destination = path;
+    }
+    return path;
+}
+
 bool SysfsReader::namesIn(int folder, const std::string& prefix,
                           std::vector<std::string>& names) const {
     alignas(dirent64) char block[8192];
@@ -470,5 +506,6 @@ bool SysfsReader::listLinks(const std::string& folder, const std::string& prefix
         found.emplace_back(name, joined(folder, target));
     }
     ::close(handle);
+    if (keeps && folder == "/sys/block") followDevices(found);
     return true;
 }

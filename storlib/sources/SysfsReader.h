@@ -69,6 +69,10 @@ public:
     bool read(const std::string& path, std::string& contents, std::size_t limit = kAttributeLimit);
     // Without white space at both ends; "" when not known.
     std::string text(const std::string& path);
+    // As text(), but only through the handle that an earlier question has opened, so that true also
+    // says that the file, and so the folder that it lies in, is the same as then. False when there
+    // is none, when the file has gone, in a recording and while one is made.
+    bool textAgain(const std::string& path, std::string& value);
     // False, and `value` stays, unless the whole text is one decimal number of 64 bits.
     bool number(const std::string& path, std::int64_t& value);
     std::int64_t number(const std::string& path, std::int64_t unknown, std::int64_t least,
@@ -77,6 +81,11 @@ public:
     // The place that the link at `path` names, as a path below the root without "." and "..";
     // it need not exist. "" when there is no such link.
     std::string resolve(const std::string& path);
+    // The same for the link `name` beside an attribute that was asked for before. A link stays as
+    // long as its folder, and leads elsewhere only when a device moves, which /sys/block shows: it
+    // is read again when the attribute had to be opened anew and when the links of /sys/block,
+    // which are listed first in each look, are others.
+    std::string resolveBeside(const std::string& attribute, const std::string& name);
     // The links in a folder that begin with `prefix`: their names, sorted, and where each leads.
     // False when there is no such folder.
     bool listLinks(const std::string& folder, const std::string& prefix,
@@ -99,8 +108,18 @@ private:
     int open(const std::string& path, int flags) const;
     int openAnyhow(const std::string& path, int flags) const;
     int openAttribute(const std::string& path);
+    struct Attribute {
+        int handle;
+        unsigned int lastLook;    // that asked for it
+        std::string link;         // the name of one beside it, once that was asked for
+        std::string destination;  // and where that one leads
+    };
+    using Attributes = std::unordered_map<std::string, Attribute>;
+
     ssize_t readKept(const std::string& path, char* block, std::size_t size);
+    ssize_t readOpen(Attributes::iterator known, char* block, std::size_t size);
     void closeUnused();
+    void followDevices(const std::vector<std::pair<std::string, std::string>>& found);
     struct Place {
         int folder;        // -1: none is open
         const char* name;  // in it
@@ -124,16 +143,13 @@ private:
     mutable bool isShort = false;
     int rootHandle = -1;
     mutable bool kernelKeepsInside = true;  // openat2() is there; else links are walked here
-    struct Attribute {
-        int handle;
-        unsigned int lastLook;  // that asked for it
-    };
-    std::unordered_map<std::string, Attribute> attributes;  // that stay open, on this machine only
-    unsigned int looks = 0;                        // each begins with the list of block devices
-    std::unordered_map<std::string, int> folders;  // handles that stay open
-    OpenFolder last;                               // in which something was asked for
-    OpenFolder entered;                            // on this machine only
-    Recorder* recorder = nullptr;                  // borrowed
+    Attributes attributes;                  // that stay open, on this machine only
+    unsigned int looks = 0;                 // each begins with the list of block devices
+    std::vector<std::pair<std::string, std::string>> devices;  // that list, as it was last
+    std::unordered_map<std::string, int> folders;              // handles that stay open
+    OpenFolder last;                                           // in which something was asked for
+    OpenFolder entered;                                        // on this machine only
+    Recorder* recorder = nullptr;                              // borrowed
 };
 
 #endif  // STORLIB_SOURCES_SYSFSREADER_H
