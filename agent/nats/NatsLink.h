@@ -64,8 +64,11 @@ private:
     std::string openStreams(Stream& js);
     std::string stepThrough(const std::string& stream, const std::string& subject,
                             jsSubOptions* wanted, bool follow, const MessageTaker& take);
-    std::string readOn(natsSubscription* list, bool follow, std::uint64_t last,
-                       const MessageTaker& take);
+    bool isEmpty(natsSubscription* list, std::string& error);
+    // True when the server says that nothing is left before `last` has come; false at the end.
+    // `position` is that of the last message.
+    bool readOn(natsSubscription* list, bool follow, std::uint64_t last, std::uint64_t& position,
+                const MessageTaker& take, std::string& error);
 
     const Settings settings;
     std::atomic<bool> cancelled{false};
