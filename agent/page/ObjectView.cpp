@@ -132,6 +132,7 @@ void addDrive(Html& html, const PageModel& model, const DriveState& drive) {
     const ArrayState* array = model.array(drive.array);
     list.link("belongs to", array != nullptr, drive.array,
               array == nullptr ? drive.array : array->name);
+    list.add("temperature", degreesWords(drive.temperature));
     list.add("model", joined(drive.vendor, " ", drive.model));
     list.add("serial number", drive.serial);
     list.add("WWN", drive.wwn);
@@ -201,9 +202,7 @@ void addControllerView(Html& html, const PageModel& model, const ControllerState
     list.add("driver", controller.driver);
     list.add("firmware", controller.firmware);
     list.add("battery", controller.battery);
-    if (controller.temperature >= 0) {
-        list.add("temperature", std::to_string(controller.temperature) + " \u00b0C");
-    }
+    list.add("temperature", degreesWords(controller.temperature));
     for (const ArrayState& array : model.in().state.arrays) {
         if (array.adapter == controller.number) {
             list.link("array", true, array.key, array.name + ", " + array.state);
@@ -286,6 +285,20 @@ std::vector<ChartPoint> heatOf(const PageModel& model) {
     return points;
 }
 
+// A scale of whole tens, so that one degree more does not change the picture.
+void addTemperatureChart(Html& html, const PageModel& model) {
+    constexpr int kStep = 10;
+    std::vector<ChartPoint> points;
+    int warmest = 0;
+    for (const TemperatureLog::Sample& sample : model.in().temperatures) {
+        points.push_back({sample.at, static_cast<double>(sample.degrees)});
+        warmest = std::max(warmest, sample.degrees);
+    }
+    const int top = (warmest / kStep + 1) * kStep;
+    addLineChart(html, {"Temperature", " \u00b0C", static_cast<double>(top), false}, points,
+                 model.in().now);
+}
+
 std::int64_t dayOf(std::int64_t when) {
     const auto seconds = static_cast<std::time_t>(when);
     std::tm parts{};
@@ -326,6 +339,7 @@ void addCharts(Html& html, const PageModel& model, std::string_view key) {
                  now);
     addLineChart(charts, {"Bad blocks found and not yet repaired", "", 0, true}, blocksOf(model),
                  now);
+    addTemperatureChart(charts, model);
     addLineChart(charts, {"Temperature out of range", "", 1, true}, heatOf(model), now);
     addDayChart(charts, "Errors and warnings per day", daysOf(model), now);
     if (charts.str().empty()) return;

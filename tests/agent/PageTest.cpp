@@ -86,9 +86,12 @@ TEST_F(PageTest, GivenARebuildThenEverythingIsOnTheOverview) {
         "exposed for 5 h", "rebuild 41 %", "MB/s", "about 5 h 45 min left",
         // bays
         "enclosure 0:0:64 Acme EX-24", "pull this one", "do not pull", "fan 2", "supply 1", "temp 2",
+        "5220 rpm", "0 rpm", "27 °C", "44 °C",
         // incidents and what to do
         "fan 2 of enclosure 0:0:64 failed: replace it",
         "What to do Replace the fan soon and watch the temperature until then.",
+        "Failed, may be pulled: drive 0:0:7, SLOT 07, serial R8K707Q65.",
+        "What to do Do not pull it yet: array 0:0 lacks redundancy. Once it is whole again: Back up",
         "acknowledged by ina : a new one is ordered", "raidwatch ack 3",
         "1 incident ended within the last day",
         // the timeline and its events
@@ -229,8 +232,11 @@ TEST_F(PageTest, EveryObjectHasAPage) {
           "Progress of the last task", "Rebuild started", "Let it finish."}},
         {"drive:R8K707Q65",
          {"drive 0:0:7", "Pull this one: it has failed.", "serial number R8K707Q65",
-          "part number 39R7340", "slot SLOT 07", "firmware A1C4", "Errors and warnings per day"}},
-        {"drive:R8K717Q47", {"Do not pull it", "normal, foretells its failure", "acknowledged by"}},
+          "part number 39R7340", "temperature 34 °C", "slot SLOT 07", "firmware A1C4",
+          "Errors and warnings per day"}},
+        {"drive:R8K717Q47",
+         {"Do not pull it", "temperature 38 °C", "normal, foretells its failure",
+          "acknowledged by"}},
         {"enclosure:EN0024", {"enclosure 0:0:64", "part number 90P2424", "slots 24", "fan 2"}},
         {"controller:SN2400", {"controller 0", "temperature 51 °C", "battery normal", "0:0:21"}},
     };
@@ -242,6 +248,19 @@ TEST_F(PageTest, EveryObjectHasAPage) {
     }
     EXPECT_EQ("", page.object(input, "drive:nobody"));
     EXPECT_EQ("", page.object(input, ""));
+}
+
+TEST_F(PageTest, GivenTemperaturesThenAChartHasAScaleOfWholeTens) {
+    PageInput input = shelf::rebuilding();
+    for (int i = 0; i < 3; ++i) input.temperatures.push_back({input.now - 1200 + i * 600, 33 + i});
+    const std::string one = objectWithHistory(input, "drive:R8K707Q65");
+    expectSound(one);
+    ::expectSays(one, "Temperature");
+    EXPECT_NE(std::string::npos,
+              one.find("Temperature: 33 \u00b0C at 04:20 to 35 \u00b0C at 04:40"));
+    EXPECT_NE(std::string::npos, one.find(">40 \u00b0C</text>"));
+    input.temperatures.resize(1);  // one point is no line
+    EXPECT_EQ(std::string::npos, objectWithHistory(input, "drive:R8K707Q65").find("Temperature:"));
 }
 
 TEST_F(PageTest, EveryLinkLeadsToAnObject) {
