@@ -263,6 +263,18 @@ TEST_F(PageTest, GivenTemperaturesThenAChartHasAScaleOfWholeTens) {
     EXPECT_EQ(std::string::npos, objectWithHistory(input, "drive:R8K707Q65").find("Temperature:"));
 }
 
+TEST_F(PageTest, GivenAnEventOfAFanThenItLeadsToItsEnclosure) {
+    PageInput input = shelf::rebuilding();
+    input.records = {shelf::event(input.now - 60, 504, kEventError, "enclosure:EN0024/fan2",
+                                  "fan 2 of enclosure 0:0:64", "Fan 2 failed.")};
+    show(input);
+    EXPECT_NE(std::string::npos, html.find("<a href=\"/object?key=enclosure%3AEN0024\">fan 2 of "
+                                           "enclosure 0:0:64</a>"));
+    input.records[0].object = "enclosure:GONE/fan2";
+    show(input);
+    EXPECT_EQ(std::string::npos, html.find("GONE"));
+}
+
 TEST_F(PageTest, EveryLinkLeadsToAnObject) {
     const PageInput input = shelf::rebuilding();
     show(input);
