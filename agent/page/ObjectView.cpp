@@ -10,6 +10,7 @@
 #include "agent/page/Chart.h"
 #include "agent/page/EventList.h"
 #include "agent/page/IncidentCards.h"
+#include "agent/page/Page.h"
 #include "agent/page/StateLook.h"
 
 namespace {
@@ -43,6 +44,11 @@ public:
         html.open("div").element("dt", {}, name).open("dd");
         addObjectLink(html, known, key, value);
         html.close().close();
+    }
+    void data(const char* kind, const std::string& key) {
+        add("key", key);
+        html.open("div").element("dt", {}, "for programs").open("dd");
+        html.element("a", {{"href", Page::dataPath(kind, key)}}, "JSON").close().close();
     }
     void state(Tone tone, const std::string& words) {
         html.open("div").element("dt", {}, "state").open("dd");
@@ -114,7 +120,7 @@ void addArray(Html& html, const PageModel& model, const ArrayState& array) {
         list.add("task runs for", durationText(model.in().now - array.task.startedAt));
     }
     addController(list, model, array.adapter);
-    list.add("key", array.key);
+    list.data("arrays", array.key);
     list.close();
     html.close();
 }
@@ -147,7 +153,7 @@ void addDrive(Html& html, const PageModel& model, const DriveState& drive) {
     addController(list, model, drive.adapter);
     list.add("device now", drive.osName.empty() ? "" : "/dev/" + drive.osName);
     addPhys(html, model, drive.key);
-    list.add("key", drive.key);
+    list.data("drives", drive.key);
     list.close();
     html.close();
 }
@@ -165,7 +171,7 @@ void addEnclosure(Html& html, const PageModel& model, const EnclosureState& encl
     list.add("place", enclosure.name.substr(enclosure.name.find(' ') + 1));
     if (enclosure.slots > 0) list.add("slots", std::to_string(enclosure.slots));
     addController(list, model, enclosure.adapter);
-    list.add("key", enclosure.key);
+    list.data("enclosures", enclosure.key);
     list.close();
     html.close();
 }
@@ -209,7 +215,7 @@ void addControllerView(Html& html, const PageModel& model, const ControllerState
         }
     }
     addPhys(html, model, controller.name);
-    list.add("key", controller.key);
+    list.data("controllers", controller.key);
     list.close();
     html.close();
     beginSection(html, "drives", "Drives");

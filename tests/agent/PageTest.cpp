@@ -38,7 +38,8 @@ void expectSound(const std::string& html) {
             if (name != "href" && name != "src") continue;
             const bool ours = value[0] == '#' || value == "/" || value == "/style.css" ||
                               value == "/page.js" || value == "/icon.svg" ||
-                              value.compare(0, 12, "/object?key=") == 0;
+                              value.compare(0, 12, "/object?key=") == 0 ||
+                              value.compare(0, 8, "/api/v1/") == 0;
             EXPECT_TRUE(ours) << value;
         }
     }
@@ -245,7 +246,9 @@ TEST_F(PageTest, EveryObjectHasAPage) {
         const std::string one = objectWithHistory(input, row.key);
         expectSound(one);
         for (const char* each : row.says) ::expectSays(one, each);
+        EXPECT_NE(std::string::npos, one.find("<a href=\"/api/v1/")) << "no data for programs";
     }
+    EXPECT_EQ("/api/v1/drives/drive%3AS%2F1%20%22", Page::dataPath("drives", "drive:S/1 \""));
     EXPECT_EQ("", page.object(input, "drive:nobody"));
     EXPECT_EQ("", page.object(input, ""));
 }

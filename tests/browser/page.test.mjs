@@ -105,6 +105,9 @@ timeout = "1s"
         await page.waitForURL(/drive/);
         assert.match(await text(page, "#facts"), /Pull this one: it has failed\./);
         await screenshot(page, "drive");
+        const data = await page.getByRole("link", { name: "JSON" }).getAttribute("href");
+        const answer = await page.request.get(new URL(data, daemon.url()).href);
+        assert.equal((await answer.json()).serial, "R8K707Q65");
         await page.getByRole("link", { name: "enclosure 0:0:64" }).click();
         await page.waitForURL(/enclosure/);
         assert.equal(await page.locator("svg.bays .bay").count(), 24);
