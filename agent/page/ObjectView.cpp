@@ -348,7 +348,11 @@ void addCharts(Html& html, const PageModel& model, std::string_view key) {
     addTemperatureChart(charts, model);
     addLineChart(charts, {"Temperature out of range", "", 1, true}, heatOf(model), now);
     addDayChart(charts, "Errors and warnings per day", daysOf(model), now);
-    if (charts.str().empty()) return;
+    // Its place is always there: a part that comes later must not make the script load all anew.
+    if (charts.str().empty()) {
+        html.open("div", {{"data-part", "charts"}, {"hidden", ""}}).close();
+        return;
+    }
     beginSection(html, "charts", "Over time");
     html.open("div", {{"class", "charts"}}).append(charts).close().close();
 }
