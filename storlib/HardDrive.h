@@ -25,6 +25,7 @@ public:
     bool pfaSupported = false;  // the drive's own prediction can be read
     bool OSPartition = false;   // holds a mounted file system, swap or a partition of the system
     bool taskInProgress = false;
+    int temperature = 0x7fffffff;  // degrees Celsius; 0x7fffffff: not known. No snapshot keeps it
 };
 
 #endif  // STORLIB_HARDDRIVE_H

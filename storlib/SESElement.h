@@ -26,6 +26,9 @@ public:
     unsigned int status = kSesUnsupported;
     std::string descriptor;  // for example "SLOT 3"
     int elementType = 0;
+    // What the element measures: degrees Celsius of a temperature sensor, turns a minute of a fan;
+    // 0x7fffffff when it does not tell. No snapshot keeps it.
+    int reading = 0x7fffffff;
 };
 
 #endif  // STORLIB_SESELEMENT_H

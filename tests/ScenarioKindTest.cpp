@@ -127,6 +127,8 @@ private:
         number("pfaSupported", d.pfaSupported);
         number("OSPartition", d.OSPartition);
         number("taskInProgress", d.taskInProgress);
+        number("temperature", d.temperature);
+        number("temperature", d.temperature);
     }
 
     void logical(const LogicalDrive& d) {
@@ -169,6 +171,7 @@ private:
         number("elementType", e.elementType);
         number("status", e.status);
         note("descriptor", e.descriptor);
+        number("reading", e.reading);
     }
 
     void phy(const SASPhy& p) {
@@ -305,6 +308,7 @@ const std::vector<FieldCase>& fieldCases() {
         {"drive", "interface", "4", {"HardDrive.interfaceType=4"}},
         {"drive", "system", "true", {"HardDrive.OSPartition=1"}},
         {"drive", "busy", "true", {"HardDrive.taskInProgress=1"}},
+        {"drive", "temperature", "-3", {"HardDrive.temperature=-3"}},
         {"drive", "spurious", "true, \"device\": 255", {"HardDrive.deviceID=255"}},
 
         {"logicalDrive", "number", "5", {"LogicalDrive.logicalDriveID=5"}},
@@ -357,6 +361,7 @@ const std::vector<FieldCase>& fieldCases() {
         {"element", "type", "\"fan\"", {"SESElement.elementType=3"}},
         {"element", "status", "\"unrecoverable\"", {"SESElement.status=4"}},
         {"element", "descriptor", "\"SLOT 3\"", {"SESElement.descriptor=SLOT 3"}},
+        {"element", "reading", "5220", {"SESElement.reading=5220"}},
 
         {"phy", "number", "5", {"SASPhy.phyID=5"}},
         {"phy", "address", "\"5000A\"", {"SASPhy.SASaddress=5000A"}},

@@ -102,6 +102,34 @@ TEST(SesPages, GivenASensorBeyondItsOwnLimitsThenItIsNotWell) {
     EXPECT_EQ(1U, pages.units()[3].status);
 }
 
+struct ReadingCase {
+    std::size_t unit;
+    const char* bytes;  // of its status
+    int expected;
+};
+
+constexpr ReadingCase kReadings[] = {
+    {3, "01003300", 31},  // 0x33 less 20 degrees
+    {3, "0100ff00", 235},
+    {3, "01000100", -19},
+    {3, "01000000", SesUnit::kNoReading},  // 0 stands for none
+    {3, "05003300", SesUnit::kNoReading},  // nobody there
+    {2, "01020a05", 5220},                 // 0x20a tens
+    {2, "0107ff07", 20470},
+    {2, "01f80a05", 100},  // the high bits of the byte are no digits
+    {2, "02000000", SesUnit::kNoReading},
+    {0, "01003300", SesUnit::kNoReading},  // a slot measures nothing
+};
+
+TEST(SesPages, GivenSensorsAndFansThenTheyTellDegreesAndTurns) {
+    for (const ReadingCase& c : kReadings) {
+        SesPages pages = smallEnclosure();
+        constexpr std::size_t kPlaces[] = {12, 16, 24, 32};
+        pages.status.replace(kPlaces[c.unit], 4, bytes(c.bytes));
+        EXPECT_EQ(c.expected, pages.units()[c.unit].reading) << c.unit << " " << c.bytes;
+    }
+}
+
 TEST(SesPages, GivenPagesOfDifferentGenerationsThenThereAreNoElements) {
     SesPages pages = smallEnclosure();
     pages.status[7] = 8;

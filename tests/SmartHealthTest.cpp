@@ -14,6 +14,7 @@ namespace {
 struct AnswerCase {
     const char* answer;
     SmartHealth::Health health;
+    int temperature = SmartHealth::kNoTemperature;
 };
 
 constexpr AnswerCase kAnswers[] = {
@@ -24,11 +25,20 @@ constexpr AnswerCase kAnswers[] = {
     {"{\"smart_status\": {\"passed\"", SmartHealth::kUnknown},
     {"{\"power_mode\": \"STANDBY\"}", SmartHealth::kUnknown},
     {"", SmartHealth::kUnknown},
+    {"{\"smart_status\": {\"passed\": true}, \"temperature\": {\"current\": 34}}",
+     SmartHealth::kGood, 34},
+    {"{\"temperature\": {\"current\": -7, \"lifetime_max\": 51}}", SmartHealth::kUnknown, -7},
+    {"{\"temperature\": {\"current\": 255}}", SmartHealth::kUnknown},
+    {"{\"temperature\": {\"current\": \"34\"}}", SmartHealth::kUnknown},
+    {"{\"temperature\": 34, \"smart_status\": true}", SmartHealth::kUnknown},
+    {"[34]", SmartHealth::kUnknown},
 };
 
 TEST(SmartHealth, GivenAnAnswerThenOnlyAClearOneCounts) {
-    for (const AnswerCase& c : kAnswers)
-        EXPECT_EQ(c.health, SmartHealth::parse(c.answer)) << c.answer;
+    for (const AnswerCase& c : kAnswers) {
+        EXPECT_EQ(c.health, SmartHealth::parse(c.answer).health) << c.answer;
+        EXPECT_EQ(c.temperature, SmartHealth::parse(c.answer).temperature) << c.answer;
+    }
 }
 
 LinuxDrive driveNamed(const std::string& name) {
@@ -60,19 +70,24 @@ void stepUntilDone(SmartHealth& health, const std::vector<LinuxDrive>& drives, i
 TEST(SmartHealth, GivenDrivesThenEachIsAskedInTurnAndOncePerInterval) {
     TempDir dir;
     const std::string program = script(dir,
-                                       "case \"$6\" in *sdb) p=false;; *) p=true;; esac\n"
-                                       "case \"$5\" in *sdb) p=false;; esac\n"
-                                       "echo \"{\\\"smart_status\\\": {\\\"passed\\\": $p}}\"\n");
+                                       "t=31; p=true\n"
+                                       "case \"$6\" in *sdb) p=false; t=47;; esac\n"
+                                       "echo \"{\\\"smart_status\\\": {\\\"passed\\\": $p},"
+                                       " \\\"temperature\\\": {\\\"current\\\": $t}}\"\n");
     SmartHealth health(program, 1000000);
     const std::vector<LinuxDrive> drives = {driveNamed("sda"), driveNamed("sdb")};
     EXPECT_EQ(SmartHealth::kUnknown, health.of(drives[0]));
     stepUntilDone(health, drives, 50);
     EXPECT_EQ(SmartHealth::kGood, health.of(drives[0]));
     EXPECT_EQ(SmartHealth::kFailing, health.of(drives[1]));
-    EXPECT_EQ("--json -n standby -H /dev/sda\n--json -n standby -H /dev/sdb\n", dir.read("asked"));
+    EXPECT_EQ(31, health.temperatureOf(drives[0]));
+    EXPECT_EQ(47, health.temperatureOf(drives[1]));
+    EXPECT_EQ("--json -n standby -H -A /dev/sda\n--json -n standby -H -A /dev/sdb\n",
+              dir.read("asked"));
     LinuxDrive other = drives[1];
     other.serial = "another drive in its place";
     EXPECT_EQ(SmartHealth::kUnknown, health.of(other));
+    EXPECT_EQ(SmartHealth::kNoTemperature, health.temperatureOf(other));
 }
 
 TEST(SmartHealth, GivenNoProgramThenNobodyIsAsked) {

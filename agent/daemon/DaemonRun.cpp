@@ -201,6 +201,7 @@ void DaemonRun::makePipeline() {
             if (web) web->notify();
         });
     pipeline->keepSinksAwayBy([this](bool away) { return !sinks || sinks->stayAway(away); });
+    temperatures = TemperatureLog::parse(StateFile(RunFolder::temperatureFile(settings)).read());
     const std::string last = StateFile(RunFolder::lastStateFile(settings)).read();
     if (last.empty()) return;
     try {
@@ -324,6 +325,7 @@ void DaemonRun::turn() {
     serveRequests();
     if (ended) {
         if (web) web->notify();  // state.json is new
+        noteTemperatures();
         if (!polled) giveBackMemory();
         polled = true;
     }
@@ -412,6 +414,16 @@ void DaemonRun::pruneSometimes() {
     if (SteadyClock::now() < nextPrune) return;
     nextPrune = SteadyClock::now() + kPruneInterval;
     pipeline->prune(Clock::current().now() - settings.keep);
+}
+
+// For the charts of the page. Where there is no room for it they end earlier; what is wrong with
+// the disk is said by those who need it more.
+void DaemonRun::noteTemperatures() {
+    if (!temperatures.note(pipeline->machine())) return;
+    try {
+        StateFile(RunFolder::temperatureFile(settings)).write(temperatures.text());
+    } catch (const Failure&) {
+    }
 }
 
 // --- changes ---

@@ -35,6 +35,7 @@
 #include "agent/spool/SafeSnapshot.h"
 #include "agent/spool/Spool.h"
 #include "agent/state/StateBuilder.h"
+#include "agent/state/TemperatureLog.h"
 #include "agent/web/Web.h"
 
 class DaemonRun {
@@ -77,6 +78,7 @@ private:
     void setSettingsProblem(const std::string& line);  // "" ends it
     void tellProblems(const std::map<std::string, std::string>& problems);
     void pruneSometimes();
+    void noteTemperatures();
     void tellOfWeb();
     void tellManager();
     std::vector<std::string> reload();  // the files read; Failure, and nothing changed
@@ -124,6 +126,7 @@ private:
     std::chrono::steady_clock::time_point nextPrune;
     bool polled = false;  // at least once
 
+    TemperatureLog temperatures;
     WaitingRoom waiting;               // while there is no pipeline
     std::string storeTrouble;          // why there is none
     std::string settingsTrouble;       // why those of the file are not in force; "" when they are

@@ -24,6 +24,10 @@ public:
     static std::string lastStateFile(const AgentSettings& settings) {
         return settings.stateFolder + "/last-state.json";
     }
+    // What the charts of the page show of the last two days.
+    static std::string temperatureFile(const AgentSettings& settings) {
+        return settings.stateFolder + "/temperatures.json";
+    }
 
 private:
     std::string folder;

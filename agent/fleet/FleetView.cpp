@@ -98,10 +98,10 @@ FleetView::Arrival FleetView::addMessage(const FleetLink::StreamMessage& message
     // What the sender adds may be known at one time and not at another.
     data.erase("host");
     data.erase("drive");
-    const Arrival arrival = remember(id, std::hash<std::string>()(jsonLine(data)));
-    if (arrival == Arrival::kRepeat) return arrival;
+    const FleetSeen::What what = seen.add(id, std::hash<std::string>()(jsonLine(data)));
+    if (what == FleetSeen::kRepeat) return Arrival::kRepeat;
     Known& known = all[machine];
-    if (arrival == Arrival::kConflict) known.twoUnderOneId = true;
+    if (what == FleetSeen::kOther) known.twoUnderOneId = true;
     if (!host.empty()) known.saidHost = host;
 
     const Record record = recordFromObject(json);
@@ -111,35 +111,17 @@ FleetView::Arrival FleetView::addMessage(const FleetLink::StreamMessage& message
                     shortTextOf(drive, "firmware")},
                    shortTextOf(drive, "serial"), message.at / 1000);
     }
-    return arrival;
+    return what == FleetSeen::kOther ? Arrival::kConflict : Arrival::kNew;
 }
 
-FleetView::Arrival FleetView::remember(const std::string& id, std::size_t print) {
-    const auto [place, isNew] = seen.emplace(id, print);
-    if (!isNew) return place->second == print ? Arrival::kRepeat : Arrival::kConflict;
-    seenOrder.push_back(&place->first);
-    if (seenOrder.size() > kMostSeen) {
-        seen.erase(seen.find(*seenOrder.front()));
-        seenOrder.pop_front();
-    }
-    return Arrival::kNew;
-}
-
-void FleetView::addFailure(const std::string& machine, const Record& record, const Kind& kind,
-                           std::string serial, std::int64_t storedAt) {
+void FleetView::addFailure(const std::string& machine, const Record& record,
+                           const FleetFailures::Kind& kind, std::string serial,
+                           std::int64_t storedAt) {
     if (serial.empty()) serial = machine + " " + record.object;
-    const auto drives = failedDrives.find(kind);
-    if (drives == failedDrives.end() || drives->second.count(serial) == 0) {
-        if (all[machine].failedDrives == kMostFailedOfOne) return;
-        ++all[machine].failedDrives;
-    }
     // By the machine's own clock, but nothing is stored before it has happened.
     std::int64_t at = record.event.timeStamp;
     if (storedAt != 0) at = std::min(at, storedAt);
-    Failed& failed = failedDrives[kind][serial];
-    failed.firstAt = failed.firstAt == 0 ? at : std::min(failed.firstAt, at);
-    failed.lastAt = std::max(failed.lastAt, at);
-    failed.machines.insert(machine);
+    failedDrives.add(machine, kind, serial, at);
 }
 
 std::string FleetView::hostOf(const std::string& machine) const {
@@ -178,24 +160,26 @@ FleetView::Machine FleetView::judged(const std::string& id, const Known& known, 
     }
 
     // What a machine said last counts until somebody knows better; it is never better than unknown.
-    std::string why;
-    const std::int64_t age = now - machine.polledAt;
-    if (machine.silent) {
-        why = machine.heardAt == 0 ? "not heard for days"
-                                   : "silent for " + durationText(now - machine.heardAt);
-    } else if (age > kOldestPoll) {
-        why = machine.polledAt == 0 ? "has not looked at its storage yet"
-                                    : "its last look is " + durationText(age) + " old";
-    } else if (age < -kOldestPoll) {
-        // However old it is, such a look would never become too old.
-        why = "its clock is ahead by " + durationText(-age);
-    } else if (!machine.conflict.empty()) {
-        why = "its id is used twice";
-    }
+    const std::string why = reasonToDoubt(machine, now);
     if (why.empty()) return machine;
     if (rankOf(machine.level) > rankOf(Verdict::kUnknown)) machine.level = Verdict::kUnknown;
     machine.sentence = why + "; last: " + machine.sentence;
     return machine;
+}
+
+std::string FleetView::reasonToDoubt(const Machine& machine, std::int64_t now) {
+    const std::int64_t age = now - machine.polledAt;
+    if (machine.silent) {
+        return machine.heardAt == 0 ? "not heard for days"
+                                    : "silent for " + durationText(now - machine.heardAt);
+    }
+    if (age > kOldestPoll) {
+        return machine.polledAt == 0 ? "has not looked at its storage yet"
+                                     : "its last look is " + durationText(age) + " old";
+    }
+    // However old it is, such a look would never become too old.
+    if (age < -kOldestPoll) return "its clock is ahead by " + durationText(-age);
+    return machine.conflict.empty() ? "" : "its id is used twice";
 }
 
 std::vector<FleetView::Machine> FleetView::machines(std::int64_t now,
@@ -221,33 +205,13 @@ std::vector<FleetView::Exposure> FleetView::exposures() const {
 }
 
 std::vector<FleetView::Failures> FleetView::failures(std::int64_t since, int least) const {
-    std::map<Kind, std::int64_t> inUse;
+    std::map<FleetFailures::Kind, std::int64_t> inUse;
     for (const auto& [id, known] : all) {
         for (const FleetSummary::Model& model : known.summary.models) {
             inUse[{model.vendor, model.model, model.firmware}] += model.drives;
         }
     }
-    std::vector<Failures> list;
-    for (const auto& [kind, drives] : failedDrives) {
-        Failures row;
-        std::tie(row.vendor, row.model, row.firmware) = kind;
-        if (row.model.empty()) continue;  // drives that nobody could name are not one kind
-        std::set<std::string> where;
-        for (const auto& [name, failed] : drives) {
-            if (failed.lastAt < since) continue;
-            ++row.failed;
-            where.insert(failed.machines.begin(), failed.machines.end());
-            row.firstAt = row.firstAt == 0 ? failed.firstAt : std::min(row.firstAt, failed.firstAt);
-            row.lastAt = std::max(row.lastAt, failed.lastAt);
-        }
-        if (row.failed < least) continue;
-        row.machines = static_cast<int>(where.size());
-        row.inUse = inUse[kind];
-        list.push_back(row);
-    }
-    std::stable_sort(list.begin(), list.end(),
-                     [](const Failures& a, const Failures& b) { return a.failed > b.failed; });
-    return list;
+    return failedDrives.list(since, least, inUse);
 }
 
 FleetView::Counts FleetView::count(const std::vector<Machine>& machines) {

@@ -14,23 +14,22 @@
 // kMostSeen ids, so a repeat that comes later than those is shown again; of one machine at most
 // kMostFailedOfOne failed drives.
 //
-// Threads  As any value. Errors: none; a message that is no record counts as nothing, and so does a
+// Threads  One at a time; it is not copied. Errors: none; a message that is no record counts as
+// nothing, and so does a
 //          record that says to be of another machine than its subject.
 #ifndef AGENT_FLEET_FLEETVIEW_H
 #define AGENT_FLEET_FLEETVIEW_H
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <map>
-#include <set>
 #include <string>
-#include <tuple>
-#include <unordered_map>
 #include <vector>
 
 #include "agent/fleet/FleetBeat.h"
+#include "agent/fleet/FleetFailures.h"
 #include "agent/fleet/FleetLink.h"
+#include "agent/fleet/FleetSeen.h"
 #include "agent/fleet/FleetSummary.h"
 #include "agent/spool/Record.h"
 #include "agent/state/Verdict.h"
@@ -38,7 +37,7 @@
 class FleetView {
 public:
     static constexpr std::size_t kMostSeen = 250000;
-    static constexpr int kMostFailedOfOne = 1000;
+    static constexpr int kMostFailedOfOne = FleetFailures::kMostOfOne;
 
     struct Machine {
         std::string id;
@@ -57,16 +56,7 @@ public:
         std::string host;
         FleetSummary::Array array;
     };
-    struct Failures {  // of drives of one model and firmware
-        std::string vendor;
-        std::string model;
-        std::string firmware;
-        int failed = 0;          // different drives
-        int machines = 0;        // on which they failed
-        std::int64_t inUse = 0;  // drives of the kind that all machines have now
-        std::int64_t firstAt = 0;
-        std::int64_t lastAt = 0;
-    };
+    using Failures = FleetFailures::Row;
     struct Counts {
         int machines = 0;
         int ok = 0;
@@ -102,8 +92,6 @@ public:
     std::string hostOf(const std::string& machine) const;  // its id when nobody has said
 
 private:
-    // Of a model and firmware as their makers write them.
-    using Kind = std::tuple<std::string, std::string, std::string>;
     struct Known {
         FleetSummary summary;
         bool hasSummary = false;
@@ -111,24 +99,16 @@ private:
         std::vector<FleetBeat> rivals;
         bool twoUnderOneId = false;
         std::string saidHost;  // in its events
-        int failedDrives = 0;  // that it has added to `failedDrives`
     };
-    struct Failed {
-        std::int64_t firstAt = 0;
-        std::int64_t lastAt = 0;
-        std::set<std::string> machines;
-    };
-
-    Arrival remember(const std::string& id, std::size_t print);
-    void addFailure(const std::string& machine, const Record& record, const Kind& kind,
-                    std::string serial, std::int64_t storedAt);
+    void addFailure(const std::string& machine, const Record& record,
+                    const FleetFailures::Kind& kind, std::string serial, std::int64_t storedAt);
+    static std::string reasonToDoubt(const Machine& machine, std::int64_t now);
     Machine judged(const std::string& id, const Known& known, std::int64_t now,
                    std::int64_t silentAfter) const;
 
     std::map<std::string, Known> all;
-    std::unordered_map<std::string, std::size_t> seen;           // id of a record: what it held
-    std::deque<const std::string*> seenOrder;                    // its keys, oldest first
-    std::map<Kind, std::map<std::string, Failed>> failedDrives;  // by drive
+    FleetSeen seen{kMostSeen};
+    FleetFailures failedDrives;
 };
 
 #endif  // AGENT_FLEET_FLEETVIEW_H

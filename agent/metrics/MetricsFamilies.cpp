@@ -228,6 +228,15 @@ void elementStates(const View& view, Out& out) {
                 });
 }
 
+template <const char* kKind>
+void elementValues(const View& view, Out& out) {
+    eachElement(view, kKind,
+                [&out](const ElementState& element, const std::string& enclosure,
+                       const std::string& label) {
+                    known(out, {enclosure, label}, element.value);
+                });
+}
+
 void members(const View& view, Out& out) {
     eachArray(view, [&out](const ArrayState& array, const std::string& label) {
         std::map<std::string, std::int64_t> counts;
@@ -411,6 +420,7 @@ constexpr MetricsFamily kFamilies[] = {
     {"drives", "drive_info", "gauge", "drive,name,os_name,vendor,model,serial,wwn,part_number,firmware,array,enclosure,slot,controller", "Always 1; what describes a drive, and where it is now", driveInfo},
     {"drives", "drive_state", "gauge", "drive,state", "1 for the state that the drive is in, 0 for the others", driveStates},
     {"drives", "drive_failure_predicted", "gauge", "drive", "1 when the drive foretells its failure", ofDrives<&DriveState::predicted>},
+    {"drives", "drive_temperature_celsius", "gauge", "drive", "Temperature, where the drive tells it", ofDrives<&DriveState::temperature>},
     {"drives", "drive_size_bytes", "gauge", "drive", "Capacity", driveSizes},
     {"drives", "drive_bad_blocks_total", "counter", "drive", "Reports of bad blocks on the drive; goes on after a restart", badBlocks},
 
@@ -418,8 +428,10 @@ constexpr MetricsFamily kFamilies[] = {
     {"enclosures", "enclosure_state", "gauge", "enclosure,state", "1 for the state that the enclosure is in, 0 for the others", enclosureStates},
     {"enclosures", "enclosure_slots", "gauge", "enclosure", "Slots for drives; 0 where that is not known", ofEnclosures<&EnclosureState::slots>},
     {"enclosures", "fan_state", "gauge", "enclosure,fan,state", "1 for the state that the fan is in, 0 for the others", elementStates<kFan>},
+    {"enclosures", "fan_speed_rpm", "gauge", "enclosure,fan", "Turns a minute, where the enclosure tells them", elementValues<kFan>},
     {"enclosures", "power_supply_state", "gauge", "enclosure,power_supply,state", "1 for the state that the power supply is in, 0 for the others", elementStates<kSupply>},
     {"enclosures", "temperature_sensor_state", "gauge", "enclosure,sensor,state", "1 for what the temperature sensor says, 0 for the rest", elementStates<kTemperature>},
+    {"enclosures", "temperature_sensor_celsius", "gauge", "enclosure,sensor", "Temperature, where the sensor tells it", elementValues<kTemperature>},
 
     {"controllers", "controller_info", "gauge", "controller,number,name,vendor,serial,pci,driver,firmware", "Always 1; what describes a controller", controllerInfo},
     {"controllers", "controller_state", "gauge", "controller,state", "1 for the state that the controller is in, 0 for the others", controllerStates},

@@ -198,10 +198,13 @@ bool NatsLink::send(const Message& message, std::uint64_t number, Answer& failed
     for (const auto& [name, value] : message.headers) {
         if (status == NATS_OK) status = natsMsgHeader_Set(made, name.c_str(), value.c_str());
     }
-    if (status == NATS_OK) status = natsConnection_PublishMsg(connection, made);
+    const bool isMade = status == NATS_OK;
+    if (isMade) status = natsConnection_PublishMsg(connection, made);
     if (status == NATS_OK) return true;
     const bool never = status == NATS_MAX_PAYLOAD || status == NATS_INVALID_SUBJECT;
-    failed = {never ? Answer::Kind::kNever : Answer::Kind::kLater, 0, reasonOf(status)};
+    // A connection that breaks while it takes a message may have passed on all of it.
+    const Answer::Kind otherwise = isMade ? Answer::Kind::kUnclear : Answer::Kind::kLater;
+    failed = {never ? Answer::Kind::kNever : otherwise, 0, reasonOf(status)};
     return false;
 }
 

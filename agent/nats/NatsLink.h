@@ -64,8 +64,20 @@ private:
     std::string openStreams(Stream& js);
     std::string stepThrough(const std::string& stream, const std::string& subject,
                             jsSubOptions* wanted, bool follow, const MessageTaker& take);
-    std::string readOn(natsSubscription* list, bool follow, std::uint64_t last,
-                       const MessageTaker& take);
+    bool isEmpty(natsSubscription* list, std::string& error);
+    struct Reading {
+        bool follow;
+        std::uint64_t last;       // position at which it ends, without `follow`
+        std::int64_t patienceMs;  // for the next message
+    };
+    enum class End {
+        kAll,          // or `take` has enough, or `error`
+        kNothingLeft,  // as the server says, before `last` has come
+        kSilence,
+    };
+    // `position` becomes that of the last message.
+    End readOn(natsSubscription* list, const Reading& how, std::uint64_t& position,
+               const MessageTaker& take, std::string& error);
 
     const Settings settings;
     std::atomic<bool> cancelled{false};

@@ -8,6 +8,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr std::int64_t kNanos = 1000000000;
+constexpr std::int64_t kSecondLook = 5000;  // milliseconds, for what a server may have miscounted
 constexpr char kInstance[] = "Raidwatch-Instance";
 
 }  // namespace
@@ -138,43 +139,61 @@ std::string NatsLink::stepThrough(const std::string& stream, const std::string& 
 
     wanted->Stream = stream.c_str();
     wanted->Ordered = true;
-    natsSubscription* subscribed = nullptr;
-    status = js_SubscribeSync(&subscribed, js.get(), subject.c_str(), nullptr, wanted, &code);
-    if (status != NATS_OK) return later(reasonOf(status));
-    const List list(subscribed);
-    return readOn(subscribed, follow, last, take);
+    std::uint64_t position = 0;
+    for (bool again = false;; again = true) {
+        natsSubscription* subscribed = nullptr;
+        status = js_SubscribeSync(&subscribed, js.get(), subject.c_str(), nullptr, wanted, &code);
+        if (status != NATS_OK) return later(reasonOf(status));
+        const List list(subscribed);
+        std::string error;
+        if (!follow && isEmpty(subscribed, error)) return error;
+        const std::int64_t patience = again ? kSecondLook : settings.timeoutMs;
+        const End end = readOn(subscribed, {follow, last, patience}, position, take, error);
+        if (end == End::kAll) return error;
+        // The second time silence says it, too.
+        if (end == End::kSilence) return again ? "" : later("the server stopped sending");
+        // The server counted what was left, and one that was killed may have counted wrongly. So
+        // it is asked again, from behind what has come: then it has nothing to remember.
+        wanted->Config.DeliverPolicy = js_DeliverByStartSequence;
+        wanted->Config.OptStartTime = 0;
+        wanted->Config.OptStartSeq = position + 1;
+    }
 }
 
-std::string NatsLink::readOn(natsSubscription* list, bool follow, std::uint64_t last,
-                             const MessageTaker& take) {
-    if (!follow) {
-        jsConsumerInfo* info = nullptr;
-        const natsStatus status = natsSubscription_GetConsumerInfo(&info, list, nullptr, nullptr);
-        const ConsumerInfo own(info);
-        if (status != NATS_OK) return later(reasonOf(status));
-        if (info->NumPending == 0 && info->Delivered.Consumer == 0) return std::string();
-    }
-    auto end = SteadyClock::now() + milliseconds(settings.timeoutMs);
-    bool mayBeAll = false;
+// Nothing is there for it; also with `error`.
+bool NatsLink::isEmpty(natsSubscription* list, std::string& error) {
+    jsConsumerInfo* info = nullptr;
+    const natsStatus status = natsSubscription_GetConsumerInfo(&info, list, nullptr, nullptr);
+    const ConsumerInfo own(info);
+    if (status != NATS_OK) error = later(reasonOf(status));
+    return status != NATS_OK || (info->NumPending == 0 && info->Delivered.Consumer == 0);
+}
+
+NatsLink::End NatsLink::readOn(natsSubscription* list, const Reading& how, std::uint64_t& position,
+                               const MessageTaker& take, std::string& error) {
+    auto end = SteadyClock::now() + milliseconds(how.patienceMs);
     for (;;) {
         natsMsg* message = nullptr;
         const natsStatus status = natsSubscription_NextMsg(&message, list, kNatsSlice.count());
-        if (cancelled) return std::string();
+        if (cancelled) return End::kAll;
         if (status == NATS_TIMEOUT) {
-            if (mayBeAll) return std::string();
-            if (follow && !take(nullptr, nullptr)) return std::string();
-            if (!follow && SteadyClock::now() > end) return later("the server stopped sending");
+            if (how.follow && !take(nullptr, nullptr)) return End::kAll;
+            if (!how.follow && SteadyClock::now() > end) return End::kSilence;
             continue;
         }
-        if (status != NATS_OK) return later(reasonOf(status));
+        if (status != NATS_OK) {
+            error = later(reasonOf(status));
+            return End::kAll;
+        }
         const OwnMessage own(message);
         jsMsgMetaData* place = nullptr;
         if (natsMsg_GetMetaData(&place, message) != NATS_OK) continue;  // a heartbeat
         const MetaData ownPlace(place);
-        end = SteadyClock::now() + milliseconds(settings.timeoutMs);
-        if (!take(message, place)) return std::string();
-        if (!follow && place->Sequence.Stream >= last) return std::string();
-        // The server counts what is left; one that was killed has counted too few, as it seems.
-        mayBeAll = !follow && place->NumPending == 0;
+        end = SteadyClock::now() + milliseconds(how.patienceMs);
+        if (!take(message, place)) return End::kAll;
+        position = place->Sequence.Stream;
+        if (how.follow) continue;
+        if (position >= how.last) return End::kAll;
+        if (place->NumPending == 0) return End::kNothingLeft;
     }
 }

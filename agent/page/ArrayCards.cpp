@@ -13,6 +13,7 @@ constexpr std::size_t kMostCards = 60;
 constexpr std::size_t kFewArrays = 4;    // so many are all shown in full
 constexpr std::size_t kFewMembers = 36;  // of one card
 constexpr std::size_t kMostMembers = 400;
+constexpr std::size_t kBesideFacts = 6;  // so few stand on the line of the facts
 constexpr int kMostPips = 4;
 
 std::string percentText(double percent) {
@@ -145,9 +146,13 @@ void addCard(Html& html, const PageModel& model, const ArrayState& array) {
     addState(html, array);
     addRedundancy(html, array);
     html.close();
+    const bool isShort = tone == toneWord(Tone::kGood) && array.task.kind.empty() &&
+                         array.members.size() <= kBesideFacts;
+    if (isShort) html.open("div", {{"class", "line low"}});
     addFactsLine(html, model, array);
     addTask(html, array.task);
     addMembers(html, model, array, kFewMembers);
+    if (isShort) html.close();
     html.close();
 }
 

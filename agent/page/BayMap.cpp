@@ -21,6 +21,7 @@ constexpr std::size_t kMostElements = 16;   // of one drawing
 constexpr std::size_t kMostSummaries = 40;  // of enclosures that are not drawn
 constexpr int kElementsInRow = 8;
 constexpr int kElementHeight = 26;
+constexpr int kMeasuredHeight = 36;  // with what it measures below its name
 
 // One place of a drawing.
 struct Bay {
@@ -66,6 +67,13 @@ int widthOf(const Shelf& shelf) {
     if (!isNarrow(shelf)) return kWidth;
     const int bays = static_cast<int>(shelf.bays.size());
     return bays * (kWidth + kGap) / kUsualColumns - kGap;
+}
+
+bool measures(const Shelf& shelf) {
+    if (shelf.enclosure == nullptr) return false;
+    const std::vector<ElementState>& all = shelf.enclosure->elements;
+    return std::any_of(all.begin(), all.end(),
+                       [](const ElementState& each) { return each.value >= 0; });
 }
 
 std::string number(int value) { return std::to_string(value); }
@@ -137,7 +145,8 @@ std::string bayWords(const PageModel& model, const Bay& bay) {
     if (array != nullptr) words += ", of " + array->name;
     if (!drive.serial.empty()) words += ", serial " + drive.serial;
     words = joined(words, ", ", joined(drive.vendor, " ", drive.model));
-    return joined(words, ", ", sizeWords(drive.sizeMB));
+    words = joined(words, ", ", sizeWords(drive.sizeMB));
+    return joined(words, ", ", degreesWords(drive.temperature));
 }
 
 class Drawing {
@@ -148,16 +157,18 @@ public:
           shelf(shelfIN),
           grid(gridFor(shelf.bays.size(), shelf.isLoose())),
           width(widthOf(shelf)),
-          bayWidth((width - (grid.columns - 1) * kGap) / grid.columns) {}
+          bayWidth((width - (grid.columns - 1) * kGap) / grid.columns),
+          unitHeight(measures(shelf) ? kMeasuredHeight : kElementHeight) {}
 
     void draw() {
         const int rows = (static_cast<int>(shelf.bays.size()) + grid.columns - 1) / grid.columns;
         const int bottom = std::max(0, rows * (grid.height + kGap) - kGap);
         const std::size_t units = shownElements().size();
         const int unitRows = (static_cast<int>(units) + kElementsInRow - 1) / kElementsInRow;
-        const int height = bottom + unitRows * (kElementHeight + kGap) + (unitRows > 0 ? 4 : 0);
+        const int height = bottom + unitRows * (unitHeight + kGap) + (unitRows > 0 ? 4 : 0);
         html.open("svg", {{"class", "bays"},
-                          {"viewBox", "0 0 " + number(width) + " " + number(std::max(1, height))},
+                          // One more at each side: a line lies half outside of what it frames.
+                          {"viewBox", "-1 -1 " + number(width + 2) + " " + number(height + 2)},
                           {"role", "group"},
                           {"aria-label", shelf.title + ", " + summaryOf(shelf.bays)}});
         for (std::size_t i = 0; i < shelf.bays.size(); ++i) {
@@ -278,28 +289,33 @@ private:
         for (std::size_t i = 0; i < list.size(); ++i) {
             const int index = static_cast<int>(i);
             addElement(*list[i], index % kElementsInRow * (unitWidth + kGap),
-                       top + index / kElementsInRow * (kElementHeight + kGap), unitWidth);
+                       top + index / kElementsInRow * (unitHeight + kGap), unitWidth);
         }
     }
 
     void addElement(const ElementState& element, int x, int y, int unitWidth) {
         const Tone tone = toneOfState(element.state);
         std::string value;
-        if (element.value >= 0) {
-            value = number(element.value) + (element.kind == "temperature" ? " \u00b0C" : " rpm");
+        if (element.kind == "temperature") {
+            value = degreesWords(element.value);
+        } else if (element.value >= 0) {
+            value = number(element.value) + " rpm";
         }
         const std::string words = joined(element.name + " " + element.state, ", ", value);
-        html.open("g", {{"class", std::string("unit t-") + toneWord(tone)},
+        html.open("g", {{"class", std::string(value.empty() ? "unit t-" : "unit measured t-") +
+                                      toneWord(tone)},
                         {"role", "img"},
                         {"aria-label", words}});
         html.element("title", {}, words);
-        addBox(x, y, unitWidth, kElementHeight, "box");
-        addSymbol(element.kind, x + 5, y + 6);
+        addBox(x, y, unitWidth, unitHeight, "box");
+        addSymbol(element.kind, x + 5, y + unitHeight / 2 - 7);
         const std::string unit =
             element.kind == "temperature"
                 ? "temp" + element.name.substr(std::min(element.name.size(), element.kind.size()))
                 : element.name;
-        addText("unit-name", x + 23, y + 17, cutTo(value.empty() ? unit : value, 8));
+        const int middle = y + unitHeight / 2;
+        addText("unit-name", x + 23, value.empty() ? middle + 4 : middle - 3, cutTo(unit, 8));
+        if (!value.empty()) addText("unit-value", x + 23, middle + 11, value);
         if (tone != Tone::kGood) addUse(tone, x + unitWidth - 16, y + 7, 12);
         html.close();
     }
@@ -326,6 +342,7 @@ private:
     const Grid grid;
     const int width;
     const int bayWidth;
+    const int unitHeight;
 };
 
 // The bays of an enclosure; a drive whose slot is taken or not counted stands at the end.

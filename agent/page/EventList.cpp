@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <string_view>
 
 #include "agent/EventNames.h"
 #include "agent/page/StateLook.h"
@@ -20,6 +21,12 @@ void addColumn(Html& html, const char* look, const char* title) {
     html.element("span", {{"class", "sr"}}, title).close();
 }
 
+// A fan, "KEY/fan2", stands on the page of its enclosure.
+std::string_view pageOf(const PageModel& model, std::string_view object) {
+    const std::string_view whole = object.substr(0, object.rfind('/'));
+    return model.enclosure(whole) == nullptr ? object : whole;
+}
+
 void addRow(Html& html, const PageModel& model, const Record& record, bool withObject) {
     const Tone tone = toneOfSeverity(record.event.severity);
     html.open("tr", {{"class", std::string("t-") + toneWord(tone)}});
@@ -30,7 +37,8 @@ void addRow(Html& html, const PageModel& model, const Record& record, bool withO
     html.element("span", {{"class", "word"}}, severityText(record.event.severity)).close();
     if (withObject) {
         html.open("td", {{"class", "what"}});
-        addObjectLink(html, model.knows(record.object), record.object,
+        const std::string_view key = pageOf(model, record.object);
+        addObjectLink(html, model.knows(key), key,
                       record.objectName.empty() ? record.object : record.objectName);
         html.close();
     }

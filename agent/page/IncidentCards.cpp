@@ -98,6 +98,41 @@ std::string advice(const PageModel& model, const Incident& incident) {
     return "Look at the object; raidwatch show tells all that is known of it.";
 }
 
+// Replacing a drive is the right advice, and at the wrong time it is the end of the array.
+std::string notYet(const PageModel& model, const Incident& incident) {
+    const DriveState* drive = model.drive(incident.object);
+    if (drive == nullptr || model.markOf(*drive) != PageModel::Mark::kKeep) return "";
+    const ArrayState* array = model.array(drive->array);
+    const std::string name = array == nullptr ? "its array" : array->name;
+    if (array != nullptr && (array->state == "failed" || array->state == "offline")) {
+        return " Do not pull it: " + name + " may need it to come back. After that:";
+    }
+    if (array != nullptr && toneOfArray(*array) == Tone::kGood) {
+        return " Do not just pull it: " + name + " would be lost.";
+    }
+    return " Do not pull it yet: " + name + " lacks redundancy. Once it is whole again:";
+}
+
+// Which drives may leave: the advice for an array names none.
+std::string failedOnes(const PageModel& model, const Incident& incident) {
+    constexpr std::size_t kMostNamed = 3;
+    std::string words;
+    std::size_t count = 0;
+    for (const DriveState& drive : model.in().state.drives) {
+        if (drive.array != incident.object || model.markOf(drive) != PageModel::Mark::kPull) {
+            continue;
+        }
+        if (++count > kMostNamed) continue;
+        std::string one = joined(drive.name, ", ", drive.slotName);
+        if (!drive.serial.empty()) one += ", serial " + drive.serial;
+        words = joined(words, "; ", one);
+    }
+    if (count == 0) return "";
+    const std::string more = count > kMostNamed ? "; and others" : "";
+    return (count == 1 ? " Failed, may be pulled: " : " Failed, may be pulled, one at a time: ") +
+           words + more + ".";
+}
+
 void addCard(Html& html, const PageModel& model, const Incident& incident) {
     const Tone tone = toneOfSeverity(incident.severity);
     html.open("li", {{"class", std::string("card incident t-") + toneWord(tone)}});
@@ -107,7 +142,11 @@ void addCard(Html& html, const PageModel& model, const Incident& incident) {
         html.element("p", {{"class", "said"}, {"title", incident.text}}, incident.text);
     }
     html.open("p", {{"class", "todo"}}).element("strong", {}, "What to do");
-    html.text(" " + advice(model, incident)).close();
+    html.text(notYet(model, incident));
+    html.text(" " + advice(model, incident));
+    const std::string failed = failedOnes(model, incident);
+    if (!failed.empty()) html.element("span", {{"class", "mark"}}, failed);
+    html.close();
     html.close();
 }
 

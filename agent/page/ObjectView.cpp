@@ -10,6 +10,7 @@
 #include "agent/page/Chart.h"
 #include "agent/page/EventList.h"
 #include "agent/page/IncidentCards.h"
+#include "agent/page/Page.h"
 #include "agent/page/StateLook.h"
 
 namespace {
@@ -43,6 +44,11 @@ public:
         html.open("div").element("dt", {}, name).open("dd");
         addObjectLink(html, known, key, value);
         html.close().close();
+    }
+    void data(const char* kind, const std::string& key) {
+        add("key", key);
+        html.open("div").element("dt", {}, "for programs").open("dd");
+        html.element("a", {{"href", Page::dataPath(kind, key)}}, "JSON").close().close();
     }
     void state(Tone tone, const std::string& words) {
         html.open("div").element("dt", {}, "state").open("dd");
@@ -114,7 +120,7 @@ void addArray(Html& html, const PageModel& model, const ArrayState& array) {
         list.add("task runs for", durationText(model.in().now - array.task.startedAt));
     }
     addController(list, model, array.adapter);
-    list.add("key", array.key);
+    list.data("arrays", array.key);
     list.close();
     html.close();
 }
@@ -132,6 +138,7 @@ void addDrive(Html& html, const PageModel& model, const DriveState& drive) {
     const ArrayState* array = model.array(drive.array);
     list.link("belongs to", array != nullptr, drive.array,
               array == nullptr ? drive.array : array->name);
+    list.add("temperature", degreesWords(drive.temperature));
     list.add("model", joined(drive.vendor, " ", drive.model));
     list.add("serial number", drive.serial);
     list.add("WWN", drive.wwn);
@@ -146,7 +153,7 @@ void addDrive(Html& html, const PageModel& model, const DriveState& drive) {
     addController(list, model, drive.adapter);
     list.add("device now", drive.osName.empty() ? "" : "/dev/" + drive.osName);
     addPhys(html, model, drive.key);
-    list.add("key", drive.key);
+    list.data("drives", drive.key);
     list.close();
     html.close();
 }
@@ -164,7 +171,7 @@ void addEnclosure(Html& html, const PageModel& model, const EnclosureState& encl
     list.add("place", enclosure.name.substr(enclosure.name.find(' ') + 1));
     if (enclosure.slots > 0) list.add("slots", std::to_string(enclosure.slots));
     addController(list, model, enclosure.adapter);
-    list.add("key", enclosure.key);
+    list.data("enclosures", enclosure.key);
     list.close();
     html.close();
 }
@@ -201,16 +208,14 @@ void addControllerView(Html& html, const PageModel& model, const ControllerState
     list.add("driver", controller.driver);
     list.add("firmware", controller.firmware);
     list.add("battery", controller.battery);
-    if (controller.temperature >= 0) {
-        list.add("temperature", std::to_string(controller.temperature) + " \u00b0C");
-    }
+    list.add("temperature", degreesWords(controller.temperature));
     for (const ArrayState& array : model.in().state.arrays) {
         if (array.adapter == controller.number) {
             list.link("array", true, array.key, array.name + ", " + array.state);
         }
     }
     addPhys(html, model, controller.name);
-    list.add("key", controller.key);
+    list.data("controllers", controller.key);
     list.close();
     html.close();
     beginSection(html, "drives", "Drives");
@@ -286,6 +291,20 @@ std::vector<ChartPoint> heatOf(const PageModel& model) {
     return points;
 }
 
+// A scale of whole tens, so that one degree more does not change the picture.
+void addTemperatureChart(Html& html, const PageModel& model) {
+    constexpr int kStep = 10;
+    std::vector<ChartPoint> points;
+    int warmest = 0;
+    for (const TemperatureLog::Sample& sample : model.in().temperatures) {
+        points.push_back({sample.at, static_cast<double>(sample.degrees)});
+        warmest = std::max(warmest, sample.degrees);
+    }
+    const int top = (warmest / kStep + 1) * kStep;
+    addLineChart(html, {"Temperature", " \u00b0C", static_cast<double>(top), false}, points,
+                 model.in().now);
+}
+
 std::int64_t dayOf(std::int64_t when) {
     const auto seconds = static_cast<std::time_t>(when);
     std::tm parts{};
@@ -326,9 +345,14 @@ void addCharts(Html& html, const PageModel& model, std::string_view key) {
                  now);
     addLineChart(charts, {"Bad blocks found and not yet repaired", "", 0, true}, blocksOf(model),
                  now);
+    addTemperatureChart(charts, model);
     addLineChart(charts, {"Temperature out of range", "", 1, true}, heatOf(model), now);
     addDayChart(charts, "Errors and warnings per day", daysOf(model), now);
-    if (charts.str().empty()) return;
+    // Its place is always there: a part that comes later must not make the script load all anew.
+    if (charts.str().empty()) {
+        html.open("div", {{"data-part", "charts"}, {"hidden", ""}}).close();
+        return;
+    }
     beginSection(html, "charts", "Over time");
     html.open("div", {{"class", "charts"}}).append(charts).close().close();
 }

@@ -91,6 +91,24 @@ void addFooter(Html& html, const PageInput& input) {
     html.close();
 }
 
+std::string inUrl(std::string_view raw) {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string text;
+    for (const char c : raw) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool plain =
+            (byte < 0x80 && std::isalnum(byte) != 0) || c == '-' || c == '.' || c == '_';
+        if (plain) {
+            text += c;
+        } else {
+            text += '%';
+            text += kDigits[byte >> 4];
+            text += kDigits[byte & 15];
+        }
+    }
+    return text;
+}
+
 std::string titleOf(const PageModel& model, const std::string& what) {
     return std::string(levelWord(model.verdict().level)) + " " +
            joined(what, " on ", hostOf(model.in())) + " \u2013 raidwatch";
@@ -145,20 +163,8 @@ std::string Page::message(std::string_view title, std::string_view sentence) con
     return html.str();
 }
 
-std::string Page::objectPath(std::string_view key) {
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string path = "/object?key=";
-    for (const char c : key) {
-        const auto byte = static_cast<unsigned char>(c);
-        const bool plain =
-            (byte < 0x80 && std::isalnum(byte) != 0) || c == '-' || c == '.' || c == '_';
-        if (plain) {
-            path += c;
-        } else {
-            path += '%';
-            path += kDigits[byte >> 4];
-            path += kDigits[byte & 15];
-        }
-    }
-    return path;
+std::string Page::objectPath(std::string_view key) { return "/object?key=" + inUrl(key); }
+
+std::string Page::dataPath(const char* kind, std::string_view key) {
+    return std::string("/api/v1/") + kind + "/" + inUrl(key);
 }

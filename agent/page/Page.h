@@ -13,7 +13,8 @@
 //   default-src 'none'; style-src 'self'; script-src 'self'; connect-src 'self';
 //   img-src 'self' data:
 //
-// without an inline style or script. Links lead to "/", to objectPath() and to the assets only.
+// without an inline style or script. Links lead to "/", to objectPath() and dataPath(), and to the
+// assets only.
 //
 // The script listens to the server-sent events of kStream. A message of the type "state" (after
 // each completed poll, and whenever something that is shown has changed; its data is not looked at)
@@ -55,6 +56,8 @@ public:
 
     // Where object() is to be served: "/object?key=...", percent-encoded.
     static std::string objectPath(std::string_view key);
+    // What programs get of it: "/api/v1/drives/...", the same; `kind` is "drives", "arrays", ...
+    static std::string dataPath(const char* kind, std::string_view key);
 
     // "/style.css", "/page.js", "/icon.svg"
     static const std::vector<Asset>& assets();

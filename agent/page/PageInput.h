@@ -27,6 +27,7 @@
 #include "agent/spool/Record.h"
 #include "agent/spool/RecordFilter.h"
 #include "agent/state/MachineState.h"
+#include "agent/state/TemperatureLog.h"
 
 struct PageInput {
     static constexpr std::int64_t kTimeline = 48 * 3600;     // that the timeline covers
@@ -46,6 +47,7 @@ struct PageInput {
     std::vector<SinkStatus> sinks;      // by name
     std::vector<std::string> problems;  // of the daemon itself, sentences
     std::vector<Record> history;        // for Page::object only, ascending; see historyOf()
+    std::vector<TemperatureLog::Sample> temperatures;  // for Page::object only
 
     // What to ask the spool for.
     static RecordFilter recent(std::int64_t now);

@@ -159,6 +159,10 @@ std::string sizeWords(std::int64_t megabytes) {
     return megabytes <= 0 ? "" : sizeText(static_cast<unsigned long long>(megabytes));
 }
 
+std::string degreesWords(int celsius) {
+    return celsius < 0 ? "" : std::to_string(celsius) + " \u00b0C";
+}
+
 std::string joined(const std::string& left, const char* between, const std::string& right) {
     return left.empty() || right.empty() ? left + right : left + between + right;
 }

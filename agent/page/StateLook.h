@@ -52,6 +52,7 @@ void addObjectLink(Html& html, bool known, std::string_view key, std::string_vie
 
 std::string counted(std::size_t count, const std::string& word);  // "1 drive", "2 drives"
 std::string sizeWords(std::int64_t megabytes);                    // "" when it is not known
+std::string degreesWords(int celsius);                            // with their sign; the same
 std::string joined(const std::string& left, const char* between, const std::string& right);
 
 #endif  // AGENT_PAGE_STATELOOK_H

@@ -11,7 +11,7 @@ struct RecordFilter {
     std::int64_t since = 0;       // milliseconds since 1970-01-01 UTC, inclusive
     std::int64_t until = 0;       // exclusive; 0: no end
     std::vector<int> severities;  // EnumEventType values
-    std::string object;           // object key
+    std::string object;           // object key; of an enclosure also its fans and supplies
     std::vector<int> codes;       // event codes
     bool undelivered = false;     // at least one sink still has it before it, or gave it up
     bool events = true;

@@ -16,6 +16,7 @@ constexpr char kColumns[] =
 
 // Above what was given before a database was lost: its last step may not have been noted.
 constexpr std::int64_t kLeap = 1000;
+constexpr char kEnclosure[] = "enclosure:";
 
 std::string machineIdFile(const std::string& file) {
     const std::size_t slash = file.rfind('/');
@@ -69,10 +70,7 @@ public:
         if (filter.until != 0) number("at < ?", filter.until);
         list("severity", filter.severities);
         list("code", filter.codes);
-        if (!filter.object.empty()) {
-            add("object = ?");
-            object = filter.object;
-        }
+        if (!filter.object.empty()) ofObject(filter.object);
         if (!filter.events) add("kind <> 0");
         if (!filter.notices) add("kind <> 1");
         if (filter.undelivered) {
@@ -86,13 +84,21 @@ public:
     int bindTo(Statement& statement) const {
         int place = 0;
         for (const std::int64_t value : numbers) statement.bind(++place, value);
-        if (!object.empty()) statement.bind(++place, object);
+        for (const std::string& each : texts) statement.bind(++place, each);
         return place;
     }
 
 private:
     void add(const std::string& condition) {
         text += (text.empty() ? " WHERE " : " AND ") + condition;
+    }
+    // A fan of an enclosure is "KEY/fan2"; what happened to it happened to the enclosure.
+    void ofObject(const std::string& key) {
+        texts = {key};
+        if (key.compare(0, sizeof kEnclosure - 1, kEnclosure) != 0) return add("object = ?");
+        add("(object = ? OR (object > ? AND object < ?))");
+        texts.push_back(key + "/");
+        texts.push_back(key + static_cast<char>('/' + 1));
     }
     void number(const char* condition, std::int64_t value) {
         add(condition);
@@ -109,8 +115,8 @@ private:
     }
 
     std::string text;
-    std::vector<std::int64_t> numbers;  // all of them stand before the object
-    std::string object;
+    std::vector<std::int64_t> numbers;  // all of them stand before the texts
+    std::vector<std::string> texts;
 };
 
 }  // namespace

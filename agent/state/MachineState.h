@@ -72,6 +72,7 @@ struct DriveState {
     std::int64_t sizeMB = 0;
     std::string state;  // normal (a member), unused, spare, rebuilding, failed, missing, unknown
     bool predicted = false;  // it foretells its failure
+    int temperature = -1;    // degrees Celsius; -1 not known, or below 0
     std::string array;       // key of the array that it belongs to
 };
 
@@ -79,7 +80,7 @@ struct ElementState {
     std::string kind;   // "fan", "supply", "temperature"
     std::string name;   // "fan 2"
     std::string state;  // normal, failed, missing, unknown; "too hot"
-    int value = -1;     // degrees Celsius, rpm; -1 not known
+    int value = -1;     // degrees Celsius, rpm; -1 not known, or below 0
 };
 
 struct EnclosureState {

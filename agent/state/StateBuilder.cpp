@@ -90,6 +90,12 @@ std::string hostName() {
 
 std::string orEmpty(const char* text) { return text == nullptr ? std::string() : text; }
 
+// What people see has -1 for a number that is not known.
+int readingOf(int measured) {
+    constexpr int kNotSet = 0x7fffffff;
+    return measured < 0 || measured == kNotSet ? -1 : measured;
+}
+
 // A serial number is as unique as its maker is careful; a second drive with the same one is told
 // by its place as well.
 class KeyGiver {
@@ -123,6 +129,7 @@ DriveState driveOf(const HardDrive& drive, KeyGiver& keys) {
     state.sizeMB = std::max<std::int64_t>(0, drive.size);
     state.state = driveWord(drive.state);
     state.predicted = drive.getPfaError();
+    state.temperature = readingOf(drive.temperature);
     state.key = keys.give("drive", state.serial, state.wwn, placeOf(drive.addr));
     state.slotName = sataPortName(drive);
     return state;
@@ -209,12 +216,13 @@ EnclosureState enclosureOf(const PhysicalDevice& device, KeyGiver& keys) {
     return state;
 }
 
-void addElement(EnclosureState& state, const char* kind, std::size_t index,
-                const std::string& word) {
+void addElement(EnclosureState& state, const char* kind, std::size_t index, const std::string& word,
+                int value = -1) {
     ElementState element;
     element.kind = kind;
     element.name = std::string(kind) + " " + std::to_string(index + 1);
     element.state = word;
+    element.value = value;
     state.elements.push_back(element);
 }
 
@@ -262,11 +270,12 @@ EnclosureState sesState(const SES2EnclosureDevice& enclosure, KeyGiver& keys) {
     std::size_t sensors = 0;
     for (const SESElement* element : below<SESElement>(enclosure, "SESElement")) {
         const std::string word = wordOf(kElementWords, element->getStatus());
-        if (element->getType() == kSesCooling) addElement(state, "fan", fans++, word);
+        const int value = readingOf(element->reading);
+        if (element->getType() == kSesCooling) addElement(state, "fan", fans++, word, value);
         if (element->getType() == kSesPowerSupply) addElement(state, "supply", supplies++, word);
         if (element->getType() == kSesTemperature) {
             const bool hot = word == "failed" || word == "degraded";
-            addElement(state, "temperature", sensors++, hot ? "too hot" : word);
+            addElement(state, "temperature", sensors++, hot ? "too hot" : word, value);
         }
         if (element->getType() == kSesArrayDevice || element->getType() == kSesDevice) {
             ++state.slots;

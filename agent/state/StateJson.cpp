@@ -97,6 +97,7 @@ struct Fields<DriveState> {
         v("sizeMB", drive.sizeMB);
         v("state", drive.state);
         v("predicted", drive.predicted);
+        v("temperature", drive.temperature);
         v("array", drive.array);
     }
 };

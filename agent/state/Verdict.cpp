@@ -115,7 +115,7 @@ std::string sentenceOf(const std::vector<Problem>& problems) {
         text += isOnlyKind ? counted(count, "problem", "problems")
                            : counted(count, problem.kind, plural(problem.kind));
         if (seen.size() == 1 || count == 1) text += ": " + problem.detail;
-        if (seen.size() == 1 && count > 1) text += ", and others";
+        if (seen.size() == 1 && count > 1) text += ", and " + std::to_string(count - 1) + " more";
     }
     return text;
 }

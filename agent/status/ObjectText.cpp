@@ -93,12 +93,17 @@ std::string arrayText(const MachineState& state, const ArrayState& array, std::i
     return lines.text;
 }
 
+std::string degrees(int celsius) {
+    return celsius < 0 ? "" : std::to_string(celsius) + " degrees Celsius";
+}
+
 std::string driveText(const MachineState& state, const DriveState& drive) {
     Properties lines;
     lines.add("drive", joined(drive.vendor, drive.model));
     lines.add("state", drive.state + (drive.predicted ? ", foretells its failure" : ""));
     const ArrayState* array = state.findArray(drive.array);
     lines.add("belongs to", array == nullptr ? drive.array : array->name);
+    lines.add("temperature", degrees(drive.temperature));
     lines.add("serial number", drive.serial);
     lines.add("WWN", drive.wwn);
     lines.add("part number", drive.partNumber);
@@ -121,7 +126,11 @@ std::string enclosureText(const MachineState& state, const EnclosureState& enclo
     lines.add("part number", enclosure.partNumber);
     lines.add("slots", enclosure.slots, 0);
     for (const ElementState& element : enclosure.elements) {
-        lines.add(element.name.c_str(), element.state);
+        const std::string value = element.kind == "temperature" ? degrees(element.value)
+                                  : element.value < 0
+                                      ? ""
+                                      : std::to_string(element.value) + " turns a minute";
+        lines.add(element.name.c_str(), element.state + (value.empty() ? "" : ", " + value));
     }
     for (const DriveState& drive : state.drives) {
         if (drive.enclosure != enclosure.key) continue;
@@ -143,9 +152,7 @@ std::string controllerText(const ControllerState& controller) {
     lines.add("driver", controller.driver);
     lines.add("firmware", controller.firmware);
     lines.add("battery", controller.battery);
-    if (controller.temperature >= 0) {
-        lines.add("temperature", std::to_string(controller.temperature) + " degrees Celsius");
-    }
+    lines.add("temperature", degrees(controller.temperature));
     lines.add("key", controller.key);
     return lines.text;
 }

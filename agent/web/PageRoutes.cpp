@@ -42,6 +42,7 @@ WebAnswer PageRoutes::object(const WebRequest& request) {
     const std::string key = request.parameter("key");
     PageInput filled = input();
     filled.history = knowledge.spool().query(PageInput::historyOf(key));
+    filled.temperatures = knowledge.temperatures().of(key);
     WebAnswer answer = htmlAnswer(page().object(filled, key));
     if (!answer.body.empty()) return answer;
     return message(404, "There is no \"" + key + "\" on this machine.");

@@ -7,7 +7,8 @@
 namespace {
 
 WebKnowledge::Parts filesOf(const AgentSettings& settings) {
-    return {RunFolder::spoolFile(settings), RunFolder(settings).stateFile(), settings.staleAfter};
+    return {RunFolder::spoolFile(settings), RunFolder(settings).stateFile(), settings.staleAfter,
+            RunFolder::temperatureFile(settings)};
 }
 
 }  // namespace

@@ -40,7 +40,12 @@ MachineState withoutStates(MachineState state) {
         array.survives = -1;
         array.task = TaskState();
     }
-    for (EnclosureState& enclosure : state.enclosures) makeUnknown(enclosure.elements);
+    for (DriveState& drive : state.drives) drive.temperature = -1;
+    for (ControllerState& controller : state.controllers) controller.temperature = -1;
+    for (EnclosureState& enclosure : state.enclosures) {
+        makeUnknown(enclosure.elements);
+        for (ElementState& element : enclosure.elements) element.value = -1;
+    }
     return state;
 }
 
@@ -117,6 +122,12 @@ std::string WebKnowledge::reasonFor(const SpoolError& error) {
 
 Verdict WebKnowledge::verdictNow(const std::vector<Incident>& open) {
     return verdict(lastSeen(), open, now(), parts.staleAfter);
+}
+
+TemperatureLog WebKnowledge::temperatures() {
+    std::string text;
+    if (parts.temperatureFile.empty() || !readSafely(parts.temperatureFile, text)) return {};
+    return TemperatureLog::parse(text);
 }
 
 void WebKnowledge::forget() {

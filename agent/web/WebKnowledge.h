@@ -17,6 +17,7 @@
 
 #include "agent/spool/Spool.h"
 #include "agent/state/MachineState.h"
+#include "agent/state/TemperatureLog.h"
 #include "agent/state/Verdict.h"
 
 class WebKnowledge {
@@ -25,6 +26,7 @@ public:
         std::string spoolFile;
         std::string stateFile;
         std::int64_t staleAfter = 300;  // seconds
+        std::string temperatureFile;    // a TemperatureLog; "" for none
     };
 
     explicit WebKnowledge(Parts partsIN) : parts(std::move(partsIN)) {}
@@ -35,6 +37,7 @@ public:
     bool isKnown() { return lastSeen().polledAt != 0; }
     bool isStale();
     Spool& spool();  // the present one; valid until the next call of it
+    TemperatureLog temperatures();
     Verdict verdictNow(const std::vector<Incident>& open);
 
     const Parts& files() const { return parts; }

@@ -2,6 +2,8 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -50,6 +52,24 @@ std::string cureOf(int error) {
     }
 }
 
+std::string peerOf(int fd, const sockaddr_storage& address) {
+    char text[INET6_ADDRSTRLEN] = "";
+    if (address.ss_family == AF_INET) {
+        const auto& v4 = reinterpret_cast<const sockaddr_in&>(address);
+        (void)inet_ntop(AF_INET, &v4.sin_addr, text, sizeof text);
+        return text;
+    }
+    if (address.ss_family == AF_INET6) {
+        const auto& v6 = reinterpret_cast<const sockaddr_in6&>(address);
+        (void)inet_ntop(AF_INET6, &v6.sin6_addr, text, sizeof text);
+        return text;
+    }
+    ucred user{};
+    socklen_t size = sizeof user;
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &user, &size) != 0) return "somebody";
+    return "user " + std::to_string(user.uid);
+}
+
 }  // namespace
 
 WebListener::~WebListener() {
@@ -68,6 +88,20 @@ void WebListener::open(Time now) {
     }
     descriptor = fd;
     trouble.clear();
+}
+
+std::unique_ptr<WebClient> WebListener::accept(const WebLimits& limits) const {
+    sockaddr_storage address{};
+    socklen_t size = sizeof address;
+    const int fd = accept4(descriptor, reinterpret_cast<sockaddr*>(&address), &size,
+                           SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (fd < 0) {
+        // Out of descriptors: the socket stays readable, so breathe before the next try.
+        if (errno == EMFILE || errno == ENFILE) (void)poll(nullptr, 0, 50);
+        return nullptr;
+    }
+    if (!wanted.isUnix()) (void)setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &kYes, sizeof kYes);
+    return std::make_unique<WebClient>(fd, peerOf(fd, address), wanted.isUnix(), limits);
 }
 
 std::string WebListener::text() const {

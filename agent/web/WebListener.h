@@ -5,6 +5,7 @@
 //   WebListener listener(address);
 //   if (listener.isDue(now)) listener.open(now);
 //   if (listener.fd() < 0) say(listener.problem());
+//   while (auto client = listener.accept(limits)) ...      // when poll() says so
 //
 // A Unix socket that was left behind is replaced, one on which somebody answers is not; every user
 // may connect to it. It goes with the listener.
@@ -14,9 +15,12 @@
 #define AGENT_WEB_WEBLISTENER_H
 
 #include <chrono>
+#include <memory>
 #include <string>
 
 #include "agent/web/WebAddress.h"
+#include "agent/web/WebClient.h"
+#include "agent/web/WebLimits.h"
 
 class WebListener {
 public:
@@ -31,6 +35,9 @@ public:
     bool isDue(Time now) const { return descriptor < 0 && now >= next; }
     Time due() const { return next; }
     void open(Time now);
+
+    // Who has come next; null when there is nobody, or no descriptor for him.
+    std::unique_ptr<WebClient> accept(const WebLimits& limits) const;
 
     int fd() const { return descriptor; }  // -1: not open
     const WebAddress& address() const { return wanted; }

@@ -15,6 +15,9 @@
 // of it. A stream that is not read gets nothing more until it
 // is; it can go on where it was, so nothing is missed.
 //
+// WebListener accepts connections, WebClient is one, WebClients says who may stay; what is answered
+// is the site's business.
+//
 // Threads    notify(), change(), listenOn(), addresses(), problem() and stop() from any.
 // Ownership  The site is borrowed; it outlives the server.
 // Errors     Addresses that cannot be had: problem(), and one note each. Others are answers.
@@ -22,7 +25,6 @@
 #define AGENT_WEB_WEBSERVER_H
 
 #include <chrono>
-#include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -32,29 +34,14 @@
 
 #include "agent/web/HttpExchange.h"
 #include "agent/web/WebAddress.h"
+#include "agent/web/WebClients.h"
+#include "agent/web/WebLimits.h"
 #include "agent/web/WebListener.h"
 #include "agent/web/WebSite.h"
 
 class WebServer {
 public:
-    struct Limits {
-        std::size_t clients = 64;
-        std::size_t perPeer = 32;
-        std::size_t streams = 16;
-        std::size_t streamsPerPeer = 8;
-        std::size_t head = 16 * 1024;                // bytes of a request
-        std::size_t unread = 4 * 1024 * 1024;        // bytes of answers that a peer has yet to read
-        std::size_t unreadOfAll = 32 * 1024 * 1024;  // of all peers together
-        std::size_t streamAhead = 64 * 1024;  // bytes that a stream may be ahead of its reader
-        std::chrono::milliseconds forHead{10000};
-        std::chrono::milliseconds forNext{30000};    // an open connection without a request
-        std::chrono::milliseconds forAnswer{60000};  // for reading it, and a stream's next part
-        std::chrono::milliseconds beat{15000};       // a sign of life on a silent stream
-        std::chrono::milliseconds tick{5000};        // how often a stream looks by itself
-        std::chrono::milliseconds untilRest{5000};   // without a request or a stream
-        std::chrono::milliseconds grace{1000};     // that everybody has before he may be sent away
-        std::chrono::milliseconds farewell{2000};  // for the other side to hang up
-    };
+    using Limits = WebLimits;
     using Note = std::function<void(const std::string&)>;
     using Exchanges = std::function<std::unique_ptr<HttpExchange>()>;
 
@@ -80,7 +67,6 @@ public:
 
 private:
     using Time = std::chrono::steady_clock::time_point;
-    struct Client;
     struct Change;
 
     void serve();
@@ -88,20 +74,12 @@ private:
     void openListeners();
     void publish();
     void acceptFrom(const WebListener& listener);
-    bool makeRoom(const std::string& peer);
-    void step(Client& client, short events);
-    void stepSafely(Client& client, short events);
-    void readFrom(Client& client);
-    void answer(Client& client);
-    bool mayAnswer(const Client& asking) const;
-    void shedUnread();
-    bool mayStream(const Client& asking) const;
-    bool hasStreams() const;
-    void feed(Client& stream);
-    void beat(Client& stream);
+    void step(WebClient& client, short events);
+    void stepSafely(WebClient& client, short events);
+    void answer(WebClient& client);
+    void feed(WebClient& stream);
+    void beat(WebClient& stream);
     bool isTimeToFeed(bool notified);
-    void writeTo(Client& client);
-    void dropFinished();
     void restWhenIdle();
     int millisecondsToWait() const;
     HttpExchange* exchange();
@@ -114,7 +92,7 @@ private:
 
     // The server's thread only.
     std::vector<std::unique_ptr<WebListener>> listeners;
-    std::vector<std::unique_ptr<Client>> clients;
+    WebClients clients{limits};
     std::unique_ptr<HttpExchange> http;
     std::vector<std::string> told;  // problems of listeners that people know of
     std::string missing;            // why there is no `http`

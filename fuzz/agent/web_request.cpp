@@ -139,7 +139,7 @@ public:
             fillSample(filled);
             return name;
         }();
-        return {spool, fuzz::inRoom("state.json"), 300};
+        return {spool, fuzz::inRoom("state.json"), 300, ""};
     }
     // Of a token that no input can know.
     static std::string hash() {

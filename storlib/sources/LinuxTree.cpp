@@ -302,6 +302,7 @@ void LinuxTree::addDrive(Branch& branch, const LinuxDrive& drive, const Roles& r
     object->size = drive.megabytes;
     object->pfaSupported = smart != SmartHealth::kUnknown;
     object->pfaError = smart == SmartHealth::kFailing;
+    if (health != nullptr) object->temperature = health->temperatureOf(drive);
     object->state = driveState(drive, roles, object->pfaError);
     object->taskInProgress = object->state == kDriveRebuilding;
     object->OSPartition = isMounted(mounts, drive.name);
@@ -375,6 +376,7 @@ void LinuxTree::addEnclosure(std::vector<Branch>& branches, const LinuxEnclosure
         element->addr.itemID = item++;
         element->status = unit.status;
         element->elementType = unit.type;
+        element->reading = unit.reading;
         element->descriptor = unit.descriptor;
         for (const SasLink& seen : unit.links) {
             // The drive's own view of its links, so that both can be told to be the same.

@@ -66,6 +66,16 @@ unsigned int judgedTemperature(unsigned int status, unsigned int reading, const 
     return status;
 }
 
+// Degrees are counted from -20, 0 is none. A fan counts tens of turns in 11 bits; one that stands
+// and one that does not count both say 0, and its status tells which.
+int readingAt(int type, const std::string& page, std::size_t at) {
+    const int low = static_cast<int>(byteAt(page, at + 2));
+    if (type == kSesTemperature && low != 0) return low - 20;
+    const int tens = static_cast<int>(byteAt(page, at + 1) & 7) * 256 + low;
+    if (type == kSesCooling && tens != 0) return tens * 10;
+    return SesUnit::kNoReading;
+}
+
 std::string addressAt(const std::string& page, std::size_t at) {
     char digits[17];
     for (std::size_t i = 0; i < 8; ++i) {
@@ -177,6 +187,9 @@ std::vector<SesUnit> SesPages::units() const {
             if (unit.type == kSesTemperature) {
                 unit.status = judgedTemperature(unit.status, byteAt(status, statusAt + 2),
                                                 thresholds, statusAt);
+            }
+            if (unit.status != kSesNotInstalled) {
+                unit.reading = readingAt(unit.type, status, statusAt);
             }
             unit.descriptor = nextText(descriptors, textAt);
             if (isSlot(unit.type)) nameSlot(unit, i);

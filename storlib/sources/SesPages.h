@@ -16,8 +16,11 @@
 
 // One element of an enclosure.
 struct SesUnit {
+    static constexpr int kNoReading = 0x7fffffff;
+
     int type = 0;  // EnumSESElementType
     unsigned int status = kSesUnsupported;
+    int reading = kNoReading;  // degrees Celsius of a sensor, turns a minute of a fan
     std::string descriptor;
     std::vector<SasLink> links;  // of the drive in a slot, as the enclosure sees them
 };

@@ -8,11 +8,16 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
+
+#include "storlib/sources/JsonNode.h"
 
 namespace {
 
 constexpr std::size_t kAnswerLimit = 256 * 1024;
 constexpr std::size_t kMostHanging = 4;
+constexpr std::int64_t kColdest = -60;  // degrees; what drives say beyond these is no measurement
+constexpr std::int64_t kHottest = 150;
 
 std::int64_t monotonicSeconds() {
     timespec now = {};
@@ -21,6 +26,10 @@ std::int64_t monotonicSeconds() {
 }
 
 std::string keyOf(const LinuxDrive& drive) { return drive.path + " " + drive.serial; }
+
+const JsonNode* memberOf(const JsonNode* object, const char* name) {
+    return object == nullptr ? nullptr : object->member(name);
+}
 
 // The program gets no input, no signals that the host blocked, and only a plain environment.
 pid_t startProgram(const std::string& program, const std::string& node, int out) {
@@ -35,9 +44,9 @@ pid_t startProgram(const std::string& program, const std::string& node, int out)
     sigemptyset(&none);
     posix_spawnattr_setsigmask(&attributes, &none);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
-    std::string words[] = {program, "--json", "-n", "standby", "-H", node};
-    char* arguments[7] = {};
-    for (std::size_t i = 0; i < 6; ++i) arguments[i] = &words[i][0];
+    std::string words[] = {program, "--json", "-n", "standby", "-H", "-A", node};
+    char* arguments[8] = {};
+    for (std::size_t i = 0; i < 7; ++i) arguments[i] = &words[i][0];
     char path[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
     char locale[] = "LC_ALL=C";
     char* environment[] = {path, locale, nullptr};
@@ -68,21 +77,30 @@ std::string SmartHealth::findProgram() {
     return std::string();
 }
 
-SmartHealth::Health SmartHealth::parse(const std::string& answer) {
-    const std::size_t status = answer.find("\"smart_status\"");
-    if (status == std::string::npos) return kUnknown;
-    const std::size_t end = answer.find('}', status);
-    const std::size_t passed = answer.find("\"passed\"", status);
-    if (passed == std::string::npos || passed > end) return kUnknown;
-    const std::size_t value = answer.find_first_not_of(" \t\r\n:", passed + 8);
-    if (value == std::string::npos) return kUnknown;
-    if (answer.compare(value, 4, "true") == 0) return kGood;
-    return answer.compare(value, 5, "false") == 0 ? kFailing : kUnknown;
+SmartHealth::Answer SmartHealth::parse(const std::string& text) {
+    Answer answer;
+    std::string ignored;
+    const std::unique_ptr<JsonNode> root = JsonNode::parse(text, ignored);
+    if (!root) return answer;
+    const JsonNode* passed = memberOf(root->member("smart_status"), "passed");
+    if (passed != nullptr && passed->is(JsonNode::Type::kBool)) {
+        answer.health = passed->flag ? kGood : kFailing;
+    }
+    const JsonNode* degrees = memberOf(root->member("temperature"), "current");
+    const bool isCredible = degrees != nullptr && degrees->is(JsonNode::Type::kInteger) &&
+                            degrees->integer > kColdest && degrees->integer < kHottest;
+    if (isCredible) answer.temperature = static_cast<int>(degrees->integer);
+    return answer;
 }
 
 SmartHealth::Health SmartHealth::of(const LinuxDrive& drive) const {
     const auto entry = entries.find(keyOf(drive));
-    return entry == entries.end() ? kUnknown : entry->second.health;
+    return entry == entries.end() ? kUnknown : entry->second.last.health;
+}
+
+int SmartHealth::temperatureOf(const LinuxDrive& drive) const {
+    const auto entry = entries.find(keyOf(drive));
+    return entry == entries.end() ? kNoTemperature : entry->second.last.temperature;
 }
 
 // Never waits: a program that hangs in a drive's driver cannot even be killed.
@@ -100,8 +118,10 @@ void SmartHealth::finish() {
     reap();
     ::close(output);
     output = -1;
-    const Health health = parse(answer);
-    if (health != kUnknown) entries[question].health = health;
+    const Answer said = parse(answer);
+    Answer& last = entries[question].last;
+    if (said.health != kUnknown) last.health = said.health;
+    if (said.temperature != kNoTemperature) last.temperature = said.temperature;
 }
 
 void SmartHealth::collect() {

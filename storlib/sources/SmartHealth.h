@@ -1,4 +1,5 @@
-// SmartHealth: what the drives themselves predict, asked of smartctl at a long interval.
+// SmartHealth: what the drives themselves predict, and how warm they are, asked of smartctl at a
+// long interval.
 //
 //   SmartHealth health("/usr/sbin/smartctl", 1800);
 //   health.step(drives);                    // at every poll; never waits
@@ -8,7 +9,8 @@
 // drive that does not answer holds up nothing; after kPatienceSeconds the program is ended. Drives
 // in standby are left asleep (-n standby) and keep what they said last.
 //
-// Threads  One at a time. Owns the program that it started. Errors: the health stays unknown.
+// Threads  One at a time. Owns the program that it started. Errors: the health stays unknown, and
+//          so does the temperature.
 #ifndef STORLIB_SOURCES_SMARTHEALTH_H
 #define STORLIB_SOURCES_SMARTHEALTH_H
 
@@ -25,6 +27,14 @@ class SmartHealth {
 public:
     enum Health { kUnknown, kGood, kFailing };
 
+    static constexpr int kNoTemperature = 0x7fffffff;
+
+    // What one answer says.
+    struct Answer {
+        Health health = kUnknown;
+        int temperature = kNoTemperature;  // degrees Celsius
+    };
+
     static constexpr std::int64_t kIntervalSeconds = 1800;
     static constexpr std::int64_t kPatienceSeconds = 30;
 
@@ -39,15 +49,17 @@ public:
     // Collects an answer that has come and starts the next question that is due.
     void step(const std::vector<LinuxDrive>& drives);
     Health of(const LinuxDrive& drive) const;
+    // As of the last answer, which a drive in standby does not renew.
+    int temperatureOf(const LinuxDrive& drive) const;
     bool asks() const { return child > 0; }
 
-    // What `smartctl --json -H` printed.
-    static Health parse(const std::string& answer);
+    // What `smartctl --json -H -A` printed; one that is cut short says nothing.
+    static Answer parse(const std::string& text);
 
 private:
     struct Entry {
         std::int64_t asked = 0;  // monotonic seconds
-        Health health = kUnknown;
+        Answer last;
     };
 
     void collect();

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "agent/state/TemperatureLog.h"
 #include "agent/web/WebToken.h"
 #include "tests/agent/DaemonRoom.h"
 #include "tests/agent/support/WebRoom.h"
@@ -166,6 +167,37 @@ TEST_F(DaemonWebTest, GivenAPortThatIsTakenThenItWatchesAllTheSameAndDoctorKnows
     EXPECT_EQ(log.find("another program has it"), log.rfind("another program has it"))
         << "it is said once: " << log;
     EXPECT_EQ(0, room.stop(SIGTERM));
+}
+
+TEST_F(DaemonWebTest, TemperaturesAreDrawnAndAreStillThereAfterARestart) {
+    room.settings.source = "scenario:" QEL_SOURCE_DIR "/tests/browser/shelf.json";
+    room.pace = "0.001";
+    start("[\"127.0.0.1:0\"]");
+    const std::string file = room.settings.stateFolder + "/temperatures.json";
+    const auto samples = [&] {
+        std::ifstream in(file);
+        const std::string text(std::istreambuf_iterator<char>(in), {});
+        return TemperatureLog::parse(text).of("drive:R8K703Q14");
+    };
+    const auto chart = [this] {
+        httplib::Client client("127.0.0.1", port());
+        const httplib::Result page = client.Get("/object?key=drive%3AR8K703Q14");
+        return page && page->body.find("\"Temperature: 3") != std::string::npos;
+    };
+    ASSERT_TRUE(DaemonRoom::waitFor([&] { return samples().size() >= 2; })) << room.log();
+    EXPECT_TRUE(chart());
+    EXPECT_EQ(0, room.stop(SIGTERM));
+    const auto before = samples();
+    ASSERT_GE(before.size(), 2u);
+    // The fast clock of the first run was ahead; what it noted later than now goes.
+    start("[\"127.0.0.1:0\"]");
+    ASSERT_TRUE(DaemonRoom::waitFor([&] {
+        return port() != 0 && samples().size() >= 2 && samples()[1].at != before[1].at;
+    })) << room.log();
+    EXPECT_TRUE(chart());
+    EXPECT_EQ(0, room.stop(SIGTERM));
+    EXPECT_EQ(before[0].at, samples()[0].at);
+    EXPECT_EQ(before[0].degrees, samples()[0].degrees);
 }
 
 }  // namespace

@@ -219,13 +219,24 @@ protected:
         std::size_t different = 0;
     };
     void readStream(Stored& stored) const;
-    static void compareWith(const Stored& stored, const Spool& spool, Difference& all);
+    static void compareWith(const Stored& stored, const Spool& spool, std::int64_t end,
+                            Difference& all);
+    void sayUnknown(const Stored& stored) const;
+    static std::int64_t cursorOf(const Spool& spool) {
+        for (const SinkStatus& sink : spool.sinkStatus()) {
+            if (sink.sink == "fleet") return sink.cursor;
+        }
+        return -1;
+    }
+    std::string spoolOf(int machine) const {
+        return dir.file("fleet/m" + std::to_string(machine) + "/spool.db");
+    }
     void compare();
     void sayStatus();
 
     const int machines = numberOf("RAIDWATCH_FLEET", kBounded);
     const bool big = machines != kBounded;
-    const int exposedEvery = big ? 97 : 7;
+    const int exposedEvery = machines >= 500 ? 97 : 7;
     TempDir dir;
     NatsServer server{dir.folder()};
     std::vector<std::unique_ptr<Agents>> agents;
@@ -259,9 +270,7 @@ void FleetProofTest::prefillAndDrain(int rounds) {
     const double seconds = secondsSince(start);
     std::int64_t count = 0;
     for (int i = 0; i < machines; ++i) {
-        count +=
-            Spool(dir.file("fleet/m" + std::to_string(i) + "/spool.db"), Spool::Access::kReadOnly)
-                .lastSequence();
+        count += Spool(spoolOf(i), Spool::Access::kReadOnly).lastSequence();
     }
     std::ostringstream line;
     line << "drained " << count << " records of " << machines << " machines in " << seconds
@@ -318,12 +327,14 @@ void FleetProofTest::readStream(Stored& stored) const {
     say("the last position is " + std::to_string(last));
 }
 
-void FleetProofTest::compareWith(const Stored& stored, const Spool& spool, Difference& all) {
-    for (std::int64_t after = 0;;) {
+void FleetProofTest::compareWith(const Stored& stored, const Spool& spool, std::int64_t end,
+                                 Difference& all) {
+    for (std::int64_t after = 0; after < end;) {
         const std::vector<Record> page = spool.read(after, 1000);
         if (page.empty()) return;
         after = page.back().sequence;
         for (const Record& record : page) {
+            if (record.sequence > end) return;
             ++all.records;
             const std::string id = spool.idOf(record.sequence);
             const auto found = stored.find(id);
@@ -348,7 +359,33 @@ void FleetProofTest::compareWith(const Stored& stored, const Spool& spool, Diffe
     }
 }
 
+// Ids that no spool has given: said apart (NatsSink), or of nobody.
+void FleetProofTest::sayUnknown(const Stored& stored) const {
+    std::unordered_map<std::string, std::int64_t> lasts;
+    for (int i = 0; i < machines; ++i) {
+        const Spool spool(spoolOf(i), Spool::Access::kReadOnly);
+        lasts[spool.machineId()] = spool.lastSequence();
+    }
+    int unknown = 0;
+    for (const auto& [id, bodies] : stored) {
+        const std::size_t colon = id.find(':');
+        const auto machine = lasts.find(id.substr(0, colon));
+        const bool isOurs = machine != lasts.end() && id.rfind(':') == colon &&
+                            std::atoll(id.c_str() + colon + 1) <= machine->second;
+        if (!isOurs && ++unknown <= 5)
+            ADD_FAILURE() << "nobody's: " << id << "\n" << bodies.front();
+    }
+    EXPECT_EQ(0, unknown);
+}
+
+// What a machine records while the stream is read, or later, is not in what was read.
 void FleetProofTest::compare() {
+    std::vector<std::int64_t> ends;
+    for (int i = 0; i < machines; ++i) {
+        const Spool spool(spoolOf(i), Spool::Access::kReadOnly);
+        ends.push_back(spool.lastSequence());
+        EXPECT_EQ(ends.back(), cursorOf(spool)) << "machine " << i << " has not sent all";
+    }
     Stored stored;
     const auto start = SteadyClock::now();
     ASSERT_NO_FATAL_FAILURE(readStream(stored));
@@ -358,13 +395,13 @@ void FleetProofTest::compare() {
 
     Difference all;
     for (int i = 0; i < machines; ++i) {
-        const Spool spool(dir.file("fleet/m" + std::to_string(i) + "/spool.db"),
-                          Spool::Access::kReadOnly);
-        compareWith(stored, spool, all);
+        compareWith(stored, Spool(spoolOf(i), Spool::Access::kReadOnly),
+                    ends[static_cast<std::size_t>(i)], all);
     }
+    sayUnknown(stored);
     EXPECT_EQ(0u, all.missing);
     EXPECT_EQ(0u, all.different);
-    EXPECT_EQ(all.records, stored.size()) << "the stream has records that no spool has";
+    EXPECT_LE(all.records, stored.size());
     EXPECT_GT(all.records, static_cast<std::size_t>(machines) * 10);
     if (big) {
         EXPECT_GT(messages, stored.size()) << "no kill came between storing and telling";
@@ -393,7 +430,10 @@ void FleetProofTest::sayStatus() {
     EXPECT_EQ(std::string::npos, status.out.find("silent")) << status.out;
     EXPECT_EQ(std::string::npos, status.out.find("used twice")) << status.out;
     say("fleet status, in " + std::to_string(seconds) + " s:\n" + status.out);
-    say(runCommand({"fleet", "top", "--server", server.url(), "--limit", "5"}).out);
+    const CommandRun top = runCommand({"fleet", "top", "--server", server.url(), "--limit", "5"});
+    EXPECT_EQ(0, top.exit) << top.failure;
+    EXPECT_NE(std::string::npos, top.out.find("md0")) << top.out << top.failure;
+    say(top.out);
 }
 
 TEST_F(FleetProofTest, GivenKillsOutagesAndNoRoomThenEveryRecordOfEverySpoolIsInTheStream) {
@@ -656,6 +696,12 @@ protected:
         say(line.str());
     }
     std::string interval() const { return big ? "15s" : "500ms"; }
+    // Of the two firmwares, those with three failed drives; as fleet_agents has them.
+    int failedKinds() const {
+        int failed[2] = {};
+        for (int i = 0; i < machines; i += exposedEvery) failed[i % 3 == 0 ? 0 : 1] += 2 - i % 2;
+        return (failed[0] >= 3 ? 1 : 0) + (failed[1] >= 3 ? 1 : 0);
+    }
 
     static constexpr char kAlertmanager[] = "/usr/bin/prometheus-alertmanager";
 
@@ -682,9 +728,10 @@ TEST_F(FleetMetricsTest, GivenAllMachinesThenPrometheusReadsThemAndAlertsThrough
         return alertsCalled("RaidArrayNoRedundancy") + alertsCalled("RaidArrayDegraded") == exposed;
     })) << alertsCalled("RaidArrayNoRedundancy")
         << " and " << alertsCalled("RaidArrayDegraded");
-    const int kinds = big ? 2 : 1;
+    const int kinds = failedKinds();
     EXPECT_TRUE(eventually([&] { return alertsCalled("RaidDrivesOfOneKindFailed") == kinds; }));
-    EXPECT_TRUE(eventually([&] { return !told("RaidDrivesOfOneKindFailed").empty(); }));
+    EXPECT_TRUE(
+        eventually([&] { return told("RaidDrivesOfOneKindFailed").empty() == (kinds == 0); }));
     sayScrapes(prometheus);
 
     // Many machines at once go silent, and people get one message.

@@ -173,6 +173,61 @@ TEST_F(FleetServerTest, GivenAnAcknowledgedRecordThenAKilledServerStillHasIt) {
     EXPECT_EQ(2u, net::jsonLines(fleet({"events", "--json"}).out).size());
 }
 
+// Whatever the server counts after a kill: a reader ends behind the last message that fits, and
+// not before, and does not wait for more.
+TEST_F(FleetServerTest, GivenAKilledServerThenAReaderGetsAllThatASubjectFits) {
+    constexpr int kRounds = 4;
+    constexpr int kEach = 60;
+    ASSERT_TRUE(server.start()) << server.log();
+    FleetLink::Settings settings;
+    settings.urls = {server.url()};
+    FleetLink::Plan plan;
+    plan.stream = "RAIDWATCH";
+    plan.subjects = {"raidwatch.v1.>"};
+    int sent = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        const auto link = openFleetLink(settings);
+        ASSERT_EQ("", link->makeStream(plan));
+        std::vector<FleetLink::Message> messages;
+        for (int i = 0; i < kEach; ++i, ++sent) {
+            const std::string number = std::to_string(sent % 3);
+            messages.push_back(
+                {"raidwatch.v1.m" + number + ".event.error", std::to_string(sent), {}, "{}"});
+        }
+        for (const FleetLink::Answer& answer : link->publish(messages)) {
+            ASSERT_EQ(FleetLink::Answer::Kind::kStored, answer.kind) << answer.text;
+        }
+        server.kill();
+        ASSERT_TRUE(server.start()) << server.log();
+    }
+    const struct {
+        const char* subject;
+        int messages;
+        std::uint64_t last;
+    } rows[] = {
+        {"raidwatch.v1.>", kRounds * kEach, kRounds * kEach},
+        {"raidwatch.v1.m2.>", kRounds * kEach / 3, kRounds * kEach},
+        {"raidwatch.v1.m0.>", kRounds * kEach / 3, kRounds * kEach - 2},  // others come behind it
+        {"raidwatch.v1.m9.>", 0, 0},
+    };
+    settings.timeoutMs = 30000;
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.subject);
+        const auto link = openFleetLink(settings);
+        int count = 0;
+        std::uint64_t last = 0;
+        EXPECT_EQ("", link->readStream("RAIDWATCH", row.subject, 0, false,
+                                       [&](const FleetLink::StreamMessage* message) {
+                                           if (message == nullptr) return true;
+                                           ++count;
+                                           last = message->position;
+                                           return true;
+                                       }));
+        EXPECT_EQ(row.messages, count);
+        EXPECT_EQ(row.last, last);
+    }
+}
+
 TEST_F(FleetServerTest, GivenTwoMachinesWithOneIdentityThenTheyAreFoundAndNotMerged) {
     ASSERT_TRUE(server.start()) << server.log();
     Machine original("original", server.url());

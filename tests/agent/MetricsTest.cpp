@@ -291,8 +291,8 @@ TEST(Metrics, TheNumberOfSeriesIsBounded) {
     EXPECT_EQ((std::map<std::string, int>{{"raidwatch", 91},
                                           {"sinks", 7},
                                           {"arrays", 24},
-                                          {"drives", 22},
-                                          {"enclosures", 24},
+                                          {"drives", 23},
+                                          {"enclosures", 26},
                                           {"controllers", 10}}),
               counts);
 }

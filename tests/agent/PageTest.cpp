@@ -38,7 +38,8 @@ void expectSound(const std::string& html) {
             if (name != "href" && name != "src") continue;
             const bool ours = value[0] == '#' || value == "/" || value == "/style.css" ||
                               value == "/page.js" || value == "/icon.svg" ||
-                              value.compare(0, 12, "/object?key=") == 0;
+                              value.compare(0, 12, "/object?key=") == 0 ||
+                              value.compare(0, 8, "/api/v1/") == 0;
             EXPECT_TRUE(ours) << value;
         }
     }
@@ -86,9 +87,12 @@ TEST_F(PageTest, GivenARebuildThenEverythingIsOnTheOverview) {
         "exposed for 5 h", "rebuild 41 %", "MB/s", "about 5 h 45 min left",
         // bays
         "enclosure 0:0:64 Acme EX-24", "pull this one", "do not pull", "fan 2", "supply 1", "temp 2",
+        "5220 rpm", "0 rpm", "27 °C", "44 °C",
         // incidents and what to do
         "fan 2 of enclosure 0:0:64 failed: replace it",
         "What to do Replace the fan soon and watch the temperature until then.",
+        "Failed, may be pulled: drive 0:0:7, SLOT 07, serial R8K707Q65.",
+        "What to do Do not pull it yet: array 0:0 lacks redundancy. Once it is whole again: Back up",
         "acknowledged by ina : a new one is ordered", "raidwatch ack 3",
         "1 incident ended within the last day",
         // the timeline and its events
@@ -229,8 +233,11 @@ TEST_F(PageTest, EveryObjectHasAPage) {
           "Progress of the last task", "Rebuild started", "Let it finish."}},
         {"drive:R8K707Q65",
          {"drive 0:0:7", "Pull this one: it has failed.", "serial number R8K707Q65",
-          "part number 39R7340", "slot SLOT 07", "firmware A1C4", "Errors and warnings per day"}},
-        {"drive:R8K717Q47", {"Do not pull it", "normal, foretells its failure", "acknowledged by"}},
+          "part number 39R7340", "temperature 34 °C", "slot SLOT 07", "firmware A1C4",
+          "Errors and warnings per day"}},
+        {"drive:R8K717Q47",
+         {"Do not pull it", "temperature 38 °C", "normal, foretells its failure",
+          "acknowledged by"}},
         {"enclosure:EN0024", {"enclosure 0:0:64", "part number 90P2424", "slots 24", "fan 2"}},
         {"controller:SN2400", {"controller 0", "temperature 51 °C", "battery normal", "0:0:21"}},
     };
@@ -239,9 +246,41 @@ TEST_F(PageTest, EveryObjectHasAPage) {
         const std::string one = objectWithHistory(input, row.key);
         expectSound(one);
         for (const char* each : row.says) ::expectSays(one, each);
+        EXPECT_NE(std::string::npos, one.find("<a href=\"/api/v1/")) << "no data for programs";
     }
+    EXPECT_EQ("/api/v1/drives/drive%3AS%2F1%20%22", Page::dataPath("drives", "drive:S/1 \""));
     EXPECT_EQ("", page.object(input, "drive:nobody"));
     EXPECT_EQ("", page.object(input, ""));
+}
+
+TEST_F(PageTest, GivenTemperaturesThenAChartHasAScaleOfWholeTens) {
+    PageInput input = shelf::rebuilding();
+    for (int i = 0; i < 3; ++i) input.temperatures.push_back({input.now - 1200 + i * 600, 33 + i});
+    const std::string one = objectWithHistory(input, "drive:R8K707Q65");
+    expectSound(one);
+    ::expectSays(one, "Temperature");
+    EXPECT_NE(std::string::npos,
+              one.find("Temperature: 33 \u00b0C at 04:20 to 35 \u00b0C at 04:40"));
+    EXPECT_NE(std::string::npos, one.find(">40 \u00b0C</text>"));
+    input.temperatures.resize(1);  // one point is no line
+    const std::string without = objectWithHistory(input, "drive:R8K707Q65");
+    EXPECT_EQ(std::string::npos, without.find("Temperature:"));
+    // The script exchanges parts one by one, so a page has the same ones before and after.
+    const auto partsOf = [](const std::string& text) { return HtmlReader(text).all("data-part"); };
+    EXPECT_EQ(partsOf(one), partsOf(without));
+    EXPECT_EQ(partsOf(one), partsOf(objectWithHistory(shelf::wellMachine(), "drive:R8K707Q65")));
+}
+
+TEST_F(PageTest, GivenAnEventOfAFanThenItLeadsToItsEnclosure) {
+    PageInput input = shelf::rebuilding();
+    input.records = {shelf::event(input.now - 60, 504, kEventError, "enclosure:EN0024/fan2",
+                                  "fan 2 of enclosure 0:0:64", "Fan 2 failed.")};
+    show(input);
+    EXPECT_NE(std::string::npos, html.find("<a href=\"/object?key=enclosure%3AEN0024\">fan 2 of "
+                                           "enclosure 0:0:64</a>"));
+    input.records[0].object = "enclosure:GONE/fan2";
+    show(input);
+    EXPECT_EQ(std::string::npos, html.find("GONE"));
 }
 
 TEST_F(PageTest, EveryLinkLeadsToAnObject) {

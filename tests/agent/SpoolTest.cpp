@@ -301,6 +301,28 @@ TEST(Spool, QueryGivesWhatTheFilterAsksFor) {
     }
 }
 
+TEST(Spool, AnEnclosureIsAskedForWithItsFansAndSuppliesAndNothingElse) {
+    const TempDir dir;
+    Spool spool(dir.file("spool.db"));
+    Spool::Batch batch;
+    for (const char* object :
+         {"enclosure:E1/fan2", "enclosure:E1", "enclosure:E11", "enclosure:E",
+          "enclosure:E1/supply1", "enclosure:E10/fan1", "drive:S/1", "drive:S"}) {
+        batch.records.push_back(eventRecord(504, object, 1000));
+    }
+    spool.commit(batch);
+    const auto askedFor = [&](const char* object) {
+        RecordFilter filter;
+        filter.object = object;
+        filter.since = 1;
+        return sequencesOf(spool.query(filter));
+    };
+    EXPECT_EQ((Sequences{1, 2, 5}), askedFor("enclosure:E1"));
+    EXPECT_EQ((Sequences{1}), askedFor("enclosure:E1/fan2"));
+    EXPECT_EQ((Sequences{4}), askedFor("enclosure:E"));
+    EXPECT_EQ((Sequences{8}), askedFor("drive:S"));  // serial numbers may have anything in them
+}
+
 TEST(Spool, ANoticeComesBackWithItsIncident) {
     const TempDir dir;
     Spool spool(dir.file("spool.db"));

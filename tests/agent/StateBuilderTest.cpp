@@ -90,6 +90,14 @@ std::vector<std::string> lines(const std::string& recording) {
 
 }  // namespace
 
+std::string valuesOf(const EnclosureState& enclosure) {
+    std::string text;
+    for (const ElementState& element : enclosure.elements) {
+        text += (text.empty() ? "" : " ") + std::to_string(element.value);
+    }
+    return text;
+}
+
 TEST(StateBuilder, GivenAMirrorWithSpareWhenAMemberFailsThenTellsWhatIsLeft) {
     const std::vector<std::string> expected = {
         "md0 RAID 1 normal 2/2 survives 1 of 1 [sdd active, sdb active, sda spare]",
@@ -145,6 +153,7 @@ TEST(StateBuilder, GivenASasEnclosureWhenFanSupplyAndDriveGoThenSlotsStay) {
     EXPECT_EQ(state.enclosures[0].slots, 6);
     EXPECT_EQ(state.enclosures[0].state, "normal");
     EXPECT_EQ(state.enclosures[0].elements.size(), 7u);
+    EXPECT_EQ(valuesOf(state.enclosures[0]), "-1 -1 4200 4200 4200 31 31");
     EXPECT_EQ(state.phys.size(), 4u);
     EXPECT_EQ(state.phys[0].rate, "unknown");  // this machine does not tell
     ASSERT_EQ(state.controllers.size(), 2u);
@@ -154,7 +163,9 @@ TEST(StateBuilder, GivenASasEnclosureWhenFanSupplyAndDriveGoThenSlotsStay) {
     state = recorded.steps.look(kBegin + 60);
     EXPECT_EQ(state.enclosures[0].state, "degraded");
     EXPECT_EQ(state.arrays[0].state, "normal");
-    ASSERT_TRUE(recorded.steps.next());
+    EXPECT_EQ(valuesOf(state.enclosures[0]), "-1 -1 4200 -1 4200 31 31");
+    ASSERT_TRUE(recorded.steps.next());  // a sensor gets hot
+    EXPECT_EQ(valuesOf(recorded.steps.look(kBegin + 90).enclosures[0]), "-1 -1 4200 -1 4200 31 67");
     ASSERT_TRUE(recorded.steps.next());  // a drive is pulled
     state = recorded.steps.look(kBegin + 120);
     EXPECT_EQ(line(state.arrays[0]),

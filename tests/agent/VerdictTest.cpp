@@ -121,7 +121,7 @@ TEST(Verdict, GivenSeveralProblemsThenTheWorstComesFirstAndTheRestAreCounted) {
     const Verdict result = judged(state, {incident("adapter 0", "battery", "low", kEventWarning)});
     EXPECT_EQ(Verdict::kCritical, result.level);
     EXPECT_EQ(
-        "2 arrays degraded: md1 survives 1 more drive failure, and others; 1 array rebuilding: md0 "
+        "2 arrays degraded: md1 survives 1 more drive failure, and 1 more; 1 array rebuilding: md0 "
         "survives no further drive failure; 1 drive failed: d2, serial S-d2; 1 other problem: "
         "adapter 0: battery low",
         result.sentence);

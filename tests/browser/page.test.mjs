@@ -62,9 +62,13 @@ timeout = "1s"
                      /^bay 7: .*failed, pull this one, of array 0:0, serial R8K707Q65/);
         assert.equal(await bays.locator(".bay.keep").count(), 20);
         assert.equal(await bays.locator(".unit").count(), 8);
-        assert.match(await bays.locator(".unit.t-bad").getAttribute("aria-label"), /fan 2 failed/);
+        assert.match(await bays.locator(".unit.t-bad").getAttribute("aria-label"), /fan 2 failed, 0 rpm/);
+        assert.deepEqual(await bays.locator(".unit-value").allTextContents(),
+                         ["5220 rpm", "0 rpm", "5230 rpm", "5180 rpm", "27 °C", "44 °C"]);
         const incidents = await text(page, "#incidents");
-        for (const part of [/fan 2 of enclosure .* failed/, /What to do/, /raidwatch ack \d/]) {
+        for (const part of [/fan 2 of enclosure .* failed/, /What to do/, /raidwatch ack \d/,
+                            /may be pulled: drive 0:0:7, SLOT 07, serial R8K707Q65/,
+                            /Do not pull it yet: array 0:0 lacks redundancy/]) {
             assert.match(incidents, part);
         }
         assert.equal(await page.locator(".timeline .gap").count(), 1);
@@ -101,9 +105,13 @@ timeout = "1s"
         await page.waitForURL(/drive/);
         assert.match(await text(page, "#facts"), /Pull this one: it has failed\./);
         await screenshot(page, "drive");
+        const data = await page.getByRole("link", { name: "JSON" }).getAttribute("href");
+        const answer = await page.request.get(new URL(data, daemon.url()).href);
+        assert.equal((await answer.json()).serial, "R8K707Q65");
         await page.getByRole("link", { name: "enclosure 0:0:64" }).click();
         await page.waitForURL(/enclosure/);
         assert.equal(await page.locator("svg.bays .bay").count(), 24);
+        assert.match(await text(page, "#events"), /Fan 2 failed/);
         await page.goto(new URL("/object?key=controller%3ASN2400", daemon.url()).href);
         assert.match(await text(page, "#facts"), /51 °C/);
         await page.getByRole("link", { name: "Everything" }).click();

@@ -262,7 +262,7 @@ TEST_F(DamagedSpoolTest, GivenNoNewSpoolCanBeMadeThenItIsTriedUntilThatWorks) {
 TEST_F(DamagedSpoolTest, GivenASpoolThatWasSetAsideThenPageAndMetricsShowTheNewOne) {
     pipeline.use(settings);
     pipeline.pass(batchOf(401, 3, kShown));
-    const WebKnowledge::Parts files{dir.file("spool.db"), dir.file("state.json"), 300};
+    const WebKnowledge::Parts files{dir.file("spool.db"), dir.file("state.json"), 300, ""};
     AgentSite site(files, {});
     const auto get = [&site](const std::string& path) {
         WebRequest request;

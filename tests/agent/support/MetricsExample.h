@@ -83,6 +83,7 @@ inline MetricsInput example() {
     drive.array = "array:0:127";
     drive.enclosure = "enclosure:E1";
     drive.slotName = "SLOT 03";
+    drive.temperature = 34;
     in.machine.drives.push_back(drive);
     drive = driveCalled("drive:S2", 4);
     drive.state = "failed";

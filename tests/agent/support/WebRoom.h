@@ -163,7 +163,7 @@ public:
     }
 
     WebKnowledge::Parts files() const {
-        return {dir.file("spool.db"), dir.file("state.json"), 300};
+        return {dir.file("spool.db"), dir.file("state.json"), 300, dir.file("temperatures.json")};
     }
     void start() {
         site = std::make_unique<AgentSite>(files(), rules);
