@@ -5,8 +5,11 @@
 #include <map>
 #include <vector>
 
+#include "agent/NumberWord.h"
 #include "agent/SafeText.h"
 #include "agent/SataPort.h"
+#include "agent/StorageTree.h"
+#include "agent/Wording.h"
 #include "storlib/Adapter.h"
 #include "storlib/Channel.h"
 #include "storlib/Enclosure.h"
@@ -19,13 +22,8 @@
 
 namespace {
 
-struct Word {
-    int number;
-    const char* word;
-};
-
 // clang-format off
-constexpr Word kDriveStates[] = {
+constexpr NumberWord kDriveStates[] = {
     {kDriveReady,      "ready"},
     {kDriveMember,     "member"},
     {kDriveFailed,     "FAILED"},
@@ -33,7 +31,7 @@ constexpr Word kDriveStates[] = {
     {kDriveRebuilding, "rebuilding"},
     {kDriveNotPresent, "absent"},
 };
-constexpr Word kArrayStates[] = {
+constexpr NumberWord kArrayStates[] = {
     {kLogicalFree,           "free"},
     {kLogicalOffline,        "OFFLINE"},
     {kLogicalOptimal,        "optimal"},
@@ -43,31 +41,21 @@ constexpr Word kArrayStates[] = {
     {kLogicalRebuilding,     "REBUILDING"},
     {kLogicalCriticalHidden, "hidden"},
 };
-constexpr Word kRaidLevels[] = {
+constexpr NumberWord kRaidLevels[] = {
     {kRaid0, "RAID 0"}, {kRaid1, "RAID 1"}, {kRaid1E, "RAID 1E"}, {kRaid3, "RAID 3"},
     {kRaid4, "RAID 4"}, {kRaid5, "RAID 5"}, {kRaid5E, "RAID 5E"}, {kRaid5EE, "RAID 5EE"},
     {kRaid00, "RAID 00"}, {kRaid10, "RAID 10"}, {kRaid1E0, "RAID 1E0"}, {kRaid50, "RAID 50"},
     {kSpannedVolume, "spanned"}, {kRaidVolume, "volume"},
     {kSimpleVolume, "simple"}, {kRaid6, "RAID 6"}, {kRaid60, "RAID 60"},
 };
-constexpr Word kAdapterStates[] = {{kAdapterNormal, "normal"}, {kAdapterFailed, "FAILED"}};
+constexpr NumberWord kAdapterStates[] = {{kAdapterNormal, "normal"}, {kAdapterFailed, "FAILED"}};
 
 // clang-format on
 
-template <class Table>
-std::string wordOf(const Table& table, int number, const char* otherwise) {
-    for (const Word& row : table) {
-        if (row.number == number) return row.word;
-    }
-    return otherwise + std::to_string(number);
-}
-
-// One cell of a table: exactly `width` columns; "-" when there is nothing to show, cut with "~"
-// when there is too much.
-std::string cell(const std::string& raw, std::size_t width) {
-    std::string text = raw.empty() ? "-" : safeText(raw);
-    if (textWidth(text) > width) text = cutText(text, width - 1) + "~";
-    return text + std::string(width - textWidth(text), ' ');
+// "state 9" for a number without a word.
+template <std::size_t count>
+std::string wordOr(const NumberWord (&table)[count], int number, const char* kind) {
+    return wordFor(table, number, kind + std::to_string(number));
 }
 
 std::string rightCell(const std::string& text, std::size_t width) {
@@ -82,45 +70,28 @@ constexpr std::size_t kSizeWidth = 8;
 
 std::string row(const std::string& place, const std::string& kind, const std::string& name,
                 const std::string& serial, const std::string& size, const std::string& state) {
-    return "  " + cell(place, kPlaceWidth) + " " + cell(kind, kKindWidth) + " " +
-           cell(name, kNameWidth) + " " + cell(serial, kSerialWidth) + rightCell(size, kSizeWidth) +
-           "  " + state + "\n";
-}
-
-std::string joined(const std::string& left, const std::string& right) {
-    if (left.empty() || right.empty()) return left + right;
-    return left + " " + right;
+    return "  " + tableCell(place, kPlaceWidth) + " " + tableCell(kind, kKindWidth) + " " +
+           tableCell(name, kNameWidth) + " " + tableCell(serial, kSerialWidth) +
+           rightCell(size, kSizeWidth) + "  " + state + "\n";
 }
 
 std::string place(const char* kind, const Addr& at) {
-    return std::string(kind) + " " + std::to_string(at.controllerID) + ":" +
-           std::to_string(at.channelID) + ":" + std::to_string(at.deviceID);
-}
-
-template <class Kind>
-std::vector<const Kind*> below(const RaidObject& object, const char* type) {
-    std::vector<RaidObject*> list;
-    object.getChildren(list, type, true, true);
-    std::vector<const Kind*> found;
-    for (RaidObject* each : list) {
-        if (const auto* kind = dynamic_cast<const Kind*>(each)) found.push_back(kind);
-    }
-    return found;
+    return std::string(kind) + " " + placeText(at);
 }
 
 // Slot of a drive by the SAS address that the enclosure's slot element and the drive share.
 class Slots {
 public:
     explicit Slots(const System& system) {
-        for (const SESElement* element : below<SESElement>(system, "SESElement")) {
-            for (const SASPhy* phy : below<SASPhy>(*element, "SASPhy")) {
+        for (const SESElement* element : objectsBelow<SESElement>(system, "SESElement")) {
+            for (const SASPhy* phy : objectsBelow<SASPhy>(*element, "SASPhy")) {
                 if (phy->SASaddress[0] != 0) names[phy->SASaddress] = element->getDescriptor();
             }
         }
     }
 
     std::string of(const HardDrive& drive) const {
-        for (const SASPhy* phy : below<SASPhy>(drive, "SASPhy")) {
+        for (const SASPhy* phy : objectsBelow<SASPhy>(drive, "SASPhy")) {
             const auto slot = names.find(phy->SASaddress);
             if (slot != names.end()) return slot->second;
         }
@@ -132,12 +103,12 @@ private:
 };
 
 std::string adapterLine(const Adapter& adapter) {
-    const std::string name = joined(adapter.deviceVendor, adapter.deviceName);
+    const std::string name = joined(adapter.deviceVendor, " ", adapter.deviceName);
     std::string line = "adapter " + std::to_string(adapter.addr.controllerID) + "  ";
-    line += cell(name, 40);
+    line += tableCell(name, 40);
     line += "  PCI " + std::to_string(adapter.pciBus) + "-" + std::to_string(adapter.pciDevice) +
             "-" + std::to_string(adapter.pciFunction);
-    line += "  " + wordOf(kAdapterStates, adapter.getAdapterStatus(), "status ");
+    line += "  " + wordOr(kAdapterStates, adapter.getAdapterStatus(), "status ");
     return line + "\n";
 }
 
@@ -145,7 +116,7 @@ std::string driveLine(const HardDrive& drive, const Slots& slots) {
     std::string state = driveStateWord(drive.state);
     if (drive.getPfaError()) state += ", FAILING";
     const auto size = static_cast<unsigned long long>(drive.size < 0 ? 0 : drive.size);
-    return row(place("drive", drive.addr), slots.of(drive), joined(drive.vendor, drive.model),
+    return row(place("drive", drive.addr), slots.of(drive), joined(drive.vendor, " ", drive.model),
                drive.serialNumber, sizeText(size), state);
 }
 
@@ -168,15 +139,16 @@ std::string unitsOf(const Kind& enclosure, bool valid) {
 }
 
 std::string enclosureLine(const PhysicalDevice& device, const std::string& units) {
-    return "  " + cell(place("encl.", device.addr), kPlaceWidth) + " " + cell("", kKindWidth) +
-           " " + cell(joined(device.vendor, device.model), kNameWidth) + " " + units + "\n";
+    return "  " + tableCell(place("encl.", device.addr), kPlaceWidth) + " " +
+           tableCell("", kKindWidth) + " " +
+           tableCell(joined(device.vendor, " ", device.model), kNameWidth) + " " + units + "\n";
 }
 
 }  // namespace
 
-std::string driveStateWord(int state) { return wordOf(kDriveStates, state, "state "); }
-std::string arrayStateWord(int state) { return wordOf(kArrayStates, state, "state "); }
-std::string raidLevelWord(int level) { return wordOf(kRaidLevels, level, "level "); }
+std::string driveStateWord(int state) { return wordOr(kDriveStates, state, "state "); }
+std::string arrayStateWord(int state) { return wordOr(kArrayStates, state, "state "); }
+std::string raidLevelWord(int level) { return wordOr(kRaidLevels, level, "level "); }
 
 std::string sizeText(unsigned long long megabytes) {
     if (megabytes == 0) return "-";
@@ -194,19 +166,20 @@ std::string sizeText(unsigned long long megabytes) {
 std::string configText(const System& system) {
     const Slots slots(system);
     std::string text;
-    for (const Adapter* adapter : below<Adapter>(system, "Adapter")) {
+    for (const Adapter* adapter : objectsBelow<Adapter>(system, "Adapter")) {
         text += adapterLine(*adapter);
-        for (const HardDrive* drive : below<HardDrive>(*adapter, "HardDrive")) {
+        for (const HardDrive* drive : objectsBelow<HardDrive>(*adapter, "HardDrive")) {
             text += driveLine(*drive, slots);
         }
         const bool inBlocks = adapter->isInstanceOf("ZorAdapter");
-        for (const LogicalDrive* array : below<LogicalDrive>(*adapter, "LogicalDrive")) {
+        for (const LogicalDrive* array : objectsBelow<LogicalDrive>(*adapter, "LogicalDrive")) {
             text += arrayLine(*array, inBlocks);
         }
-        for (const Enclosure* each : below<Enclosure>(*adapter, "Enclosure")) {
+        for (const Enclosure* each : objectsBelow<Enclosure>(*adapter, "Enclosure")) {
             text += enclosureLine(*each, unitsOf(*each, each->isSafteDataValid()));
         }
-        for (const auto* each : below<SES2EnclosureDevice>(*adapter, "SES2EnclosureDevice")) {
+        for (const auto* each :
+             objectsBelow<SES2EnclosureDevice>(*adapter, "SES2EnclosureDevice")) {
             text += enclosureLine(*each, unitsOf(*each, each->isSESDataValid()));
         }
     }

@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "agent/EventNames.h"
+#include "agent/Wording.h"
 #include "agent/page/StateLook.h"
 
 namespace {
