@@ -96,13 +96,24 @@ std::string wrapped(const std::string& help) {
 
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
+// Behind the flags that all verbs have, and their values; "" when nothing else stands there.
+std::string firstUnknown(const CLI::App& app, int argc, const char* const* argv) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        const std::size_t equals = word.find('=');
+        const CLI::Option* const known = app.get_option_no_throw(word.substr(0, equals));
+        if (known == nullptr) return word;
+        if (equals == std::string::npos) i += known->get_items_expected_max();
+    }
+    return "";
+}
+
 // The parser calls an unknown verb a missing one.
 std::string explain(const CLI::App& app, const CLI::ParseError& error, int argc,
                     const char* const* argv) {
-    const bool noVerb = app.get_subcommands().empty();
-    if (noVerb && argc < 2) return "no command" + helpHint(app);
-    if (noVerb) {
-        const std::string word = argv[1];
+    if (app.get_subcommands().empty()) {
+        const std::string word = firstUnknown(app, argc, argv);
+        if (word.empty()) return "no command" + helpHint(app);
         if (word[0] == '-') return "unknown flag or no command: " + word + helpHint(app);
         return "unknown command " + word + suggestion(word, namesOf(app), helpHint(app));
     }

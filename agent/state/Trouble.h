@@ -28,13 +28,23 @@ std::string shownState(const Object& object) {
     return object.state;
 }
 
+// How many failures it still survives: of two degraded arrays the one with less is worse.
+inline int reserveOf(const ArrayState& array) { return array.survives; }
+template <class Object>
+int reserveOf(const Object&) {
+    return 0;
+}
+
 // The objects stay the caller's. Those that are equally bad keep their order.
 template <class Object>
 std::vector<const Object*> worstFirst(const std::vector<Object>& objects) {
     std::vector<const Object*> order;
     for (const Object& object : objects) order.push_back(&object);
     std::stable_sort(order.begin(), order.end(), [](const Object* a, const Object* b) {
-        return troubleRank(shownState(*a)) < troubleRank(shownState(*b));
+        const std::size_t left = troubleRank(shownState(*a));
+        const std::size_t right = troubleRank(shownState(*b));
+        if (left != right) return left < right;
+        return !isInOrder(a->state) && reserveOf(*a) < reserveOf(*b);
     });
     return order;
 }

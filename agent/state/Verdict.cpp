@@ -9,6 +9,7 @@
 #include "agent/incidents/IncidentRules.h"
 #include "agent/incidents/NoticeText.h"
 #include "agent/incidents/Redundancy.h"
+#include "agent/state/Trouble.h"
 
 namespace {
 
@@ -160,7 +161,7 @@ Verdict verdict(const MachineState& state, const std::vector<Incident>& open, st
     if (!result.sentence.empty()) return result;
 
     std::vector<Problem> problems;
-    for (const ArrayState& array : state.arrays) addArray(array, open, problems);
+    for (const ArrayState* array : worstFirst(state.arrays)) addArray(*array, open, problems);
     for (const DriveState& drive : state.drives) addDrive(drive, open, problems);
     for (const Incident& incident : open) addIncident(incident, state, problems);
     if (problems.empty() && isEmpty(state)) {

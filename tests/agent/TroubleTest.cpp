@@ -56,4 +56,18 @@ TEST(Trouble, GivenDrivesThenTheWorstComeFirstAndTheRestKeepTheirOrder) {
     EXPECT_EQ("24301", order);
 }
 
+TEST(Trouble, GivenArraysThatAreEquallyBadThenTheOneThatSurvivesLessComesFirst) {
+    std::vector<ArrayState> arrays(5);
+    const char* const states[] = {"normal", "degraded", "degraded", "offline", "normal"};
+    const int survives[] = {1, 1, 0, 1, 0};
+    for (std::size_t i = 0; i < arrays.size(); ++i) {
+        arrays[i].name = std::to_string(i);
+        arrays[i].state = states[i];
+        arrays[i].survives = survives[i];
+    }
+    std::string order;
+    for (const ArrayState* array : worstFirst(arrays)) order += array->name;
+    EXPECT_EQ("32104", order) << "those in order keep theirs";
+}
+
 }  // namespace
