@@ -13,6 +13,7 @@
 #include "agent/SafeText.h"
 #include "agent/commands/Flags.h"
 #include "agent/commands/Verb.h"
+#include "agent/settings/Spelling.h"
 
 namespace {
 
@@ -37,15 +38,20 @@ bool lacksVerb(const CLI::App& app) {
            verbs.front()->get_subcommands().empty();
 }
 
+std::vector<std::string> namesOf(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* verb : app.get_subcommands([](const CLI::App*) { return true; })) {
+        names.push_back(verb->get_name());
+    }
+    return names;
+}
+
 // "scenario needs one of its commands: check, play"
 std::string needsVerb(const CLI::App& app) {
     const CLI::App* const verb = app.get_subcommands().front();
-    std::string words = verb->get_name() + " needs one of its commands:";
-    for (const CLI::App* own : verb->get_subcommands([](const CLI::App*) { return true; })) {
-        words += " " + own->get_name() + ",";
-    }
-    words.pop_back();
-    return words;
+    std::string words;
+    for (const std::string& name : namesOf(*verb)) words += (words.empty() ? " " : ", ") + name;
+    return verb->get_name() + " needs one of its commands:" + words;
 }
 
 // Words of the parser, and ours for them.
@@ -57,7 +63,6 @@ struct Saying {
 constexpr Saying kSayings[] = {
     {"The following argument was not expected: ", "unexpected: "},
     {"The following arguments were not expected: ", "unexpected: "},
-    {"Could not convert: ", "this value is of the wrong kind: "},
 };
 
 std::string plainWords(const std::string& line) {
@@ -91,15 +96,26 @@ std::string wrapped(const std::string& help) {
 
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
+// Behind the flags that all verbs have, and their values; "" when nothing else stands there.
+std::string firstUnknown(const CLI::App& app, int argc, const char* const* argv) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        const std::size_t equals = word.find('=');
+        const CLI::Option* const known = app.get_option_no_throw(word.substr(0, equals));
+        if (known == nullptr) return word;
+        if (equals == std::string::npos) i += known->get_items_expected_max();
+    }
+    return "";
+}
+
 // The parser calls an unknown verb a missing one.
 std::string explain(const CLI::App& app, const CLI::ParseError& error, int argc,
                     const char* const* argv) {
-    const bool noVerb = app.get_subcommands().empty();
-    if (noVerb && argc < 2) return "no command" + helpHint(app);
-    if (noVerb) {
-        const char* const what =
-            argv[1][0] == '-' ? "unknown flag or no command: " : "unknown command ";
-        return what + std::string(argv[1]) + helpHint(app);
+    if (app.get_subcommands().empty()) {
+        const std::string word = firstUnknown(app, argc, argv);
+        if (word.empty()) return "no command" + helpHint(app);
+        if (word[0] == '-') return "unknown flag or no command: " + word + helpHint(app);
+        return "unknown command " + word + suggestion(word, namesOf(app), helpHint(app));
     }
     if (lacksVerb(app)) return needsVerb(app) + helpHint(app);
     return plainWords(firstLine(error.what())) + helpHint(app);
@@ -111,6 +127,7 @@ int CommandLine::run(int argc, const char* const* argv) {
     CLI::App app(kAbout, "raidwatch");
     app.set_version_flag("--version", std::string("raidwatch ") + version, "print the version");
     app.require_subcommand(1);
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     const char* const noColourWord = std::getenv("NO_COLOR");
     bool noColour = noColourWord != nullptr && *noColourWord != 0;
     const Flags::Common common{noColour, context.configFile};
@@ -119,7 +136,8 @@ int CommandLine::run(int argc, const char* const* argv) {
     const std::vector<std::unique_ptr<Verb>> verbs = allVerbs();
     std::vector<Flags> declared;
     for (const auto& verb : verbs) {
-        declared.emplace_back(*app.add_subcommand(verb->name(), verb->purpose()), common);
+        declared.emplace_back(*app.add_subcommand(verb->name(), verb->purpose())->group("Commands"),
+                              common);
         verb->declare(declared.back());
     }
     try {

@@ -5,10 +5,11 @@
 #include <map>
 #include <vector>
 
-#include "agent/Below.h"
 #include "agent/SafeText.h"
 #include "agent/SataPort.h"
+#include "agent/StorageTree.h"
 #include "agent/StorageWords.h"
+#include "agent/Wording.h"
 #include "storlib/Adapter.h"
 #include "storlib/Channel.h"
 #include "storlib/Enclosure.h"
@@ -20,14 +21,6 @@
 #include "storlib/System.h"
 
 namespace {
-
-// One cell of a table: exactly `width` columns; "-" when there is nothing to show, cut with "~"
-// when there is too much.
-std::string cell(const std::string& raw, std::size_t width) {
-    std::string text = raw.empty() ? "-" : safeText(raw);
-    if (textWidth(text) > width) text = cutText(text, width - 1) + "~";
-    return text + std::string(width - textWidth(text), ' ');
-}
 
 std::string rightCell(const std::string& text, std::size_t width) {
     return text.size() < width ? std::string(width - text.size(), ' ') + text : text;
@@ -41,34 +34,28 @@ constexpr std::size_t kSizeWidth = 8;
 
 std::string row(const std::string& place, const std::string& kind, const std::string& name,
                 const std::string& serial, const std::string& size, const std::string& state) {
-    return "  " + cell(place, kPlaceWidth) + " " + cell(kind, kKindWidth) + " " +
-           cell(name, kNameWidth) + " " + cell(serial, kSerialWidth) + rightCell(size, kSizeWidth) +
-           "  " + state + "\n";
-}
-
-std::string joined(const std::string& left, const std::string& right) {
-    if (left.empty() || right.empty()) return left + right;
-    return left + " " + right;
+    return "  " + tableCell(place, kPlaceWidth) + " " + tableCell(kind, kKindWidth) + " " +
+           tableCell(name, kNameWidth) + " " + tableCell(serial, kSerialWidth) +
+           rightCell(size, kSizeWidth) + "  " + state + "\n";
 }
 
 std::string place(const char* kind, const Addr& at) {
-    return std::string(kind) + " " + std::to_string(at.controllerID) + ":" +
-           std::to_string(at.channelID) + ":" + std::to_string(at.deviceID);
+    return std::string(kind) + " " + placeText(at);
 }
 
 // Slot of a drive by the SAS address that the enclosure's slot element and the drive share.
 class Slots {
 public:
     explicit Slots(const System& system) {
-        for (const SESElement* element : below<SESElement>(system, "SESElement")) {
-            for (const SASPhy* phy : below<SASPhy>(*element, "SASPhy")) {
+        for (const SESElement* element : objectsBelow<SESElement>(system, "SESElement")) {
+            for (const SASPhy* phy : objectsBelow<SASPhy>(*element, "SASPhy")) {
                 if (phy->SASaddress[0] != 0) names[phy->SASaddress] = element->getDescriptor();
             }
         }
     }
 
     std::string of(const HardDrive& drive) const {
-        for (const SASPhy* phy : below<SASPhy>(drive, "SASPhy")) {
+        for (const SASPhy* phy : objectsBelow<SASPhy>(drive, "SASPhy")) {
             const auto slot = names.find(phy->SASaddress);
             if (slot != names.end()) return slot->second;
         }
@@ -85,9 +72,9 @@ std::string adapterWord(int status) {
 }
 
 std::string adapterLine(const Adapter& adapter) {
-    const std::string name = joined(adapter.deviceVendor, adapter.deviceName);
+    const std::string name = joined(adapter.deviceVendor, " ", adapter.deviceName);
     std::string line = "adapter " + std::to_string(adapter.addr.controllerID) + "  ";
-    line += cell(name, 40);
+    line += tableCell(name, 40);
     line += "  PCI " + std::to_string(adapter.pciBus) + "-" + std::to_string(adapter.pciDevice) +
             "-" + std::to_string(adapter.pciFunction);
     line += "  " + adapterWord(adapter.getAdapterStatus());
@@ -98,7 +85,7 @@ std::string driveLine(const HardDrive& drive, const Slots& slots) {
     std::string state = listedDriveWord(drive.state);
     if (drive.getPfaError()) state += ", FAILING";
     const auto size = static_cast<unsigned long long>(drive.size < 0 ? 0 : drive.size);
-    return row(place("drive", drive.addr), slots.of(drive), joined(drive.vendor, drive.model),
+    return row(place("drive", drive.addr), slots.of(drive), joined(drive.vendor, " ", drive.model),
                drive.serialNumber, sizeText(size), state);
 }
 
@@ -121,8 +108,9 @@ std::string unitsOf(const Kind& enclosure, bool valid) {
 }
 
 std::string enclosureLine(const PhysicalDevice& device, const std::string& units) {
-    return "  " + cell(place("encl.", device.addr), kPlaceWidth) + " " + cell("", kKindWidth) +
-           " " + cell(joined(device.vendor, device.model), kNameWidth) + " " + units + "\n";
+    return "  " + tableCell(place("encl.", device.addr), kPlaceWidth) + " " +
+           tableCell("", kKindWidth) + " " +
+           tableCell(joined(device.vendor, " ", device.model), kNameWidth) + " " + units + "\n";
 }
 
 }  // namespace
@@ -143,19 +131,20 @@ std::string sizeText(unsigned long long megabytes) {
 std::string configText(const System& system) {
     const Slots slots(system);
     std::string text;
-    for (const Adapter* adapter : below<Adapter>(system, "Adapter")) {
+    for (const Adapter* adapter : objectsBelow<Adapter>(system, "Adapter")) {
         text += adapterLine(*adapter);
-        for (const HardDrive* drive : below<HardDrive>(*adapter, "HardDrive")) {
+        for (const HardDrive* drive : objectsBelow<HardDrive>(*adapter, "HardDrive")) {
             text += driveLine(*drive, slots);
         }
         const bool inBlocks = adapter->isInstanceOf("ZorAdapter");
-        for (const LogicalDrive* array : below<LogicalDrive>(*adapter, "LogicalDrive")) {
+        for (const LogicalDrive* array : objectsBelow<LogicalDrive>(*adapter, "LogicalDrive")) {
             text += arrayLine(*array, inBlocks);
         }
-        for (const Enclosure* each : below<Enclosure>(*adapter, "Enclosure")) {
+        for (const Enclosure* each : objectsBelow<Enclosure>(*adapter, "Enclosure")) {
             text += enclosureLine(*each, unitsOf(*each, each->isSafteDataValid()));
         }
-        for (const auto* each : below<SES2EnclosureDevice>(*adapter, "SES2EnclosureDevice")) {
+        for (const auto* each :
+             objectsBelow<SES2EnclosureDevice>(*adapter, "SES2EnclosureDevice")) {
             text += enclosureLine(*each, unitsOf(*each, each->isSESDataValid()));
         }
     }

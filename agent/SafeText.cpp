@@ -117,6 +117,12 @@ std::string cutText(const std::string& text, std::size_t width) {
     return text.substr(0, bytesOf(text, width));
 }
 
+std::string tableCell(const std::string& raw, std::size_t width) {
+    std::string text = raw.empty() ? "-" : safeText(raw);
+    if (textWidth(text) > width) text = cutText(text, width - 1) + "~";
+    return text + std::string(width - textWidth(text), ' ');
+}
+
 std::vector<std::string> wrapText(const std::string& text, std::size_t width) {
     std::vector<std::string> lines;
     std::string rest = text;

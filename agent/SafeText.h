@@ -26,6 +26,10 @@ std::size_t textWidth(const std::string& text);
 // The first characters of valid UTF-8 text, as many as fit into `width` columns.
 std::string cutText(const std::string& text, std::size_t width);
 
+// One cell of a table, from hardware or a file: made safe, and exactly `width` columns; "-" when
+// there is nothing to show, cut with "~" when there is too much.
+std::string tableCell(const std::string& raw, std::size_t width);
+
 // Breaks `text` at blanks into lines of at most `width` columns; a word longer than that is cut.
 // Never empty: "" gives one empty line. A width of 0 means no limit.
 std::vector<std::string> wrapText(const std::string& text, std::size_t width);

@@ -2,6 +2,8 @@
 #include "monitor/VantRaidMonitor.h"
 
 #include <tuple>
+#include <utility>
+#include <vector>
 
 #include "events/QELEventCollection.h"
 #include "events/VantEventCollection.h"
@@ -23,6 +25,30 @@ using Identity = std::tuple<int, int, int>;
 
 Identity identityOf(const Adapter& adapter) {
     return {adapter.pciBus, adapter.pciDevice, adapter.pciFunction};
+}
+
+// Where each controller stands in its event log.
+using Sequences = std::vector<std::pair<Identity, int>>;
+
+Sequences sequencesOf(const std::vector<Data_Adapter>& entries) {
+    Sequences sequences;
+    for (const Data_Adapter& entry : entries) {
+        if (entry.adapter == nullptr) continue;
+        sequences.emplace_back(identityOf(*entry.adapter), entry.lastSequence);
+    }
+    return sequences;
+}
+
+// A controller that stays keeps its place in its event log, or what was discarded at construction
+// would come back as news. Of another kind of object the entry is empty.
+Data_Adapter entryOf(RaidObject* object, const Sequences& sequences) {
+    Data_Adapter entry;
+    if (object == nullptr || !object->isInstanceOf("VantAdapter")) return entry;
+    entry.adapter = static_cast<VantAdapter*>(object);
+    for (const auto& [identity, last] : sequences) {
+        if (identity == identityOf(*entry.adapter)) entry.lastSequence = last;
+    }
+    return entry;
 }
 
 // Stores `path` in the copy that the snapshot holds of `object`; false when there is none.
@@ -143,13 +169,7 @@ bool VantRaidMonitor::initialize(bool readStored) {
         logError("ERROR: error refreshing the system\n");
         return false;
     }
-    // A controller that stays keeps its place in its event log, or what was discarded at
-    // construction would come back as news.
-    std::vector<std::pair<Identity, int>> sequences;
-    for (const Data_Adapter& entry : newAdapters) {
-        if (entry.adapter == nullptr) continue;
-        sequences.emplace_back(identityOf(*entry.adapter), entry.lastSequence);
-    }
+    const Sequences sequences = sequencesOf(newAdapters);
     newAdapters.clear();
     systemNew.Set(storLib->getSystem());
     if (systemNew.get() == nullptr) logError("ERROR: SystemNew is NULL\n");
@@ -157,16 +177,7 @@ bool VantRaidMonitor::initialize(bool readStored) {
     // Before the snapshot, which may throw: the list is then in order all the same.
     std::vector<RaidObject*> adapters;
     if (systemNew.get() != nullptr) systemNew->getChildren(adapters, "Adapter", false, true);
-    for (RaidObject* object : adapters) {
-        Data_Adapter entry;
-        if (object != nullptr && object->isInstanceOf("VantAdapter")) {
-            entry.adapter = static_cast<VantAdapter*>(object);
-            for (const auto& [identity, last] : sequences) {
-                if (identity == identityOf(*entry.adapter)) entry.lastSequence = last;
-            }
-        }
-        newAdapters.push_back(entry);
-    }
+    for (RaidObject* object : adapters) newAdapters.push_back(entryOf(object, sequences));
 
     if (readStored) {
         logTrace("VantRaidMonitor::Reading the stored system config...\n");

@@ -14,9 +14,9 @@
 #include "storlib/SATAChannel.h"
 #include "tests/support/EventListener.h"
 #include "tests/support/LinuxMachine.h"
-#include "tests/support/Recording.h"
 #include "tests/support/SysTree.h"
 #include "tests/support/SystemText.h"
+#include "tests/support/UnpackedRecording.h"
 
 namespace {
 
@@ -36,7 +36,7 @@ struct StepCase {
 };
 
 void expectSteps(const char* sequence, const std::vector<StepCase>& cases) {
-    const Recording recording(sequence);
+    const UnpackedRecording recording(sequence);
     ASSERT_EQ(cases.size(), recording.steps().size());
     for (const StepCase& c : cases) {
         SCOPED_TRACE(c.step);
@@ -143,7 +143,7 @@ TEST(LinuxSource, GivenTheRaid10RecordingThenTheEnclosureFollowsItsPages) {
         {"04-drive-pulled", {"Fan 0 1", "Fan 1 2", "Fan 2 1"}, {"PSU 0 5", "PSU 1 1"}, true},
         {"05-enclosure-well", {"Fan 0 1", "Fan 1 1", "Fan 2 1"}, {"PSU 0 1", "PSU 1 1"}, false},
     };
-    const Recording recording("sas-raid10");
+    const UnpackedRecording recording("sas-raid10");
     for (const EnclosureCase& c : cases) {
         SCOPED_TRACE(c.step);
         LinuxSource source(recording.step(c.step));
@@ -162,7 +162,7 @@ TEST(LinuxSource, GivenTheRaid10RecordingThenTheEnclosureFollowsItsPages) {
 
 // A drive is told by its slot: the phys below the slot are the drive's own.
 TEST(LinuxSource, GivenASasDriveInAnEnclosureThenItsSlotHasItsPhys) {
-    const Recording recording("sas-raid10", {"06-rebuilding"});
+    const UnpackedRecording recording("sas-raid10", {"06-rebuilding"});
     LinuxSource source(recording.step("06-rebuilding"));
     const SystemText seen(source);
     EXPECT_EQ((Lines{"SLOT 0 1", "SLOT 1 1", "SLOT 2 5", "SLOT 3 1", "SLOT 4 1", "SLOT 5 5"}),
@@ -186,7 +186,7 @@ TEST(LinuxSource, GivenASasDriveInAnEnclosureThenItsSlotHasItsPhys) {
 
 // The other way to tell where a SAS drive is: each end of the cable knows the other.
 TEST(LinuxSource, GivenASasDriveThenAControllerPhyMirrorsItsPhy) {
-    const Recording recording("sas-raid10", {"01-clean"});
+    const UnpackedRecording recording("sas-raid10", {"01-clean"});
     LinuxSource source(recording.step("01-clean"));
     const SystemText seen(source);
     const HardDrive* drive = seen.drive("RST9K2");
@@ -211,7 +211,7 @@ TEST(LinuxSource, GivenASasDriveThenAControllerPhyMirrorsItsPhy) {
 }
 
 TEST(LinuxSource, GivenASasControllerThenItsVersionsAndSerialAreRead) {
-    const Recording recording("sas-raid10", {"01-clean"});
+    const UnpackedRecording recording("sas-raid10", {"01-clean"});
     LinuxSource source(recording.step("01-clean"));
     const SystemText seen(source);
     const Adapter* adapter = seen.adapter(1);
@@ -238,7 +238,7 @@ TEST(LinuxSource, GivenASasControllerThenItsVersionsAndSerialAreRead) {
 }
 
 TEST(LinuxSource, GivenSataDrivesThenEachHostIsAPortAndTheIdentityIsWhole) {
-    const Recording recording("raid1-spare", {"01-clean"});
+    const UnpackedRecording recording("raid1-spare", {"01-clean"});
     LinuxSource source(recording.step("01-clean"));
     const SystemText seen(source);
     EXPECT_EQ(6U, seen.all("SATAChannel").size());  // empty ports count too
@@ -428,7 +428,7 @@ TEST(LinuxSource, GivenFiguresThatMoveByThemselvesThenNothingIsAnnounced) {
 }
 
 TEST(LinuxSource, GivenAFailedFanThenTheEnclosuresControllerAnnouncesIt) {
-    const Recording recording("sas-raid10", {"01-clean", "02-fan-failed"});
+    const UnpackedRecording recording("sas-raid10", {"01-clean", "02-fan-failed"});
     LinuxSource source(recording.step("01-clean"));
     (void)SystemText(source);
     EventListener monitor(source);

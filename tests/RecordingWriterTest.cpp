@@ -9,16 +9,16 @@
 #include "storlib/sources/LinuxSource.h"
 #include "storlib/sources/ReplaySource.h"
 #include "tests/support/LinuxMachine.h"
-#include "tests/support/Recording.h"
 #include "tests/support/SysTree.h"
 #include "tests/support/SystemText.h"
+#include "tests/support/UnpackedRecording.h"
 
 namespace {
 
 using Lines = SystemText::Lines;
 
 TEST(RecordingWriter, GivenACapturedStepThenItReplaysToTheSameTree) {
-    const Recording recording("sas-raid10", {"06-rebuilding"});
+    const UnpackedRecording recording("sas-raid10", {"06-rebuilding"});
     LinuxSource source(recording.step("06-rebuilding"));
     const std::string expected = SystemText(source).whole();
     TempDir target;

@@ -8,9 +8,9 @@
 
 #include "tests/support/EventListener.h"
 #include "tests/support/LinuxMachine.h"
-#include "tests/support/Recording.h"
 #include "tests/support/SysTree.h"
 #include "tests/support/SystemText.h"
+#include "tests/support/UnpackedRecording.h"
 
 namespace {
 
@@ -159,8 +159,9 @@ TEST(ReplaySource, GivenNothingToPlayThenOpeningSaysWhatToDo) {
 }
 
 TEST(ReplaySource, GivenTheRaid1RecordingThenItsRebuildIsRecordedOnceFromStartToEnd) {
-    const Recording recording("raid1-spare", {"01-clean", "02-member-failed", "03-rebuilding-a",
-                                              "06-rebuilt", "07-failed-removed"});
+    const UnpackedRecording recording(
+        "raid1-spare",
+        {"01-clean", "02-member-failed", "03-rebuilding-a", "06-rebuilt", "07-failed-removed"});
     const auto replay = openReplay(recording.folder());
     (void)SystemText(*replay);
     EventListener monitor(*replay);
@@ -175,7 +176,7 @@ TEST(ReplaySource, GivenTheRaid1RecordingThenItsRebuildIsRecordedOnceFromStartTo
 }
 
 TEST(ReplaySource, GivenTheRaid10RecordingThenTheRebuildIsRecordedAndDrivesKeepTheirPlaces) {
-    const Recording recording(
+    const UnpackedRecording recording(
         "sas-raid10", {"04-drive-pulled", "05-enclosure-well", "06-rebuilding", "07-rebuilt"});
     const auto replay = openReplay(recording.folder());
     (void)SystemText(*replay);

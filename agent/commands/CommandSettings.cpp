@@ -12,7 +12,7 @@ AgentSettings readSettings(const Context& context, SettingsReader& reader) {
         return reader.read();
     } catch (const SettingsError& e) {
         for (const std::string& problem : e.problems) context.note(problem);
-        throw Failure(Failure::kFailed,
+        throw Failure(Failure::kBadUse,
                       "the configuration is not in order; correct it, then try again");
     }
 }

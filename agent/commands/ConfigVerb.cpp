@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "agent/EngineFolder.h"
+#include "agent/EventJson.h"
 #include "agent/Failure.h"
 #include "agent/Output.h"
 #include "agent/SafeText.h"
@@ -25,11 +26,6 @@ using Kind = SettingValue::Kind;
 
 constexpr char kHidden[] = "********";
 constexpr std::size_t kValueWidth = 44;
-
-// One line of JSON; bytes that are no UTF-8 are replaced.
-std::string oneLine(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
 
 bool namesASecret(const std::string& name) {
     std::string lower = name;
@@ -149,15 +145,15 @@ int ConfigVerb::run(const Context& context) {
 int ConfigVerb::check(const Context& context) const {
     const ConfigCheck result = checkConfig(settingsReader(context));
     if (json) {
-        context.out.line(oneLine({{"ok", result.problems.empty()},
-                                  {"files", result.files},
-                                  {"problems", result.problems}}));
+        context.out.line(jsonLine({{"ok", result.problems.empty()},
+                                   {"files", result.files},
+                                   {"problems", result.problems}}));
     } else {
         for (const std::string& problem : result.problems) context.out.line(safeText(problem));
         if (result.problems.empty()) context.out.line(safeText(result.verdict()));
         if (!result.advice.empty()) context.note(result.advice + "; " + result.cure);
     }
-    return result.problems.empty() ? Failure::kDone : Failure::kFailed;
+    return result.problems.empty() ? Failure::kDone : Failure::kBadUse;
 }
 
 int ConfigVerb::show(const Context& context) const {
@@ -165,7 +161,7 @@ int ConfigVerb::show(const Context& context) const {
     const AgentSettings settings = readSettings(context, reader);
     const EngineConfig engine = EngineConfig::read(engineFolderOf(settings));
     if (!engine.problem.empty()) context.note(engine.problem);
-    context.out.write(json ? oneLine(showJson(reader, engine)) + "\n" : showText(reader, engine));
+    context.out.write(json ? jsonLine(showJson(reader, engine)) + "\n" : showText(reader, engine));
     return Failure::kDone;
 }
 
@@ -179,7 +175,7 @@ int ConfigVerb::token(const Context& context) const {
     const std::string made = WebToken::make();
     const std::string hash = WebToken::hash(made);
     if (json) {
-        context.out.line(oneLine({{"token", made}, {"token_hash", hash}}));
+        context.out.line(jsonLine({{"token", made}, {"token_hash", hash}}));
         return Failure::kDone;
     }
     context.out.write("# For those who may look; it is shown only now:\n# " + made +

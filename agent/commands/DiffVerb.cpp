@@ -91,6 +91,31 @@ std::vector<Json> ofOrigin(const std::vector<Json>& events, Origin origin, bool 
     return found;
 }
 
+void say(const Context& context, const std::string& text) {
+    for (const std::string& line : wrapText(text, context.style.pageWidth())) {
+        context.out.line(line);
+    }
+}
+
+void printEvents(const Context& context, const std::vector<Json>& events, bool firstRun, bool all) {
+    RecordPrinter printer(context,
+                          all ? RecordPrinter::Form::kTextAll : RecordPrinter::Form::kText);
+    const auto print = [&](const std::vector<Json>& list, const char* heading) {
+        context.out.line("");
+        say(context, heading);
+        for (const Json& record : list) printer.print(record);
+    };
+    const std::vector<Json> missed = ofOrigin(events, Origin::kAtStart, all);
+    const std::vector<Json> watched = ofOrigin(events, Origin::kLive, all);
+    if (missed.empty()) {
+        say(context, "Nothing had changed meanwhile.");
+    } else {
+        print(missed, firstRun ? "Found at the first look:" : "Changed while nobody watched:");
+    }
+    if (!watched.empty()) print(watched, "And since then, while watched:");
+    printer.tellMuted();
+}
+
 }  // namespace
 
 void DiffVerb::declare(Flags& flags) {
@@ -121,28 +146,8 @@ int DiffVerb::work(const Context& context, Ask& agent) {
         context.out.line(jsonLine(answer));
         return Failure::kDone;
     }
-    const auto say = [&](const std::string& text) {
-        for (const std::string& line : wrapText(text, context.style.pageWidth())) {
-            context.out.line(line);
-        }
-    };
-    if (firstRun) say("This is the first run; there is nothing to compare with.");
-    say(sentence(gaps, begin));
-    RecordPrinter printer(context,
-                          all ? RecordPrinter::Form::kTextAll : RecordPrinter::Form::kText);
-    const auto show = [&](Origin origin, const char* some, const char* none) {
-        const std::vector<Json> list = ofOrigin(events, origin, all);
-        if (list.empty()) {
-            if (*none != 0) say(none);
-            return;
-        }
-        context.out.line("");
-        say(some);
-        for (const Json& record : list) printer.print(record);
-    };
-    show(Origin::kAtStart, firstRun ? "Found at the first look:" : "Changed while nobody watched:",
-         "Nothing had changed meanwhile.");
-    show(Origin::kLive, "And since then, while watched:", "");
-    printer.tellMuted();
+    if (firstRun) say(context, "This is the first run; there is nothing to compare with.");
+    say(context, sentence(gaps, begin));
+    printEvents(context, events, firstRun, all);
     return Failure::kDone;
 }

@@ -22,6 +22,17 @@ using Json = nlohmann::ordered_json;
 
 constexpr int kLongestPatience = 3600;
 
+// Of a scenario by its file, or by its name.
+std::string fileOf(const std::string& scenario) {
+    if (access(scenario.c_str(), F_OK) == 0) return scenario;
+    const std::string shipped = EngineFolder::shippedScenario(scenario);
+    if (!shipped.empty()) return shipped;
+    throw Failure(Failure::kBadUse,
+                  safeText(scenario) +
+                      ": there is no such file, nor is a scenario of this name installed; give a "
+                      "file, or see the names in /usr/share/qel/scenarios");
+}
+
 }  // namespace
 
 void DrillVerb::declare(Flags& flags) {
@@ -40,10 +51,7 @@ void DrillVerb::declare(Flags& flags) {
 // The play is over, and the engine free again, before the daemon is told.
 Json DrillVerb::played(const Context& context) const {
     std::string error;
-    const std::string shipped = EngineFolder::shippedScenario(file);
-    const bool isShipped = !shipped.empty() && access(file.c_str(), F_OK) != 0;
-    std::unique_ptr<ScenarioSource> source =
-        ScenarioSource::open(isShipped ? shipped : file, error);
+    std::unique_ptr<ScenarioSource> source = ScenarioSource::open(fileOf(file), error);
     if (!source) throw Failure(Failure::kBadUse, error);
     const std::string title = source->getScenario().title();
     Json events = Json::array();

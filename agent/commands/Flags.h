@@ -8,7 +8,8 @@
 //   }
 //
 // Values are references and outlive the parsing. Names that begin with "-" are flags, others are
-// places. --help, --no-color and --config come by themselves.
+// places. --help, --no-color and --config come by themselves. What the help calls a value ("TIME")
+// goes by the name of the flag, so that it is the same word for every verb.
 #ifndef AGENT_COMMANDS_FLAGS_H
 #define AGENT_COMMANDS_FLAGS_H
 
@@ -33,8 +34,8 @@ public:
     public:
         explicit Option(CLI::Option* optionIN) : option(optionIN) {}
         Option& required();
-        Option& showDefault();  // in the help
-        Option& between(double lowest, double highest);
+        Option& showDefault();                           // in the help
+        Option& between(double lowest, double highest);  // said in the help, too
         Option& among(const std::vector<std::string>& values);
         // Returns "" for a value that is in order, else what is wrong with it.
         Option& check(std::string (*test)(const std::string& value));

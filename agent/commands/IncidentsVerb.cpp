@@ -1,5 +1,10 @@
 #include "agent/commands/IncidentsVerb.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
 #include <nlohmann/json.hpp>
 
 #include "agent/Duration.h"
@@ -9,7 +14,9 @@
 #include "agent/Output.h"
 #include "agent/SafeText.h"
 #include "agent/TimeWords.h"
+#include "agent/Wording.h"
 #include "agent/incidents/IncidentJson.h"
+#include "agent/incidents/IncidentRules.h"
 
 namespace {
 
@@ -41,7 +48,7 @@ std::string whenOf(const Incident& incident, std::int64_t now) {
 }
 
 std::string survivesOf(const Incident& incident) {
-    if (incident.survives < 0 || !incident.open) return std::string();
+    if (incident.survives < 0 || !incident.open || isWellAgain(incident)) return std::string();
     if (incident.survives == 0) return "One more drive failure loses data.";
     return "It survives " + std::to_string(incident.survives) + " more drive " +
            (incident.survives == 1 ? "failure." : "failures.");
@@ -56,7 +63,9 @@ std::string ackOf(const Incident& incident) {
 
 // "   4  ERROR    md0 degraded" and what is known about it below.
 std::string lines(const Incident& incident, std::int64_t now, std::size_t columns) {
-    std::string word = incident.open ? severityWord(incident.severity) : "ended";
+    std::string word = !incident.open          ? "ended"
+                       : isWellAgain(incident) ? "well"
+                                               : severityWord(incident.severity);
     if (word.size() < kSeverityWidth) word.resize(kSeverityWidth, ' ');
     std::string head = paddedLeft(std::to_string(incident.id), kMargin - 2) + "  " + word;
     if (incident.origin == Origin::kDrill) head += "DRILL ";
@@ -68,6 +77,28 @@ std::string lines(const Incident& incident, std::int64_t now, std::size_t column
         if (!more.empty()) text += below(more, columns);
     }
     return text;
+}
+
+bool isTrouble(const Incident& incident) { return incident.open && !isWellAgain(incident); }
+
+// Trouble first, errors before warnings; then what is well again; then what has ended, by number.
+bool isWorse(const Incident& a, const Incident& b) {
+    const auto rank = [](const Incident& incident) {
+        if (!incident.open) return std::pair(2, 0);
+        return std::pair(isWellAgain(incident) ? 1 : 0, incident.severity);
+    };
+    return rank(a) < rank(b);
+}
+
+std::string headline(std::int64_t open, std::int64_t wellAgain) {
+    const std::string verb = open == 1 ? " is open" : " are open";
+    std::string words = open == 0 ? "No incident is open" : counted(open, "incident") + verb;
+    if (wellAgain > 0) {
+        words += "; " + std::to_string(wellAgain) +
+                 (wellAgain == 1 ? " is well again, and ends when it stays so"
+                                 : " are well again, and end when they stay so");
+    }
+    return words + ".";
 }
 
 }  // namespace
@@ -83,20 +114,16 @@ int IncidentsVerb::work(const Context& context, Ask& agent) {
         for (const Json& row : list) context.out.line(jsonLine(row));
         return Failure::kDone;
     }
+    std::vector<Incident> incidents;
+    for (const Json& row : list) incidents.push_back(incidentFromJson(row));
+    std::stable_sort(incidents.begin(), incidents.end(), isWorse);
+    const auto count = [&](bool (*is)(const Incident&)) {
+        return std::count_if(incidents.begin(), incidents.end(), is);
+    };
+    context.out.line(headline(count(isTrouble), count(isWellAgain)));
     const std::int64_t present = now();
     std::string text;
-    int open = 0;
-    for (const Json& row : list) {
-        const Incident incident = incidentFromJson(row);
-        if (incident.open) ++open;
-        text += lines(incident, present, context.style.pageWidth());
-    }
-    if (open == 0) {
-        context.out.line("No incident is open.");
-    } else {
-        context.out.line(std::to_string(open) +
-                         (open == 1 ? " incident is open." : " incidents are open."));
-    }
+    for (const Incident& each : incidents) text += lines(each, present, context.style.pageWidth());
     context.out.write(text);
     return Failure::kDone;
 }

@@ -12,6 +12,7 @@
 #include "agent/Output.h"
 #include "agent/SafeText.h"
 #include "agent/commands/CommandSettings.h"
+#include "agent/settings/Spelling.h"
 #include "agent/status/Look.h"
 #include "agent/status/ObjectText.h"
 #include "storlib/System.h"
@@ -42,8 +43,8 @@ int ListVerb::run(const Context& context) {
     } else if (std::find(kinds.begin(), kinds.end(), kind) != kinds.end()) {
         printKind(context);
     } else {
-        throw Failure(Failure::kBadUse,
-                      "there is no list of \"" + safeText(kind) + "\"; there is " + kindsText());
+        throw Failure(Failure::kBadUse, "there is no list of \"" + safeText(kind) + "\"" +
+                                            suggestion(kind, kinds, "; there is " + kindsText()));
     }
     return Failure::kDone;
 }

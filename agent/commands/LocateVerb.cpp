@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "agent/EventJson.h"
 #include "agent/Failure.h"
 #include "agent/Output.h"
 #include "agent/SafeText.h"
@@ -50,10 +51,6 @@ Json jsonOf(const Slot& slot) {
             {"locate", jsonOf(EnclosureSlots::locate(slot))},
             {"fault", jsonOf(EnclosureSlots::fault(slot))},
             {"status", EnclosureSlots::status(slot)}};
-}
-
-std::string oneLine(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 // "sdb, serial S7K2M9Q0", "empty"
@@ -196,7 +193,7 @@ Slot LocateVerb::bySystem(const EnclosureSlots& slots) const {
 
 void LocateVerb::show(const Context& context, const Slot& slot) const {
     if (json) {
-        context.out.line(oneLine(jsonOf(slot)));
+        context.out.line(jsonLine(jsonOf(slot)));
         return;
     }
     const std::string state = EnclosureSlots::status(slot);
@@ -210,7 +207,7 @@ int LocateVerb::showAll(const Context& context, const EnclosureSlots& slots) con
     if (json) {
         Json list = Json::array();
         for (const Slot& slot : all) list.push_back(jsonOf(slot));
-        context.out.line(oneLine(list));
+        context.out.line(jsonLine(list));
         return Failure::kDone;
     }
     if (all.empty()) context.out.line("the kernel knows no enclosure with slots here");

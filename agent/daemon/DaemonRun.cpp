@@ -12,14 +12,13 @@
 #include "agent/Failure.h"
 #include "agent/Languages.h"
 #include "agent/StopSignal.h"
-#include "agent/daemon/ChangeRequests.h"
+#include "agent/Wording.h"
 #include "agent/daemon/IdleMemory.h"
 #include "agent/daemon/MachineLock.h"
 #include "agent/daemon/PollReport.h"
 #include "agent/daemon/StateDocument.h"
 #include "agent/daemon/StateFile.h"
-#include "agent/incidents/IncidentJson.h"
-#include "agent/settings/SettingsReader.h"
+#include "agent/sinks/HostName.h"
 #include "agent/state/StateJson.h"
 #include "util/Clock.h"
 
@@ -35,22 +34,11 @@ constexpr std::chrono::hours kPruneInterval{1};
 // Well below a watchdog of a minute: each try that fails feeds it.
 constexpr std::chrono::milliseconds kFirstRetry{1000};
 constexpr std::chrono::milliseconds kLongestRetry{15000};
-constexpr char kSettingsTopic[] = "settings";
 constexpr char kSpoolTopic[] = "spool";
 constexpr char kStorageTopic[] = "storage";
 constexpr char kWebTopic[] = "http";
 constexpr mode_t kControlMode = 0660;
 constexpr mode_t kReadMode = 0666;
-
-std::string hostName() {
-    char name[256] = "";
-    if (gethostname(name, sizeof name - 1) != 0 || *name == 0) return "localhost";
-    return name;
-}
-
-std::string counted(std::size_t count, const char* one, const char* many) {
-    return std::to_string(count) + " " + (count == 1 ? one : many);
-}
 
 std::chrono::milliseconds paced(std::chrono::milliseconds time, double pace) {
     const auto shown = std::chrono::duration_cast<std::chrono::milliseconds>(time * pace);
@@ -73,12 +61,6 @@ void closeToOthers(const std::string& name, const std::function<void(const std::
                       name);
 }
 
-bool sameWatching(const AgentSettings& a, const AgentSettings& b) {
-    return a.source == b.source && a.language == b.language && a.stateFolder == b.stateFolder &&
-           a.runFolder == b.runFolder && a.engineFolder == b.engineFolder &&
-           a.controlGroup == b.controlGroup;
-}
-
 }  // namespace
 
 DaemonRun::DaemonRun(const Daemon::Options& optionsIN, const Context& contextIN)
@@ -88,7 +70,6 @@ DaemonRun::DaemonRun(const Daemon::Options& optionsIN, const Context& contextIN)
       clock(options.pace == 1 ? nullptr : std::make_unique<PacedClock>(options.pace)),
       settings(readSettings()),
       places(settings),
-      host(hostName()),
       nextPrune(SteadyClock::now() + kFirstPrune) {
     std::string error;
     lib = WatchedLib::open(settings.source, error);
@@ -129,12 +110,20 @@ void DaemonRun::note(const std::string& line) const {
     context.note(line);
 }
 
-AgentSettings DaemonRun::readSettings() const {
+SettingsReader DaemonRun::settingsReader() const {
     const bool named = !options.configFile.empty();
-    AgentSettings read =
-        SettingsReader(named ? options.configFile : SettingsReader::kDefaultFile, named).read();
+    return SettingsReader(named ? options.configFile : SettingsReader::kDefaultFile, named);
+}
+
+AgentSettings DaemonRun::readSettings(SettingsReader& reader) const {
+    AgentSettings read = reader.read();
     if (!options.source.empty()) read.source = options.source;
     return read;
+}
+
+AgentSettings DaemonRun::readSettings() const {
+    SettingsReader reader = settingsReader();
+    return readSettings(reader);
 }
 
 void DaemonRun::prepareFolders() const {
@@ -188,8 +177,7 @@ void DaemonRun::tryToOpenStore() {
     }
     storeTrouble.clear();
     pipeline->setProblem(kSettingsTopic, settingsTrouble);
-    note("the spool is open now; " + counted(waiting.size(), "event", "events") +
-         " waited in memory");
+    note("the spool is open now; " + counted(waiting.size(), "event") + " waited in memory");
     pipeline->pass(waiting.takeAll());
 }
 
@@ -252,7 +240,6 @@ void DaemonRun::startMonitor() {
 std::shared_ptr<const PollReport> DaemonRun::look() {
     auto report = std::make_shared<PollReport>();
     report->state = builder.build(*lib, Clock::current().now());
-    report->state.host = host;
     report->state.source = settings.source;
     report->unreadable = lib->trouble();
     // A picture that the storage did not give now keeps its age, and gets too old in time.
@@ -287,7 +274,8 @@ void DaemonRun::openDoors() {
     for (const ControlServer* server : {controlServer.get(), readServer.get()}) {
         if (!server->note().empty()) note(server->note());
     }
-    web = std::make_unique<Web>(settings, host, [this](const std::string& line) { note(line); });
+    web = std::make_unique<Web>(settings, hostName(),
+                                [this](const std::string& line) { note(line); });
 }
 
 // What is wrong with the web server stands in state.json, and is nobody else's trouble.
@@ -358,8 +346,8 @@ void DaemonRun::serveRequests() {
 // As the pipeline would have them.
 std::map<std::string, std::string> DaemonRun::problemsWithoutStore() const {
     std::map<std::string, std::string> problems;
-    problems[kSpoolTopic] = storeTrouble + "; " + counted(waiting.size(), "event", "events") +
-                            " in memory, trying again";
+    problems[kSpoolTopic] =
+        storeTrouble + "; " + counted(waiting.size(), "event") + " in memory, trying again";
     if (!waiting.unreadable().empty()) {
         problems[kStorageTopic] = "it cannot be read: " + waiting.unreadable();
     }
@@ -396,16 +384,11 @@ void DaemonRun::tellProblems(const std::map<std::string, std::string>& problems)
     }
 }
 
-void DaemonRun::setSettingsProblem(const std::string& line) {
-    settingsTrouble = line;
-    if (pipeline) pipeline->setProblem(kSettingsTopic, line);
-}
-
 void DaemonRun::tellManager() {
     const MachineState& seen = pipeline->machine();
-    std::string line = polled ? counted(seen.arrays.size(), "array", "arrays") + ", " +
-                                    counted(seen.drives.size(), "drive", "drives")
-                              : "watching " + settings.source + ", not yet read";
+    std::string line =
+        polled ? counted(seen.arrays.size(), "array") + ", " + counted(seen.drives.size(), "drive")
+               : "watching " + settings.source + ", not yet read";
     for (const auto& [topic, problem] : pipeline->problems()) line += "; " + topic + ": " + problem;
     service.status(line);
 }
@@ -426,101 +409,6 @@ void DaemonRun::noteTemperatures() {
     }
 }
 
-// --- changes ---
-
-std::vector<std::string> DaemonRun::reload() {
-    const bool named = !options.configFile.empty();
-    SettingsReader reader(named ? options.configFile : SettingsReader::kDefaultFile, named);
-    AgentSettings fresh = reader.read();
-    if (!options.source.empty()) fresh.source = options.source;
-    if (sinks) sinks->reload(fresh.sinks);
-    if (pipeline) pipeline->use(fresh);
-    if (!sameWatching(fresh, settings)) {
-        note("what has changed in [monitor], [paths] and [access] holds after a restart");
-    }
-    // look() reads the source on the monitoring thread, and paths are in use: these stay.
-    settings.keep = fresh.keep;
-    settings.sinks = std::move(fresh.sinks);
-    settings.httpListen = std::move(fresh.httpListen);
-    settings.httpTokenHash = std::move(fresh.httpTokenHash);
-    settings.httpHosts = std::move(fresh.httpHosts);
-    settings.staleAfter = fresh.staleAfter;
-    if (web) web->use(settings);
-    return reader.files();
-}
-
-void DaemonRun::reloadOnSignal() {
-    service.reloading();
-    try {
-        const std::vector<std::string> files = reload();
-        setSettingsProblem("");
-        note("the configuration is read again: " + counted(files.size(), "file", "files") + ", " +
-             counted(settings.sinks.size(), "sink", "sinks"));
-    } catch (const SettingsError& e) {
-        for (const std::string& line : e.problems) note(line);
-        note("the configuration has errors; the old one stays in force");
-        setSettingsProblem("the new configuration is not in force: " +
-                           (e.problems.empty() ? std::string(e.what()) : e.problems.front()));
-    } catch (const std::exception& e) {
-        note(std::string(e.what()) + "; the old configuration stays in force");
-        setSettingsProblem(std::string("the new configuration is not in force: ") + e.what());
-    }
-    service.ready("watching " + settings.source);
-}
-
-Json DaemonRun::carryOut(const Json& request) {
-    const std::string word = ChangeRequests::wordOf(request);
-    if (!pipeline && word != "reload") throw Failure(Failure::kFailed, storeTrouble);
-    const auto spanJson = [](const Pipeline::Span& span, const std::vector<std::string>& names) {
-        return Json{{"sequence", span.first}, {"last", span.last}, {"sinks", names}};
-    };
-    std::vector<std::string> names;
-    for (const auto& [name, sink] : settings.sinks) names.push_back(name);
-    if (word == "ack") {
-        const AckRequest ack = ChangeRequests::ackOf(request);
-        return incidentJson(pipeline->acknowledge(ack.id, ack.by, ack.comment, ack.until));
-    }
-    if (word == "unack") {
-        return incidentJson(pipeline->unacknowledge(ChangeRequests::idOf(request)));
-    }
-    if (word == "silence-add") {
-        Silence silence = ChangeRequests::silenceOf(request, Clock::current().now());
-        silence.id = pipeline->addSilence(silence);
-        return silenceJson(silence);
-    }
-    if (word == "silence-rm") {
-        const std::int64_t id = ChangeRequests::idOf(request);
-        pipeline->removeSilence(id);
-        return {{"id", id}};
-    }
-    if (word == "test") {
-        const std::vector<std::string> wanted = ChangeRequests::sinksOf(request);
-        for (const std::string& name : wanted) {
-            if (settings.sinks.count(name) != 0) continue;
-            throw Failure(
-                Failure::kBadUse, "there is no sink " + name + "; configured are:" + [&names] {
-                    std::string list;
-                    for (const auto& one : names) list += " " + one;
-                    return list.empty() ? " none" : list;
-                }());
-        }
-        return spanJson(pipeline->test(wanted), wanted.empty() ? names : wanted);
-    }
-    if (word == "drill") {
-        const auto name = request.find("name");
-        const bool named = name != request.end() && name->is_string();
-        return spanJson(pipeline->drill(named ? name->get<std::string>() : "drill",
-                                        ChangeRequests::eventsOf(request)),
-                        names);
-    }
-    if (word == "reload") {
-        const std::vector<std::string> files = reload();
-        setSettingsProblem("");
-        return {{"files", files}};
-    }
-    throw Failure(Failure::kBadUse, "unknown request \"" + word + "\"");
-}
-
 // --- the end ---
 
 void DaemonRun::shutDown() {
@@ -535,7 +423,7 @@ void DaemonRun::shutDown() {
     MonitorThread::Batch rest = monitor->take();
     for (const std::string& line : rest.notes) note(line);
     if (!pipeline) {
-        note(storeTrouble + "; " + counted(waiting.size() + rest.events.size(), "event", "events") +
+        note(storeTrouble + "; " + counted(waiting.size() + rest.events.size(), "event") +
              " could not be stored; the next start finds again what the snapshot does not show");
         return;
     }

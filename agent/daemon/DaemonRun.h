@@ -1,5 +1,6 @@
 // DaemonRun: one life of the daemon, with the parts as its members in the order in which they are
-// made. Private to Daemon.
+// made. Private to Daemon. What changes it while it runs (reload, requests of people) is in
+// DaemonRunChanges.cpp.
 #ifndef AGENT_DAEMON_DAEMONRUN_H
 #define AGENT_DAEMON_DAEMONRUN_H
 
@@ -31,6 +32,7 @@
 #include "agent/daemon/WaitingRoom.h"
 #include "agent/daemon/WatchedLib.h"
 #include "agent/settings/AgentSettings.h"
+#include "agent/settings/SettingsReader.h"
 #include "agent/sinks/SinkSet.h"
 #include "agent/spool/SafeSnapshot.h"
 #include "agent/spool/Spool.h"
@@ -56,6 +58,10 @@ private:
         ~HangUps();
     };
 
+    static constexpr char kSettingsTopic[] = "settings";  // of its problem, among the others
+
+    SettingsReader settingsReader() const;
+    AgentSettings readSettings(SettingsReader& reader) const;
     AgentSettings readSettings() const;
     void prepareFolders() const;
     void note(const std::string& line) const;
@@ -112,7 +118,6 @@ private:
     StateBuilder builder;       // the monitoring thread's own
     std::string shownSnapshot;  // the same; of the last completed poll
     std::int64_t lastGood = 0;  // the same; when the storage was last read
-    std::string host;
     std::unique_ptr<MonitorThread> monitor;
 
     ChangeDesk desk{[this] { bell.ring(); }};

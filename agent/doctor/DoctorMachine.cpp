@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "agent/Failure.h"
+#include "agent/Wording.h"
 #include "agent/settings/Quantity.h"
 #include "agent/spool/Spool.h"
 #include "agent/state/StateBuilder.h"
@@ -34,10 +35,6 @@ bool hasProgram(const std::string& name) {
         if (!folder.empty() && access((folder + "/" + name).c_str(), X_OK) == 0) return true;
     }
     return false;
-}
-
-std::string counted(std::size_t count, const char* one) {
-    return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
 }
 
 }  // namespace

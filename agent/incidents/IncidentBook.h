@@ -120,6 +120,7 @@ private:
     void openOrChange(const Standing& standing, const Record& event, Call& call);
     void applyToDrive(const Standing& standing, const Record& event, Call& call);
     void joinArray(const ArrayState& array, const Record& event, Call& call);
+    void resolveAsToldBy(const EventRule& rule, const Record& event, Call& call);
     void resolveDrives(const Record& event, const char* value, Call& call);
     void fold(const Record& event, Call& call);
     const ArrayState* arrayOfDrive(const std::string& key, int adapter) const;

@@ -65,24 +65,9 @@ bool IncidentBook::applyRule(const EventRule& rule, const Record& event, Call& c
         case Kind::kProgress:
             fold(event, call);
             return true;
-        case Kind::kResolves: {
-            if (std::string(rule.condition) == kDrive) {
-                resolveDrives(event, rule.value, call);
-                return true;
-            }
-            const Subject subject = subjectOf(event);
-            const std::string condition = conditionOf(rule.condition, event.event);
-            Incident* incident = find(subject.object, condition);
-            // What was lost before we ever saw it was known by its place only.
-            for (Incident& other : incidents) {
-                if (incident == nullptr && other.open && other.condition == condition &&
-                    other.objectName == subject.name) {
-                    incident = &other;
-                }
-            }
-            if (incident != nullptr) resolve(*incident, rule.value, &event, call);
+        case Kind::kResolves:
+            resolveAsToldBy(rule, event, call);
             return true;
-        }
         case Kind::kUpdates: {
             Incident* incident = find(subjectOf(event).object, rule.condition);
             if (incident == nullptr) return false;
@@ -100,6 +85,24 @@ bool IncidentBook::applyRule(const EventRule& rule, const Record& event, Call& c
         openOrChange(standing, event, call);
     }
     return true;
+}
+
+void IncidentBook::resolveAsToldBy(const EventRule& rule, const Record& event, Call& call) {
+    if (std::string(rule.condition) == kDrive) {
+        resolveDrives(event, rule.value, call);
+        return;
+    }
+    const Subject subject = subjectOf(event);
+    const std::string condition = conditionOf(rule.condition, event.event);
+    Incident* incident = find(subject.object, condition);
+    // What was lost before we ever saw it was known by its place only.
+    for (Incident& other : incidents) {
+        if (incident == nullptr && other.open && other.condition == condition &&
+            other.objectName == subject.name) {
+            incident = &other;
+        }
+    }
+    if (incident != nullptr) resolve(*incident, rule.value, &event, call);
 }
 
 void IncidentBook::openOrChange(const Standing& standing, const Record& event, Call& call) {

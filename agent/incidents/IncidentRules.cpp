@@ -18,6 +18,10 @@ const Standing* findStanding(const std::string& condition, const std::string& va
     return nullptr;
 }
 
+bool isWellAgain(const Incident& incident) {
+    return incident.open && findStanding(incident.condition, incident.value) == nullptr;
+}
+
 std::vector<const EventRule*> rulesOf(int code) {
     std::vector<const EventRule*> found;
     for (const EventRule& rule : kEventRules) {

@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/incidents/Incident.h"
 #include "events/EnumEventType.h"
 
 constexpr std::int64_t kToldOnceSeconds = 86400;
@@ -186,6 +187,9 @@ inline constexpr EventRule kEventRules[] = {
 
 // Null for a value that is no trouble. The condition may carry the number of a unit: "fan 2".
 const Standing* findStanding(const std::string& condition, const std::string& value);
+
+// Open, and in order again: it is watched for a while before it counts as over.
+bool isWellAgain(const Incident& incident);
 
 // In the order of the table; empty for a code that has none.
 std::vector<const EventRule*> rulesOf(int code);

@@ -5,6 +5,7 @@
 #include "agent/Duration.h"
 #include "agent/EventJson.h"
 #include "agent/SafeText.h"
+#include "agent/Wording.h"
 #include "agent/incidents/IncidentRules.h"
 #include "agent/incidents/Redundancy.h"
 
@@ -22,10 +23,6 @@ std::string prefix(const Incident& incident) {
 
 std::string hostOf(const MachineState& state) {
     return state.host.empty() ? "this machine" : state.host;
-}
-
-std::string joined(const std::string& left, const char* between, const std::string& right) {
-    return left.empty() || right.empty() ? left + right : left + between + right;
 }
 
 std::string wordOf(const Incident& incident) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "agent/Duration.h"
+#include "agent/Wording.h"
 #include "agent/page/Page.h"
 #include "agent/page/StateLook.h"
 
@@ -95,11 +96,11 @@ void addMembers(Html& html, const PageModel& model, const ArrayState& array, std
 std::string drivesWords(const ArrayState& array) {
     if (array.devices <= 0) return "";
     std::string words = array.working == array.devices
-                            ? counted(static_cast<std::size_t>(array.devices), "drive")
+                            ? counted(array.devices, "drive")
                             : std::to_string(array.working) + " of " +
                                   std::to_string(array.devices) + " drives in order";
     if (array.spares > 0) {
-        words += ", " + counted(static_cast<std::size_t>(array.spares), "spare");
+        words += ", " + counted(array.spares, "spare");
     }
     return words;
 }

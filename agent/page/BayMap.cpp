@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "agent/SafeText.h"
+#include "agent/Wording.h"
 #include "agent/page/Page.h"
 #include "agent/page/StateLook.h"
 

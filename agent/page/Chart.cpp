@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "agent/TimeWords.h"
+#include "agent/Wording.h"
 #include "agent/page/StateLook.h"
 
 namespace {
@@ -108,8 +109,7 @@ void addDayChart(Html& html, const std::string& title, const std::vector<ChartDa
         warnings += day.warnings;
     }
     Frame frame(html, title,
-                counted(static_cast<std::size_t>(errors), "error") + " and " +
-                    counted(static_cast<std::size_t>(warnings), "warning") + " in " +
+                counted(errors, "error") + " and " + counted(warnings, "warning") + " in " +
                     counted(days.size(), "day"));
     frame.value(kBottom, "0");
     frame.value(kTop, number(std::max(1, most)));

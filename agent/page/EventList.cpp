@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "agent/EventNames.h"
+#include "agent/Wording.h"
 #include "agent/page/StateLook.h"
 
 namespace {

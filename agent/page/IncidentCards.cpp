@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "agent/Duration.h"
+#include "agent/Wording.h"
 #include "agent/incidents/IncidentRules.h"
 #include "agent/incidents/NoticeText.h"
 #include "agent/incidents/Redundancy.h"

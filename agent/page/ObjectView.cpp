@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "agent/Duration.h"
+#include "agent/Wording.h"
 #include "agent/page/ArrayCards.h"
 #include "agent/page/BayMap.h"
 #include "agent/page/Chart.h"

@@ -3,6 +3,7 @@
 #include <cctype>
 
 #include "agent/SafeText.h"
+#include "agent/Wording.h"
 #include "agent/page/ArrayCards.h"
 #include "agent/page/BayMap.h"
 #include "agent/page/Html.h"

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "agent/Wording.h"
 #include "agent/page/StateLook.h"
 
 namespace {

@@ -151,18 +151,10 @@ void addObjectLink(Html& html, bool known, std::string_view key, std::string_vie
     html.element("a", {{"href", Page::objectPath(key)}}, name);
 }
 
-std::string counted(std::size_t count, const std::string& word) {
-    return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
-}
-
 std::string sizeWords(std::int64_t megabytes) {
     return megabytes <= 0 ? "" : sizeText(static_cast<unsigned long long>(megabytes));
 }
 
 std::string degreesWords(int celsius) {
     return celsius < 0 ? "" : std::to_string(celsius) + " \u00b0C";
-}
-
-std::string joined(const std::string& left, const char* between, const std::string& right) {
-    return left.empty() || right.empty() ? left + right : left + between + right;
 }

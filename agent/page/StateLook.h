@@ -50,9 +50,7 @@ std::string clockText(std::int64_t when, std::int64_t now);
 // A link to the page of that object, or the name alone when it has none.
 void addObjectLink(Html& html, bool known, std::string_view key, std::string_view name);
 
-std::string counted(std::size_t count, const std::string& word);  // "1 drive", "2 drives"
-std::string sizeWords(std::int64_t megabytes);                    // "" when it is not known
-std::string degreesWords(int celsius);                            // with their sign; the same
-std::string joined(const std::string& left, const char* between, const std::string& right);
+std::string sizeWords(std::int64_t megabytes);  // "" when it is not known
+std::string degreesWords(int celsius);          // with their sign; the same
 
 #endif  // AGENT_PAGE_STATELOOK_H

@@ -355,8 +355,8 @@ private:
         const auto has = [&](const char* key) { return table.members.count(key) != 0; };
         for (const SinkKey* row : sinkKeysOf(sink.type)) {
             if (*row->type == 0 || !row->required || has(row->key) || !files.complete()) continue;
-            good = check.fail(table, "[sink." + sink.name + "] has no " + row->written() +
-                                         "; add it: " + row->help);
+            good = check.fail(table, "[sink." + sink.name + "] has no key \"" + row->written() +
+                                         "\"; add it: " + row->help);
         }
         const char* const* const oneOf = findSinkType(sink.type)->oneOf;
         if (oneOf[0] != nullptr && files.complete()) {

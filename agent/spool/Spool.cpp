@@ -125,6 +125,32 @@ Spool::Spool(const std::string& fileIN, Access accessIN) : file(fileIN), access(
     open();
 }
 
+// Numbers that were given and are not in the database were in one that is lost, or at the end of
+// this one.
+void Spool::Database::goOnBehind(const HighWater::Marks& given) {
+    const std::int64_t leap = file.isNew() ? kLeap : 0;
+    std::int64_t last = number(spool::kLastSequence);
+    // A sector of old contents may hold an older counter than its neighbours hold records.
+    const std::int64_t held = sql.number("SELECT max(sequence) FROM records");
+    if (held > last) {
+        setNumber(spool::kLastSequence, held);
+        remark("the counter of the spool " + path + " stood at " + std::to_string(last) +
+               "; it goes on behind its last record, " + std::to_string(held));
+        last = held;
+    }
+    if (given.sequence > last || (file.isNew() && last == 0)) {
+        setNumber(spool::kLastSequence, given.sequence + leap);
+        if (!file.isNew()) {
+            remark("records " + std::to_string(last + 1) + " to " + std::to_string(given.sequence) +
+                   " are missing at the end of the spool " + path);
+        }
+    }
+    const std::int64_t known = number(spool::kLastIncident);
+    const std::int64_t behind = std::max(known, sql.number("SELECT max(id) FROM incidents"));
+    const std::int64_t next = given.incident > behind ? given.incident + leap : behind;
+    if (next != known) setNumber(spool::kLastIncident, next);  // no write where none is needed
+}
+
 void Spool::open() {
     // It stays closed unless all of this works.
     auto opening = std::make_unique<Database>(file, access);
@@ -132,8 +158,9 @@ void Spool::open() {
     const std::string idFile = machineIdFile(file);
     if (access == Access::kReadOnly) {
         opening->id = readMachineId(idFile);
-        if (opening->id.empty())
+        if (opening->id.empty()) {
             throw SpoolError("no machine id in " + idFile + "; start the daemon");
+        }
         db = std::move(opening);
         return;
     }
@@ -146,39 +173,9 @@ void Spool::open() {
                          full ? SpoolError::Kind::kFull : SpoolError::Kind::kOther);
     }
 
-    // Numbers that were given and are not in the database were in one that is lost, or at the end
-    // of this one.
     const HighWater::Marks given = opening->high.read();
     opening->writing([&] {
-        std::int64_t last = opening->number(spool::kLastSequence);
-        // A sector of old contents may hold an older counter than its neighbours hold records.
-        const std::int64_t held = opening->sql.number("SELECT max(sequence) FROM records");
-        if (held > last) {
-            opening->setNumber(spool::kLastSequence, held);
-            opening->note += (opening->note.empty() ? "" : "; ") +
-                             std::string("the counter of the spool ") + file + " stood at " +
-                             std::to_string(last) + "; it goes on behind its last record, " +
-                             std::to_string(held);
-            last = held;
-        }
-        if (given.sequence > last || (opening->file.isNew() && last == 0)) {
-            const std::int64_t leap = opening->file.isNew() ? kLeap : 0;
-            opening->setNumber(spool::kLastSequence, given.sequence + leap);
-            if (!opening->file.isNew()) {
-                opening->note += (opening->note.empty() ? "" : "; ") + std::string("records ") +
-                                 std::to_string(last + 1) + " to " +
-                                 std::to_string(given.sequence) +
-                                 " are missing at the end of the spool " + file;
-            }
-        }
-        const std::int64_t heldIncident = opening->sql.number("SELECT max(id) FROM incidents");
-        if (heldIncident > opening->number(spool::kLastIncident)) {
-            opening->setNumber(spool::kLastIncident, heldIncident);
-        }
-        if (given.incident > opening->number(spool::kLastIncident)) {
-            opening->setNumber(spool::kLastIncident,
-                               given.incident + (opening->file.isNew() ? kLeap : 0));
-        }
+        opening->goOnBehind(given);
         opening->beginTotals();
     });
     opened = opening->file.number();
@@ -201,9 +198,10 @@ Spool::Renewal Spool::renew() {
 bool Spool::isCurrent() const { return base().file.isCurrent(); }
 
 Spool::Database& Spool::base() const {
-    if (!db)
+    if (!db) {
         throw SpoolError("the spool " + file +
                          " is closed; it is opened again as soon as that works");
+    }
     return *db;
 }
 
@@ -215,6 +213,22 @@ std::string Spool::idOf(std::int64_t sequence) const {
     return base().id + ":" + std::to_string(sequence);
 }
 
+void Spool::Database::insertRecord(std::int64_t sequence, const Record& record, std::int64_t now) {
+    sql.prepared(std::string("INSERT INTO records (") + kColumns +
+                 ") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
+        .bind(1, sequence)
+        .bind(2, record.at == 0 ? now : record.at)
+        .bind(3, record.kind == Record::Kind::kEvent ? 0 : 1)
+        .bind(4, static_cast<int>(record.origin))
+        .bind(5, record.object)
+        .bind(6, record.objectName)
+        .bind(7, record.incident)
+        .bind(8, record.severity())
+        .bind(9, codeOf(record))
+        .bind(10, recordBody(record))
+        .run();
+}
+
 std::int64_t Spool::commit(Batch& batch) {
     std::int64_t first = 0;
     std::int64_t last = 0;
@@ -223,23 +237,7 @@ std::int64_t Spool::commit(Batch& batch) {
     base().writing([&] {
         first = base().number(spool::kLastSequence) + 1;
         last = first - 1;
-        for (const Record& record : batch.records) {
-            base()
-                .sql
-                .prepared(std::string("INSERT INTO records (") + kColumns +
-                          ") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
-                .bind(1, ++last)
-                .bind(2, record.at == 0 ? now : record.at)
-                .bind(3, record.kind == Record::Kind::kEvent ? 0 : 1)
-                .bind(4, static_cast<int>(record.origin))
-                .bind(5, record.object)
-                .bind(6, record.objectName)
-                .bind(7, record.incident)
-                .bind(8, record.severity())
-                .bind(9, codeOf(record))
-                .bind(10, recordBody(record))
-                .run();
-        }
+        for (const Record& record : batch.records) base().insertRecord(++last, record, now);
         if (!batch.records.empty()) base().setNumber(spool::kLastSequence, last);
         base().countEvents(batch.records);
         for (const Incident& changed : batch.incidents) base().storeIncident(changed);

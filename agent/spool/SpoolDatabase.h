@@ -11,7 +11,7 @@
 
 struct Spool::Database {
     Database(const std::string& name, Access access)
-        : file(name, access), sql(file.database()), high(name + ".high") {}
+        : path(name), file(name, access), sql(file.database()), high(name + ".high") {}
 
     // A number by name, 0 when it was never set.
     std::int64_t number(const std::string& name) {
@@ -74,12 +74,19 @@ struct Spool::Database {
         });
     }
 
+    // Sets the counters behind every number that was ever given, and says in `note` what that had
+    // to mend; inside a transaction.
+    void goOnBehind(const HighWater::Marks& given);
+    void insertRecord(std::int64_t sequence, const Record& record, std::int64_t now);
     void storeIncident(const Incident& incident);
     // Counts the records of a batch; inside a transaction.
     void countEvents(const std::vector<Record>& records);
     // Counts what a spool without totals holds; inside a transaction.
     void beginTotals();
 
+    void remark(const std::string& line) { note += (note.empty() ? "" : "; ") + line; }
+
+    const std::string path;
     SpoolFile file;
     SqliteFile& sql;
     HighWater high;

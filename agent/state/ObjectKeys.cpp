@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
+#include <charconv>
+#include <system_error>
 
 #include "agent/EventNames.h"
 
@@ -89,44 +90,55 @@ std::string withoutPrefix(const std::string& text, const char* prefix) {
 
 // What a person may type for one object; all in lower case.
 struct Wanted {
-    std::string text;    // as typed
-    std::string device;  // without /dev/
-    std::string wwn;     // without naa., 0x, ...
-    int place[3] = {-1, -1, -1};
-    bool hasPlace = false;
-    int arrayNumber = -1;  // "ld0"
+    std::string text;        // as typed
+    std::string device;      // without /dev/
+    std::string wwn;         // without naa., 0x, ...
+    std::vector<int> place;  // of a drive or an enclosure: three numbers, or none
+    int arrayNumber = -1;    // "ld0", "array 0", as events name them
     int arrayAdapter = -1;
 };
+
+// Of "1:0:3"; none when it is anything else.
+std::vector<int> numbersIn(const std::string& text) {
+    std::vector<int> numbers;
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (;;) {
+        int number = 0;
+        const std::from_chars_result read = std::from_chars(at, end, number);
+        if (read.ec != std::errc() || number < 0) return {};
+        numbers.push_back(number);
+        if (read.ptr == end) return numbers;
+        if (*read.ptr != ':') return {};
+        at = read.ptr + 1;
+    }
+}
+
+// "c1:e2:s4" becomes "1:2:4", anything else "".
+std::string withoutLetters(const std::string& text) {
+    const std::size_t e = text.find(":e");
+    const std::size_t s = text.find(":s", e == std::string::npos ? 0 : e);
+    if (!startsWith(text, "c") || e == std::string::npos || s == std::string::npos) return "";
+    return text.substr(1, e) + text.substr(e + 2, s - e - 1) + text.substr(s + 2);
+}
 
 Wanted parse(const std::string& typed) {
     Wanted wanted;
     wanted.text = lower(typed);
     wanted.device = withoutPrefix(withoutPrefix(wanted.text, "/dev/"), "md/");
     wanted.wwn = withoutPrefix(withoutPrefix(withoutPrefix(wanted.text, "wwn-"), "naa."), "0x");
-    int used = -1;
-    int* p = wanted.place;
-    const char* const text = wanted.text.c_str();
-    for (const char* form :
-         {"%d:%d:%d%n", "drive %d:%d:%d%n", "c%d:e%d:s%d%n", "enclosure %d:%d:%d%n"}) {
-        used = -1;
-        if (std::sscanf(text, form, &p[0], &p[1], &p[2], &used) == 3 && used >= 0 &&
-            static_cast<std::size_t>(used) == wanted.text.size()) {
-            wanted.hasPlace = true;
-            break;
-        }
+    for (const std::string& place :
+         {wanted.text, withoutPrefix(wanted.text, "drive "),
+          withoutPrefix(wanted.text, "enclosure "), withoutPrefix(wanted.text, "encl. "),
+          withoutLetters(wanted.text)}) {
+        const std::vector<int> numbers = numbersIn(place);
+        if (numbers.size() == 3) wanted.place = numbers;
     }
-    used = -1;
-    if (std::sscanf(text, "ld%d%n", &wanted.arrayNumber, &used) != 1 ||
-        static_cast<std::size_t>(std::max(0, used)) != wanted.text.size()) {
-        wanted.arrayNumber = -1;
-    }
-    used = -1;
-    int adapter = -1;
-    int arrayNumber = -1;
-    if (std::sscanf(text, "array %d:%d%n", &adapter, &arrayNumber, &used) == 2 &&
-        static_cast<std::size_t>(std::max(0, used)) == wanted.text.size()) {
-        wanted.arrayAdapter = adapter;
-        wanted.arrayNumber = arrayNumber;
+    const std::string array = withoutPrefix(withoutPrefix(wanted.text, "ld"), "array ");
+    const std::vector<int> numbers = numbersIn(array);
+    if (numbers.size() == 2) wanted.arrayAdapter = numbers.front();
+    if (numbers.size() == 2 || (numbers.size() == 1 && array != wanted.text)) {
+        wanted.arrayNumber = numbers.back();
     }
     return wanted;
 }
@@ -151,7 +163,7 @@ bool matches(const DriveState& drive, const Wanted& wanted) {
         return true;
     }
     if (!drive.wwn.empty() && withoutPrefix(lower(drive.wwn), "0x") == wanted.wwn) return true;
-    if (!wanted.hasPlace) return false;
+    if (wanted.place.empty()) return false;
     const bool bySlot = startsWith(wanted.text, "c") && drive.slot >= 0;
     return wanted.place[0] == drive.adapter && wanted.place[1] == drive.channel &&
            wanted.place[2] == (bySlot ? drive.slot : drive.device);
@@ -162,9 +174,9 @@ bool matches(const EnclosureState& enclosure, const Wanted& wanted) {
         is(enclosure.serial, wanted.text)) {
         return true;
     }
-    return wanted.hasPlace && !startsWith(wanted.text, "c") && !startsWith(wanted.text, "d") &&
-           wanted.place[0] == enclosure.adapter && wanted.place[1] == enclosure.channel &&
-           wanted.place[2] == enclosure.device;
+    return !wanted.place.empty() && !startsWith(wanted.text, "c") &&
+           !startsWith(wanted.text, "d") && wanted.place[0] == enclosure.adapter &&
+           wanted.place[1] == enclosure.channel && wanted.place[2] == enclosure.device;
 }
 
 bool matches(const ControllerState& controller, const Wanted& wanted) {

@@ -4,8 +4,9 @@
 //   const std::vector<ObjectKey> found = findObjects(state, "/dev/sdb");
 //
 // A person may say md0, /dev/sdb, a serial number, a WWN (with or without 0x), c1:e2:s4
-// (controller, channel or enclosure, slot or device), 1:0:3, ld0, "array 0:127", or a key itself.
-// Capitals do not matter. Pure functions; any thread.
+// (controller, channel or enclosure, slot or device), 1:0:3, ld0, "array 0:127", 0:127, the "array
+// 0" or "encl. 0:0:9" of a listing, or a key itself. Capitals do not matter. Pure functions; any
+// thread.
 #ifndef AGENT_STATE_OBJECTKEYS_H
 #define AGENT_STATE_OBJECTKEYS_H
 

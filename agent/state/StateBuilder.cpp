@@ -6,8 +6,9 @@
 #include <set>
 #include <vector>
 
-#include "agent/Below.h"
+#include "agent/NumberWord.h"
 #include "agent/SataPort.h"
+#include "agent/StorageTree.h"
 #include "agent/StorageWords.h"
 #include "agent/incidents/Redundancy.h"
 #include "storlib/Adapter.h"
@@ -26,33 +27,30 @@
 
 namespace {
 
-struct Word {
-    int number;
-    const char* word;
-};
+constexpr char kUnknown[] = "unknown";
 
 // clang-format off
-constexpr Word kMemberWords[] = {
+constexpr NumberWord kMemberWords[] = {
     {ArrayMember::kActive,     "active"},
     {ArrayMember::kRebuilding, "rebuilding"},
     {ArrayMember::kFailed,     "failed"},
     {ArrayMember::kSpare,      "spare"},
     {ArrayMember::kMissing,    "missing"},
 };
-constexpr Word kTaskWords[] = {
+constexpr NumberWord kTaskWords[] = {
     {kTaskInitialize,  "initialize"},
     {kTaskSynchronize, "resync"},
     {kTaskVerify,      "check"},
     {kTaskRebuild,     "rebuild"},
 };
-constexpr Word kElementWords[] = {
+constexpr NumberWord kElementWords[] = {
     {kSesOk,            "normal"},
     {kSesCritical,      "failed"},
     {kSesNonCritical,   "degraded"},
     {kSesUnrecoverable, "failed"},
     {kSesNotInstalled,  "missing"},
 };
-constexpr Word kBatteryWords[] = {
+constexpr NumberWord kBatteryWords[] = {
     {kBatteryNone,        ""},
     {kBatteryCharging,    "charging"},
     {kBatteryNormal,      "normal"},
@@ -62,26 +60,13 @@ constexpr Word kBatteryWords[] = {
     {kBatteryDischarging, "discharging"},
 };
 // SAF-TE, "read enclosure status".
-constexpr Word kSafteFanWords[] = {{0, "normal"}, {1, "failed"}, {2, "missing"}};
-constexpr Word kSafteSupplyWords[] = {{0, "normal"}, {0x10, "failed"}, {0x20, "missing"}};
-constexpr Word kRates[] = {
+constexpr NumberWord kSafteFanWords[] = {{0, "normal"}, {1, "failed"}, {2, "missing"}};
+constexpr NumberWord kSafteSupplyWords[] = {{0, "normal"}, {0x10, "failed"}, {0x20, "missing"}};
+constexpr NumberWord kRates[] = {
     {1, "disabled"}, {2, "failed"}, {8, "1.5 Gbit"}, {9, "3 Gbit"}, {10, "6 Gbit"},
     {11, "12 Gbit"}, {12, "22.5 Gbit"},
 };
 // clang-format on
-
-template <class Table>
-std::string wordOf(const Table& table, int number) {
-    for (const Word& row : table) {
-        if (row.number == number) return row.word;
-    }
-    return "unknown";
-}
-
-std::string placeOf(const Addr& at) {
-    return std::to_string(at.controllerID) + ":" + std::to_string(at.channelID) + ":" +
-           std::to_string(at.deviceID);
-}
 
 std::string hostName() {
     char name[256] = {};
@@ -118,7 +103,7 @@ DriveState driveOf(const HardDrive& drive, KeyGiver& keys) {
     state.adapter = static_cast<int>(drive.addr.controllerID);
     state.channel = static_cast<int>(drive.addr.channelID);
     state.device = static_cast<int>(drive.addr.deviceID);
-    state.name = "drive " + placeOf(drive.addr);
+    state.name = "drive " + placeText(drive.addr);
     state.osName = drive.osName;
     state.vendor = drive.vendor;
     state.model = drive.model;
@@ -130,7 +115,7 @@ DriveState driveOf(const HardDrive& drive, KeyGiver& keys) {
     state.state = driveWord(drive.state);
     state.predicted = drive.getPfaError();
     state.temperature = readingOf(drive.temperature);
-    state.key = keys.give("drive", state.serial, state.wwn, placeOf(drive.addr));
+    state.key = keys.give("drive", state.serial, state.wwn, placeText(drive.addr));
     state.slotName = sataPortName(drive);
     return state;
 }
@@ -153,7 +138,7 @@ ArrayState arrayOf(const LogicalDrive& array, bool inBlocks) {
     for (const ArrayMember& each : array.members) {
         MemberState member;
         member.slot = each.slot;
-        member.state = wordOf(kMemberWords, each.role);
+        member.state = wordFor(kMemberWords, each.role, kUnknown);
         member.name = each.osName;
         if (each.role == ArrayMember::kActive) ++state.working;
         if (each.role == ArrayMember::kSpare) ++state.spares;
@@ -194,8 +179,8 @@ TaskState taskOf(VantLib& lib, const LogicalDrive& array) {
     for (int i = 0; i < tasks.getProgressCount(); ++i) {
         const Progress* task = tasks.getProgress(i);
         if (task->getType() == kTaskNone || task->getStatus() == kTaskFinished) continue;
-        state.kind = wordOf(kTaskWords, task->getType());
-        if (state.kind == "unknown") state.kind = "task";
+        state.kind = wordFor(kTaskWords, task->getType(), kUnknown);
+        if (state.kind == kUnknown) state.kind = "task";
         state.percent = task->getPercent();
         state.waiting = task->getStatus() == kTaskPaused;
     }
@@ -207,12 +192,12 @@ EnclosureState enclosureOf(const PhysicalDevice& device, KeyGiver& keys) {
     state.adapter = static_cast<int>(device.addr.controllerID);
     state.channel = static_cast<int>(device.addr.channelID);
     state.device = static_cast<int>(device.addr.deviceID);
-    state.name = "enclosure " + placeOf(device.addr);
+    state.name = "enclosure " + placeText(device.addr);
     state.vendor = device.vendor;
     state.model = device.model;
     state.serial = device.serialNumber;
     state.partNumber = device.fruNumber;
-    state.key = keys.give("enclosure", state.serial, device.wwn, placeOf(device.addr));
+    state.key = keys.give("enclosure", state.serial, device.wwn, placeText(device.addr));
     return state;
 }
 
@@ -236,11 +221,11 @@ void judge(EnclosureState& state, bool valid) {
 EnclosureState safteState(const Enclosure& enclosure, KeyGiver& keys) {
     EnclosureState state = enclosureOf(enclosure, keys);
     for (unsigned short i = 0; i < enclosure.getFanCount(); ++i) {
-        addElement(state, "fan", i, wordOf(kSafteFanWords, enclosure.getFanStatus(i)));
+        addElement(state, "fan", i, wordFor(kSafteFanWords, enclosure.getFanStatus(i), kUnknown));
     }
     for (unsigned short i = 0; i < enclosure.getPowerSupplyCount(); ++i) {
         addElement(state, "supply", i,
-                   wordOf(kSafteSupplyWords, enclosure.getPowerSupplyStatus(i)));
+                   wordFor(kSafteSupplyWords, enclosure.getPowerSupplyStatus(i), kUnknown));
     }
     if (enclosure.isSafteDataValid()) {
         addElement(state, "temperature", 0, enclosure.isTempOutOfRange() ? "too hot" : "normal");
@@ -268,8 +253,8 @@ EnclosureState sesState(const SES2EnclosureDevice& enclosure, KeyGiver& keys) {
     std::size_t fans = 0;
     std::size_t supplies = 0;
     std::size_t sensors = 0;
-    for (const SESElement* element : below<SESElement>(enclosure, "SESElement")) {
-        const std::string word = wordOf(kElementWords, element->getStatus());
+    for (const SESElement* element : objectsBelow<SESElement>(enclosure, "SESElement")) {
+        const std::string word = wordFor(kElementWords, element->getStatus(), kUnknown);
         const int value = readingOf(element->reading);
         if (element->getType() == kSesCooling) addElement(state, "fan", fans++, word, value);
         if (element->getType() == kSesPowerSupply) addElement(state, "supply", supplies++, word);
@@ -291,10 +276,10 @@ void placeBySes(MachineState& machine, const EnclosureState& state,
                 const SES2EnclosureDevice& enclosure,
                 const std::map<std::string, std::vector<std::size_t>>& byAddress) {
     int slot = -1;
-    for (const SESElement* element : below<SESElement>(enclosure, "SESElement")) {
+    for (const SESElement* element : objectsBelow<SESElement>(enclosure, "SESElement")) {
         if (element->getType() != kSesArrayDevice && element->getType() != kSesDevice) continue;
         ++slot;
-        for (const SASPhy* phy : below<SASPhy>(*element, "SASPhy")) {
+        for (const SASPhy* phy : objectsBelow<SASPhy>(*element, "SASPhy")) {
             const auto found = byAddress.find(phy->SASaddress);
             if (found == byAddress.end()) continue;
             for (const std::size_t index : found->second) {
@@ -318,7 +303,7 @@ ControllerState controllerOf(const Adapter& adapter) {
     state.driver = orEmpty(adapter.getDeviceDriverVersion());
     state.firmware = orEmpty(adapter.getFirmwareVersion());
     state.state = adapter.getAdapterStatus() == kAdapterNormal ? "normal" : "failed";
-    state.battery = wordOf(kBatteryWords, adapter.batStatus);
+    state.battery = wordFor(kBatteryWords, adapter.batStatus, kUnknown);
     if (adapter.getFeature(kFeatureTemperature) != 0) state.temperature = adapter.temperature;
     return state;
 }
@@ -326,7 +311,7 @@ ControllerState controllerOf(const Adapter& adapter) {
 PhyState phyOf(const SASPhy& phy, const std::string& owner, const std::string& place) {
     PhyState state;
     state.place = place;
-    state.rate = wordOf(kRates, phy.negPhyLinkRate);
+    state.rate = wordFor(kRates, phy.negPhyLinkRate, kUnknown);
     state.owner = owner;
     return state;
 }
@@ -335,23 +320,24 @@ PhyState phyOf(const SASPhy& phy, const std::string& owner, const std::string& p
 void addController(MachineState& machine, const Adapter& adapter, KeyGiver& keys) {
     machine.controllers.push_back(controllerOf(adapter));
     std::map<std::string, std::vector<std::size_t>> byAddress;
-    for (const HardDrive* drive : below<HardDrive>(adapter, "HardDrive")) {
+    for (const HardDrive* drive : objectsBelow<HardDrive>(adapter, "HardDrive")) {
         machine.drives.push_back(driveOf(*drive, keys));
-        for (const SASPhy* phy : below<SASPhy>(*drive, "SASPhy")) {
+        for (const SASPhy* phy : objectsBelow<SASPhy>(*drive, "SASPhy")) {
             const DriveState& owner = machine.drives.back();
             if (phy->SASaddress[0] != 0) {
                 byAddress[phy->SASaddress].push_back(machine.drives.size() - 1);
             }
             machine.phys.push_back(
                 phyOf(*phy, owner.key,
-                      "phy " + placeOf(drive->addr) + " " + std::to_string(phy->addr.phyID)));
+                      "phy " + placeText(drive->addr) + " " + std::to_string(phy->addr.phyID)));
         }
     }
-    for (const Enclosure* enclosure : below<Enclosure>(adapter, "Enclosure")) {
+    for (const Enclosure* enclosure : objectsBelow<Enclosure>(adapter, "Enclosure")) {
         machine.enclosures.push_back(safteState(*enclosure, keys));
         placeBySafte(machine, machine.enclosures.back(), *enclosure);
     }
-    for (const auto* enclosure : below<SES2EnclosureDevice>(adapter, "SES2EnclosureDevice")) {
+    for (const auto* enclosure :
+         objectsBelow<SES2EnclosureDevice>(adapter, "SES2EnclosureDevice")) {
         machine.enclosures.push_back(sesState(*enclosure, keys));
         placeBySes(machine, machine.enclosures.back(), *enclosure, byAddress);
     }
@@ -372,11 +358,11 @@ MachineState StateBuilder::build(VantLib& lib, std::int64_t now) {
     const System* system = lib.getSystem();
     if (system == nullptr) return machine;
     KeyGiver keys;
-    const std::vector<const Adapter*> adapters = below<Adapter>(*system, "Adapter");
+    const std::vector<const Adapter*> adapters = objectsBelow<Adapter>(*system, "Adapter");
     for (const Adapter* adapter : adapters) addController(machine, *adapter, keys);
     for (const Adapter* adapter : adapters) {
         const bool inBlocks = adapter->isInstanceOf("ZorAdapter");
-        for (const LogicalDrive* drive : below<LogicalDrive>(*adapter, "LogicalDrive")) {
+        for (const LogicalDrive* drive : objectsBelow<LogicalDrive>(*adapter, "LogicalDrive")) {
             if (drive->getState() == kLogicalFree || drive->getState() == kLogicalHidden ||
                 drive->getState() == kLogicalCriticalHidden) {
                 continue;

@@ -5,9 +5,11 @@
 
 #include "agent/Duration.h"
 #include "agent/SafeText.h"
+#include "agent/Wording.h"
 #include "agent/incidents/IncidentRules.h"
 #include "agent/incidents/NoticeText.h"
 #include "agent/incidents/Redundancy.h"
+#include "agent/state/Trouble.h"
 
 namespace {
 
@@ -18,10 +20,6 @@ struct Problem {
     std::string detail;  // raw
     bool acknowledged;
 };
-
-std::string counted(std::size_t count, const std::string& one, const std::string& many) {
-    return std::to_string(count) + " " + (count == 1 ? one : many);
-}
 
 const Incident* incidentOf(const std::vector<Incident>& open, const std::string& object,
                            const std::string& condition) {
@@ -112,7 +110,7 @@ std::string sentenceOf(const std::vector<Problem>& problems) {
                           [&](const Problem& other) { return other.kind == problem.kind; }));
         const bool isOnlyKind = text.empty() && problem.kind == "other problem";
         if (!text.empty()) text += "; ";
-        text += isOnlyKind ? counted(count, "problem", "problems")
+        text += isOnlyKind ? counted(count, "problem")
                            : counted(count, problem.kind, plural(problem.kind));
         if (seen.size() == 1 || count == 1) text += ": " + problem.detail;
         if (seen.size() == 1 && count > 1) text += ", and " + std::to_string(count - 1) + " more";
@@ -124,11 +122,11 @@ std::string wellText(const MachineState& state) {
     const std::size_t arrays = state.arrays.size();
     const std::size_t drives = state.drives.size();
     std::string text;
-    if (arrays > 0) text = counted(arrays, "array", "arrays");
+    if (arrays > 0) text = counted(arrays, "array");
     if (arrays > 0 && drives > 0) text += " and ";
-    if (drives > 0) text += counted(drives, "drive", "drives");
+    if (drives > 0) text += counted(drives, "drive");
     if (text.empty()) {
-        return counted(state.controllers.size(), "controller", "controllers") +
+        return counted(state.controllers.size(), "controller") +
                " in order, without arrays or drives";
     }
     return (arrays + drives > 1 ? "all " : "") + text +
@@ -163,7 +161,7 @@ Verdict verdict(const MachineState& state, const std::vector<Incident>& open, st
     if (!result.sentence.empty()) return result;
 
     std::vector<Problem> problems;
-    for (const ArrayState& array : state.arrays) addArray(array, open, problems);
+    for (const ArrayState* array : worstFirst(state.arrays)) addArray(*array, open, problems);
     for (const DriveState& drive : state.drives) addDrive(drive, open, problems);
     for (const Incident& incident : open) addIncident(incident, state, problems);
     if (problems.empty() && isEmpty(state)) {

@@ -9,7 +9,9 @@
 #include "agent/Duration.h"
 #include "agent/SafeText.h"
 #include "agent/TimeWords.h"
+#include "agent/Wording.h"
 #include "agent/state/StateJson.h"
+#include "agent/state/Trouble.h"
 
 namespace {
 
@@ -42,10 +44,6 @@ std::string since(std::int64_t when, std::int64_t now) {
     return when <= 0 ? "" : durationText(now - when) + ", since " + localTimeText(when);
 }
 
-std::string joined(const std::string& left, const std::string& right) {
-    return left.empty() || right.empty() ? left + right : left + " " + right;
-}
-
 std::string taskText(const TaskState& task) {
     if (task.kind.empty()) return "";
     if (task.waiting) return task.kind + ", waits for its turn";
@@ -56,7 +54,7 @@ std::string taskText(const TaskState& task) {
 
 // "sdb failed, port 1, serial KL7A201"
 std::string memberText(const MachineState& state, const MemberState& member) {
-    const std::string words = joined(member.name.empty() ? "-" : member.name, member.state);
+    const std::string words = joined(member.name.empty() ? "-" : member.name, " ", member.state);
     const DriveState* drive = state.findDrive(member.drive);
     if (drive == nullptr) return words + (member.drive.empty() ? "" : ", " + member.drive);
     return words + (drive->slotName.empty() ? "" : ", " + drive->slotName) +
@@ -76,8 +74,7 @@ std::string arrayText(const MachineState& state, const ArrayState& array, std::i
     lines.add("survives",
               array.survives < 0
                   ? "not known"
-                  : std::to_string(array.survives) + " more drive failure" +
-                        (array.survives == 1 ? "" : "s") +
+                  : counted(array.survives, "more drive failure") +
                         (array.fullSurvives > array.survives
                              ? " (" + std::to_string(array.fullSurvives) + " when all is well)"
                              : ""));
@@ -99,7 +96,7 @@ std::string degrees(int celsius) {
 
 std::string driveText(const MachineState& state, const DriveState& drive) {
     Properties lines;
-    lines.add("drive", joined(drive.vendor, drive.model));
+    lines.add("drive", joined(drive.vendor, " ", drive.model));
     lines.add("state", drive.state + (drive.predicted ? ", foretells its failure" : ""));
     const ArrayState* array = state.findArray(drive.array);
     lines.add("belongs to", array == nullptr ? drive.array : array->name);
@@ -119,7 +116,7 @@ std::string driveText(const MachineState& state, const DriveState& drive) {
 
 std::string enclosureText(const MachineState& state, const EnclosureState& enclosure) {
     Properties lines;
-    lines.add("enclosure", joined(enclosure.vendor, enclosure.model));
+    lines.add("enclosure", joined(enclosure.vendor, " ", enclosure.model));
     lines.add("state", enclosure.state);
     lines.add("place", enclosure.name.substr(enclosure.name.find(' ') + 1));
     lines.add("serial number", enclosure.serial);
@@ -135,7 +132,7 @@ std::string enclosureText(const MachineState& state, const EnclosureState& enclo
     for (const DriveState& drive : state.drives) {
         if (drive.enclosure != enclosure.key) continue;
         lines.add(safeText(drive.slotName).c_str(),
-                  joined(drive.osName, drive.state) + "  " + drive.key);
+                  joined(drive.osName, " ", drive.state) + "  " + drive.key);
     }
     lines.add("key", enclosure.key);
     return lines.text;
@@ -143,7 +140,7 @@ std::string enclosureText(const MachineState& state, const EnclosureState& enclo
 
 std::string controllerText(const ControllerState& controller) {
     Properties lines;
-    lines.add("controller", joined(controller.vendor, controller.name));
+    lines.add("controller", joined(controller.vendor, " ", controller.name));
     lines.add("number", std::to_string(controller.number));
     lines.add("in messages", "controller " + std::to_string(controller.number + 1));
     lines.add("state", controller.state);
@@ -183,7 +180,8 @@ std::string table(std::vector<Row> rows) {
 
 std::vector<Row> arrayRows(const MachineState& state, std::int64_t now) {
     std::vector<Row> rows = {{"NAME", "LEVEL", "SIZE", "STATE", "DRIVES", "SURVIVES", "EXPOSED"}};
-    for (const ArrayState& array : state.arrays) {
+    for (const ArrayState* each : worstFirst(state.arrays)) {
+        const ArrayState& array = *each;
         rows.push_back({array.name, array.level, megabytes(array.sizeMB), array.state,
                         std::to_string(array.working) + "/" + std::to_string(array.devices),
                         array.survives < 0 ? "" : std::to_string(array.survives),
@@ -195,19 +193,20 @@ std::vector<Row> arrayRows(const MachineState& state, std::int64_t now) {
 std::vector<Row> driveRows(const MachineState& state, std::int64_t) {
     std::vector<Row> rows = {
         {"PLACE", "SLOT", "DEVICE", "STATE", "ARRAY", "SERIAL", "SIZE", "MODEL"}};
-    for (const DriveState& drive : state.drives) {
+    for (const DriveState* each : worstFirst(state.drives)) {
+        const DriveState& drive = *each;
         const ArrayState* array = state.findArray(drive.array);
         rows.push_back({drive.name.substr(drive.name.find(' ') + 1), drive.slotName, drive.osName,
-                        drive.predicted ? drive.state + "!" : drive.state,
-                        array == nullptr ? "" : array->name, drive.serial, megabytes(drive.sizeMB),
-                        joined(drive.vendor, drive.model)});
+                        shownState(drive), array == nullptr ? "" : array->name, drive.serial,
+                        megabytes(drive.sizeMB), joined(drive.vendor, " ", drive.model)});
     }
     return rows;
 }
 
 std::vector<Row> enclosureRows(const MachineState& state, std::int64_t) {
     std::vector<Row> rows = {{"PLACE", "STATE", "SLOTS", "SERIAL", "MODEL", "IN TROUBLE"}};
-    for (const EnclosureState& enclosure : state.enclosures) {
+    for (const EnclosureState* each : worstFirst(state.enclosures)) {
+        const EnclosureState& enclosure = *each;
         std::string trouble;
         for (const ElementState& element : enclosure.elements) {
             if (element.state == "failed" || element.state == "too hot") {
@@ -216,17 +215,18 @@ std::vector<Row> enclosureRows(const MachineState& state, std::int64_t) {
         }
         rows.push_back({enclosure.name.substr(enclosure.name.find(' ') + 1), enclosure.state,
                         std::to_string(enclosure.slots), enclosure.serial,
-                        joined(enclosure.vendor, enclosure.model), trouble});
+                        joined(enclosure.vendor, " ", enclosure.model), trouble});
     }
     return rows;
 }
 
 std::vector<Row> controllerRows(const MachineState& state, std::int64_t) {
     std::vector<Row> rows = {{"NUMBER", "PCI", "STATE", "BATTERY", "DRIVER", "FIRMWARE", "NAME"}};
-    for (const ControllerState& controller : state.controllers) {
+    for (const ControllerState* each : worstFirst(state.controllers)) {
+        const ControllerState& controller = *each;
         rows.push_back({std::to_string(controller.number), controller.pci, controller.state,
                         controller.battery, controller.driver, controller.firmware,
-                        joined(controller.vendor, controller.name)});
+                        joined(controller.vendor, " ", controller.name)});
     }
     return rows;
 }

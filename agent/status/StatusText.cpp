@@ -2,25 +2,24 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
 
 #include "agent/ConfigText.h"
 #include "agent/Duration.h"
 #include "agent/SafeText.h"
+#include "agent/Wording.h"
 #include "agent/incidents/IncidentRules.h"
+#include "agent/state/Trouble.h"
 
 namespace {
 
-constexpr std::size_t kUsualWidth = 80;
+// So many arrays that are in order are named, the others counted.
+constexpr std::size_t kMostInOrder = 20;
 
-// Worst first; what stands behind the last word is in order.
-constexpr const char* kWorstFirst[] = {"failed",  "offline",  "degraded", "rebuilding",
-                                       "unknown", "checking", "queued",   "normal"};
-
-std::size_t rank(const std::string& state) {
-    const auto* const found = std::find(std::begin(kWorstFirst), std::end(kWorstFirst), state);
-    return static_cast<std::size_t>(found - std::begin(kWorstFirst));
-}
+constexpr std::size_t kNameWidth = 10;  // of the first column, when no name is wider
+constexpr std::size_t kSlotWidth = 12;
+constexpr std::size_t kWidestName = 24;    // longer ones are cut
+constexpr std::size_t kSerialWidth = 18;   // when no serial number is wider; none is ever cut
+constexpr std::size_t kDetailIndent = 13;  // of what is said below a row
 
 bool isBad(const std::string& state) {
     return state == "failed" || state == "offline" || state == "missing" || state == "too hot";
@@ -30,10 +29,25 @@ bool isWarning(const std::string& state) {
     return state == "degraded" || state == "rebuilding" || state == "predicted";
 }
 
+// A column as wide as its widest cell.
+class Column {
+public:
+    explicit Column(std::size_t least) : columns(least) {}
+    void makeRoomFor(const std::string& raw) {
+        columns = std::max(columns, textWidth(safeText(raw)));
+    }
+    void keepBelow(std::size_t most) { columns = std::min(columns, most); }
+
+    std::string cell(const std::string& raw) const { return tableCell(raw, columns); }
+    std::size_t width() const { return columns; }
+
+private:
+    std::size_t columns;
+};
+
 class Page {
 public:
-    explicit Page(const EventText::Style& styleIN)
-        : style(styleIN), width(styleIN.columns == 0 ? kUsualWidth : styleIN.columns) {}
+    explicit Page(const EventText::Style& styleIN) : style(styleIN), width(styleIN.pageWidth()) {}
 
     std::string text;
 
@@ -41,10 +55,23 @@ public:
         text += "\n" + (style.colours ? "\x1b[1m" + std::string(word) + "\x1b[0m" : word) + "\n";
     }
 
+    // A name and what is said of it, on as many lines as that takes.
+    void entry(const Column& names, const std::string& name, const std::string& words) {
+        std::string lead = "  " + names.cell(name) + " ";
+        for (const std::string& part : wrapText(words, room(names.width() + 3))) {
+            line(lead + part);
+            lead.assign(names.width() + 3, ' ');
+        }
+    }
+
+    // Below a row; nothing when there is nothing to say.
+    void detail(const std::string& words) {
+        if (!words.empty()) paragraph(words, kDetailIndent);
+    }
+
     // Goes on below `indent` when it is too long for the line.
     void paragraph(const std::string& words, std::size_t indent) {
-        const std::size_t room = width > indent + 20 ? width - indent : 20;
-        for (const std::string& line : wrapText(words, room)) {
+        for (const std::string& line : wrapText(words, room(indent))) {
             text += std::string(indent, ' ') + line + "\n";
         }
     }
@@ -72,26 +99,21 @@ public:
     std::size_t columns() const { return width; }
 
 private:
+    std::size_t room(std::size_t indent) const { return width > indent + 20 ? width - indent : 20; }
+
     const EventText::Style style;
     const std::size_t width;
 };
 
-std::string cell(const std::string& raw, std::size_t width) {
-    std::string text = raw.empty() ? "-" : safeText(raw);
-    if (textWidth(text) > width) text = cutText(text, width - 1) + "~";
-    return text + std::string(width - textWidth(text), ' ');
-}
-
-std::string plural(std::size_t count, const char* word) {
-    return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
+bool isWhole(const ArrayState& array) {
+    return troubleRank(array.state) >= troubleRank("checking");
 }
 
 std::string redundancy(const ArrayState& array) {
     if (array.state == "failed" || array.state == "offline") return "data cannot be reached";
     if (array.survives < 0) return "redundancy not known";
     if (array.survives > 0) {
-        return "survives " + std::to_string(array.survives) +
-               (rank(array.state) < rank("checking") ? " more" : "");
+        return "survives " + std::to_string(array.survives) + (isWhole(array) ? "" : " more");
     }
     return array.fullSurvives == 0 ? "no redundancy" : "survives 0 more";
 }
@@ -117,72 +139,98 @@ std::string memberWords(const ArrayState& array) {
     return words;
 }
 
-void addArray(Page& page, const ArrayState& array, std::int64_t now) {
+void addArray(Page& page, const ArrayState& array, const Column& names, std::int64_t now) {
     page.line(
-        "  " + cell(array.name, 10) + " " + cell(array.level, 8) + " " +
-        cell(sizeText(static_cast<unsigned long long>(array.sizeMB)), 8) + "  " +
+        "  " + names.cell(array.name) + " " + tableCell(array.level, 8) + " " +
+        tableCell(sizeText(static_cast<unsigned long long>(array.sizeMB)), 8) + "  " +
         page.state(array.state) +
         std::string(12 - std::min<std::size_t>(11, array.state.size()), ' ') + redundancy(array) +
         (array.exposedSince > 0 ? ", exposed " + durationText(now - array.exposedSince) : ""));
-    if (!array.label.empty()) page.paragraph("\"" + safeText(array.label) + "\"", 13);
-    if (!array.task.kind.empty()) page.paragraph(taskWords(array.task), 13);
+    if (!array.label.empty()) page.detail("\"" + safeText(array.label) + "\"");
+    if (!array.task.kind.empty()) page.detail(taskWords(array.task));
     if (array.badStripes > 0) {
-        page.paragraph(
-            plural(static_cast<std::size_t>(array.badStripes), "mismatch") + "es at the last check",
-            13);
+        page.detail(counted(array.badStripes, "mismatch", "mismatches") + " at the last check");
     }
-    if (rank(array.state) < rank("checking")) page.paragraph(memberWords(array), 13);
+    if (!isWhole(array)) page.detail(memberWords(array));
 }
 
 void addArrays(Page& page, const MachineState& state, std::int64_t now) {
-    std::vector<const ArrayState*> order;
-    for (const ArrayState& array : state.arrays) order.push_back(&array);
-    std::stable_sort(order.begin(), order.end(), [](const ArrayState* a, const ArrayState* b) {
-        return rank(a->state) < rank(b->state);
+    std::vector<const ArrayState*> order = worstFirst(state.arrays);
+    const auto whole = std::find_if(order.begin(), order.end(), [](const ArrayState* array) {
+        return isInOrder(array->state);
     });
-    for (const ArrayState* array : order) addArray(page, *array, now);
+    const auto inOrder = static_cast<std::size_t>(order.end() - whole);
+    const std::size_t unnamed = inOrder > kMostInOrder ? inOrder - kMostInOrder : 0;
+    order.resize(order.size() - unnamed);
+    Column names(kNameWidth);
+    for (const ArrayState* array : order) names.makeRoomFor(array->name);
+    names.keepBelow(kWidestName);
+    for (const ArrayState* array : order) addArray(page, *array, names, now);
+    if (unnamed == 0) return;
+    page.paragraph("and " + counted(static_cast<std::int64_t>(unnamed), "more array") +
+                       " in order; raidwatch list arrays names all",
+                   2);
 }
 
-std::string troubleOf(const DriveState& drive) {
-    if (drive.state == "failed" || drive.state == "missing") return drive.state;
-    return drive.predicted ? "predicted" : drive.state == "rebuilding" ? drive.state : "";
+bool isInTrouble(const DriveState& drive) {
+    return troubleRank(shownState(drive)) <= troubleRank("rebuilding");
 }
 
-void addDrive(Page& page, const DriveState& drive, const std::string& trouble) {
-    const std::string slot = drive.slotName.empty() ? drive.name : drive.slotName;
-    page.line("  " + cell(slot, 12) + " " + page.state(trouble) +
+const std::string& slotOf(const DriveState& drive) {
+    return drive.slotName.empty() ? drive.name : drive.slotName;
+}
+
+void addDrive(Page& page, const DriveState& drive, const Column& slots, const Column& serials) {
+    const std::string trouble = shownState(drive);
+    page.line("  " + slots.cell(slotOf(drive)) + " " + page.state(trouble) +
               std::string(11 - std::min<std::size_t>(10, trouble.size()), ' ') + " " +
-              cell(drive.serial, 18) + " " + cell(drive.osName, 8) + " " +
-              cell(drive.vendor + (drive.vendor.empty() ? "" : " ") + drive.model, 22));
+              serials.cell(drive.serial) + " " + tableCell(drive.osName, 8) + " " +
+              tableCell(joined(drive.vendor, " ", drive.model), 22));
     std::string more = drive.slotName.empty() ? "" : drive.name;
-    if (!drive.wwn.empty()) more += (more.empty() ? "" : ", ") + ("WWN " + drive.wwn);
+    if (!drive.wwn.empty()) more = joined(more, ", ", "WWN " + drive.wwn);
     if (!drive.partNumber.empty()) {
-        more += (more.empty() ? "" : ", ") + ("replace with part " + drive.partNumber);
+        more = joined(more, ", ", "replace with part " + drive.partNumber);
     }
-    if (!more.empty()) page.paragraph(safeText(more), 13);
+    page.detail(safeText(more));
 }
 
 void addDrives(Page& page, const MachineState& state) {
-    bool headed = false;
-    for (const DriveState& drive : state.drives) {
-        const std::string trouble = troubleOf(drive);
-        if (trouble.empty()) continue;
-        if (!headed) page.heading("Drives in trouble");
-        headed = true;
-        addDrive(page, drive, trouble);
+    std::vector<const DriveState*> order = worstFirst(state.drives);
+    order.erase(std::find_if(order.begin(), order.end(),
+                             [](const DriveState* drive) { return !isInTrouble(*drive); }),
+                order.end());
+    if (order.empty()) return;
+    Column slots(kSlotWidth);
+    Column serials(kSerialWidth);
+    for (const DriveState* drive : order) {
+        slots.makeRoomFor(slotOf(*drive));
+        serials.makeRoomFor(drive->serial);
     }
+    slots.keepBelow(kWidestName);
+    page.heading("Drives in trouble");
+    for (const DriveState* drive : order) addDrive(page, *drive, slots, serials);
+}
+
+bool isInTrouble(const ElementState& element) {
+    return element.state != "normal" && element.state != "missing" && element.state != "unknown";
 }
 
 void addEnclosures(Page& page, const MachineState& state) {
     bool headed = false;
+    Column names(kNameWidth);
     for (const EnclosureState& enclosure : state.enclosures) {
         for (const ElementState& element : enclosure.elements) {
-            if (element.state == "normal" || element.state == "missing") continue;
-            if (element.state == "unknown") continue;
+            if (isInTrouble(element)) names.makeRoomFor(element.name);
+        }
+    }
+    names.keepBelow(kWidestName);
+    for (const EnclosureState& enclosure : state.enclosures) {
+        for (const ElementState& element : enclosure.elements) {
+            if (!isInTrouble(element)) continue;
             if (!headed) page.heading("Enclosures in trouble");
             headed = true;
             page.line(
-                "  " + cell(element.name, 10) + " " + page.state(element.state) + " in " +
+                "  " + names.cell(element.name) + " " + page.state(element.state) + " in " +
                 safeText(enclosure.name) +
                 (enclosure.partNumber.empty() ? "" : ", part " + safeText(enclosure.partNumber)));
         }
@@ -192,18 +240,14 @@ void addEnclosures(Page& page, const MachineState& state) {
 void addIncidents(Page& page, const Seen& seen, std::int64_t now) {
     bool headed = false;
     for (const Incident& incident : seen.incidents) {
-        // What is well again, and is watched for a while before it counts as over.
-        if (findStanding(incident.condition, incident.value) == nullptr) continue;
+        if (isWellAgain(incident)) continue;
         if (!headed) page.heading("Open incidents");
         headed = true;
         std::string words = safeText(incident.objectName) + " " + incident.value + ", since " +
                             durationText(now - incident.openedAt);
         words += incident.acknowledged() ? ", acknowledged by " + safeText(incident.ackBy)
                                          : "; raidwatch ack " + std::to_string(incident.id);
-        page.line("  " + cell("#" + std::to_string(incident.id), 10) + " " +
-                  wrapText(words, page.columns() - 13).front());
-        const std::vector<std::string> rest = wrapText(words, page.columns() - 13);
-        for (std::size_t i = 1; i < rest.size(); ++i) page.line(std::string(13, ' ') + rest[i]);
+        page.entry(Column(kNameWidth), "#" + std::to_string(incident.id), words);
     }
 }
 
@@ -221,20 +265,15 @@ std::string sinkWords(const SinkStatus& sink) {
 void addSinks(Page& page, const Seen& seen) {
     if (seen.sinks.empty()) return;
     page.heading("Who is told");
+    Column names(kNameWidth);
+    for (const SinkStatus& sink : seen.sinks) names.makeRoomFor(sink.sink);
+    names.keepBelow(kWidestName);
     for (const SinkStatus& sink : seen.sinks) {
-        const std::vector<std::string> words = wrapText(sinkWords(sink), page.columns() - 13);
-        page.line("  " + cell(sink.sink, 10) + " " + words.front());
-        for (std::size_t i = 1; i < words.size(); ++i) page.line(std::string(13, ' ') + words[i]);
+        page.entry(names, sink.sink, sinkWords(sink));
     }
 }
 
 }  // namespace
-
-std::string arrayTable(const MachineState& state, std::int64_t now, const EventText::Style& style) {
-    Page page(style);
-    addArrays(page, state, now);
-    return page.text;
-}
 
 std::string statusText(const Seen& seen, const std::string& headline, std::int64_t now,
                        const EventText::Style& style) {
@@ -248,10 +287,10 @@ std::string statusText(const Seen& seen, const std::string& headline, std::int64
     const std::string looked =
         now - state.polledAt < 2 ? "just now" : durationText(now - state.polledAt) + " ago";
     page.paragraph(safeText(state.host) + ", looked at " + looked + ": " +
-                       plural(state.arrays.size(), "array") + ", " +
-                       plural(state.drives.size(), "drive") + ", " +
-                       plural(state.enclosures.size(), "enclosure") + ", " +
-                       plural(state.controllers.size(), "controller"),
+                       counted(state.arrays.size(), "array") + ", " +
+                       counted(state.drives.size(), "drive") + ", " +
+                       counted(state.enclosures.size(), "enclosure") + ", " +
+                       counted(state.controllers.size(), "controller"),
                    0);
     if (!state.arrays.empty()) page.heading("Arrays");
     addArrays(page, state, now);

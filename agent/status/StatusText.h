@@ -1,5 +1,6 @@
 // StatusText: the one screen of `raidwatch status`, for people: the verdict first, then arrays with
-// the worst first, drives in trouble, open incidents, sinks.
+// the worst first, drives in trouble, open incidents, sinks. Trouble is never left out; of arrays
+// in order twenty are named and the others counted.
 //
 //   out.write(statusText(seen, "OK: 3 arrays, 12 drives, all in order", now, style));
 //
@@ -28,8 +29,5 @@ struct Seen {
 // `headline` is the verdict, one or more words with a colon and a sentence.
 std::string statusText(const Seen& seen, const std::string& headline, std::int64_t now,
                        const EventText::Style& style);
-
-// The arrays, worst first, as the screen shows them.
-std::string arrayTable(const MachineState& state, std::int64_t now, const EventText::Style& style);
 
 #endif  // AGENT_STATUS_STATUSTEXT_H

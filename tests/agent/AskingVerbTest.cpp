@@ -149,6 +149,43 @@ TEST_F(AskingVerbTest, IncidentsSayWhatIsOpen) {
     EXPECT_NE(std::string::npos, text.find("\n      One more drive failure loses data.\n"));
 }
 
+TEST_F(AskingVerbTest, GivenIncidentsOfAllKindsThenTheWorstComesFirstAndTheEndedLast) {
+    struct Row {
+        std::int64_t id;
+        const char* value;
+        int severity;
+        bool open;
+    };
+    for (const Row& row :
+         {Row{1, "failed", kEventError, false}, Row{2, "normal", 3, true},
+          Row{3, "degraded", kEventWarning, true}, Row{4, "offline", kEventError, true}}) {
+        Incident incident;
+        incident.id = row.id;
+        incident.object = incident.objectName = "md" + std::to_string(row.id);
+        incident.condition = "redundancy";
+        incident.value = row.value;
+        incident.severity = row.severity;
+        incident.open = row.open;
+        incident.openedAt = incident.resolvedAt = 1763712345;
+        incident.survives = 1;
+        spool.putIncident(incident);
+    }
+    const std::string text = run({"incidents", "--all"});
+    std::string heads;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        if (line[0] != ' ' || line[3] != ' ') heads += line + "\n";
+    }
+    EXPECT_EQ(
+        "0|2 incidents are open; 1 is well again, and ends when it stays so.\n"
+        "   4  ERROR    md4 offline\n"
+        "   3  WARNING  md3 degraded\n"
+        "   2  well     md2 normal\n"
+        "   1  ended    md1 failed\n",
+        heads);
+    EXPECT_EQ(std::string::npos, text.find("survives", text.find("md2"))) << text;
+}
+
 TEST_F(AskingVerbTest, DiffTellsWhatChangedWhileNobodyWatched) {
     spool.beginWatch(1763700000);
     spool.endWatch(1763703600);

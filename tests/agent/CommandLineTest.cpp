@@ -55,6 +55,30 @@ TEST(CommandLine, GivenHelpThenNoLineIsWiderThanATerminal) {
     }
 }
 
+// "INT:FLOAT in [0 - 3600]" is a word of the parser, not of people.
+TEST(CommandLine, GivenHelpThenEachValueHasAWordAndItsRange) {
+    struct Case {
+        const char* verb;
+        const char* line;
+    };
+    constexpr Case cases[] = {
+        {"test", "  --wait SECONDS=30 "},
+        {"test", "answers, 0 to 3600\n"},
+        {"events", "  --since TIME "},
+        {"events", "  --code CODE ... "},
+        {"show", "  OBJECT ... REQUIRED "},
+        {"locate", "  ACTION=status "},
+        {"locate", "  --for DURATION=10m "},
+        {"status", "  --config FILE "},
+        {"config", "Usage: raidwatch config [OPTIONS] COMMAND\n"},
+        {"config", "\nCommands:\n  check "},
+    };
+    for (const Case& c : cases) {
+        const std::string help = run({c.verb, "--help"}).out;
+        EXPECT_NE(std::string::npos, help.find(c.line)) << c.line << "\n" << help;
+    }
+}
+
 // Their exit code says how the storage is: 2 would be CRITICAL.
 TEST(CommandLine, GivenBadUseOfStatusOrCheckThenUnknown) {
     EXPECT_EQ(3, run({"status", "--wrong"}).exitCode);
@@ -70,7 +94,12 @@ TEST(CommandLine, GivenBadUseThenOneLineThatNamesTheCure) {
     };
     const Case cases[] = {
         {{}, "no command; see raidwatch --help"},
-        {{"wotch"}, "unknown command wotch; see raidwatch --help"},
+        {{"frobnicate"}, "unknown command frobnicate; see raidwatch --help"},
+        {{"statsu"}, "unknown command statsu; did you mean status?"},
+        {{"--no-color", "--config", "status", "statsu"}, "unknown command statsu; did you mean"},
+        {{"--config=x", "statsu"}, "unknown command statsu; did you mean status?"},
+        {{"--config", "x"}, "no command; see raidwatch --help"},
+        {{"--no-color", "--wrong"}, "unknown flag or no command: --wrong; see raidwatch --help"},
         {{"--wrong"}, "--wrong"},
         {{"watch", "--wrong"}, "--wrong; see raidwatch watch --help"},
         {{"watch", "--source"}, "see raidwatch watch --help"},
@@ -78,6 +107,13 @@ TEST(CommandLine, GivenBadUseThenOneLineThatNamesTheCure) {
         {{"watch", "--source", "linux:/no/such/root", "--once"}, "/no/such/root"},
         {{"list", "--source", "tape"}, "unknown source"},
         {{"list", "left over"}, "left over"},
+        {{"list", "drive"}, "there is no list of \"drive\"; did you mean drives?"},
+        {{"test", "--wait", "9999"}, "--wait: \"9999\" does not fit; give a number, 0 to 3600"},
+        {{"test", "--wait", "soon"}, "--wait: \"soon\" is no whole number"},
+        {{"run", "--pace", "fast"}, "--pace: \"fast\" is no number"},
+        {{"events", "--code", "401,x"}, "--code: \"x\" is no whole number"},
+        {{"locate", "1/2", "blink"}, "ACTION: \"blink\" is none of on, off, status"},
+        {{"drill", "no-such-story"}, "no-such-story: there is no such file, nor is a scenario of"},
         {{"replay"}, "PATH is required; see raidwatch replay --help"},
         {{"replay", "/no/such/path"}, "/no/such/path does not exist; give the folder"},
         {{"capture"}, "DIR is required"},
@@ -96,7 +132,7 @@ TEST(CommandLine, GivenBadUseThenOneLineThatNamesTheCure) {
         {{"scenario", "check", "/dev/null"}, "/dev/null:1: $: is empty"},
         {{"scenario", "play", "x", "--pace", "-1"},
          "\"-1\" is no pace; give seconds from 0 to 3600"},
-        {{"scenario", "play", "x", "--pace", "1h"}, "\"1h\" is no pace"},
+        {{"scenario", "play", "x", "--pace", "1h"}, "--pace: \"1h\" is no number"},
         {{"scenario", "play", "x", "--pace", "nan"}, "\"nan\" is no pace"},
         {{"scenario", "play", "x", "--pace", "3601"}, "\"3601\" is no pace"},
         {{"scenario", "play", kStory, "--lang", "xx"}, "no catalogue for the language xx; use one"},

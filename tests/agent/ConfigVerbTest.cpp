@@ -28,12 +28,12 @@ TEST(ConfigVerb, CheckNamesEveryProblemAndFails) {
     const TempDir dir;
     const std::string file = dir.write("raidwatch.toml", "[monitor]\na = 1\n[spool]\nkeep = 0\n");
     const CommandRun ran = runCommand({"config", "check", "--config", file});
-    EXPECT_EQ(1, ran.exit);
+    EXPECT_EQ(2, ran.exit);
     EXPECT_EQ(file + ":2: [monitor] has no key a; it has source, language\n" + file +
                   ":4: keep is 0s; give 1h to 36600d\n",
               ran.out);
     const CommandRun json = runCommand({"config", "check", "--json", "--config", file});
-    EXPECT_EQ(1, json.exit);
+    EXPECT_EQ(2, json.exit);
     const auto document = nlohmann::json::parse(json.out);
     EXPECT_FALSE(document["ok"].get<bool>());
     EXPECT_EQ(2u, document["problems"].size());
@@ -47,7 +47,7 @@ TEST(ConfigVerb, CheckMakesEachSinkAndNamesWhatItRefuses) {
                                        "[sink.b]\ntype = \"mail\"\nurl = \"smtp://h\"\n"
                                        "to = [\"a b\"]\n");
     const CommandRun ran = runCommand({"config", "check", "--config", file});
-    EXPECT_EQ(1, ran.exit);
+    EXPECT_EQ(2, ran.exit);
     EXPECT_EQ(0u, ran.out.find(file + ":1: sink \"a\": command: \"true\"")) << ran.out;
     EXPECT_NE(std::string::npos, ran.out.find("\n" + file + ":4: sink \"b\": to \"a b\""))
         << ran.out;
@@ -57,7 +57,7 @@ TEST(ConfigVerb, CheckRefusesALanguageThatIsNotInstalled) {
     const TempDir dir;
     const std::string file = dir.write("raidwatch.toml", "[monitor]\nlanguage = \"xx\"\n");
     const CommandRun ran = runCommand({"config", "check", "--config", file});
-    EXPECT_EQ(1, ran.exit);
+    EXPECT_EQ(2, ran.exit);
     EXPECT_EQ(0u, ran.out.find(file + ":2: ")) << ran.out;
     EXPECT_NE(std::string::npos, ran.out.find("de, en, es")) << ran.out;
 }
@@ -107,7 +107,7 @@ TEST(ConfigVerb, ShowOfAWrongConfigurationNamesTheProblems) {
     const TempDir dir;
     const CommandRun ran =
         runCommand({"config", "show", "--config", dir.write("raidwatch.toml", "a = 1\n")});
-    EXPECT_EQ(1, ran.exit);
+    EXPECT_EQ(2, ran.exit);
     EXPECT_EQ("the configuration is not in order; correct it, then try again", ran.failure);
     ASSERT_EQ(1u, ran.notes.size());
     EXPECT_EQ(0u, ran.notes[0].find(dir.file("raidwatch.toml:1: "))) << ran.notes[0];

@@ -1,4 +1,5 @@
-// What the tests of hooks share: a folder that every user can enter, with scripts in it.
+// What the tests of hooks share: a folder that every user can enter, with scripts in it, and a
+// machine with an array.
 #ifndef TESTS_AGENT_HOOKFIXTURE_H
 #define TESTS_AGENT_HOOKFIXTURE_H
 
@@ -6,6 +7,7 @@
 
 #include <string>
 
+#include "agent/state/MachineState.h"
 #include "tests/support/TempDir.h"
 
 class HookFolder {
@@ -21,5 +23,22 @@ public:
 
     TempDir dir;
 };
+
+// One array of three drives, so many of which work, and one of these drives.
+inline MachineState machine(int working) {
+    MachineState state;
+    DriveState drive;
+    drive.key = "drive:S7K2M9Q0";
+    drive.osName = "sdb";
+    drive.array = "array:0:127";
+    state.drives.push_back(drive);
+    ArrayState array;
+    array.key = "array:0:127";
+    array.name = "md127";
+    array.devices = 3;
+    array.working = working;
+    state.arrays.push_back(array);
+    return state;
+}
 
 #endif  // TESTS_AGENT_HOOKFIXTURE_H

@@ -12,25 +12,9 @@
 
 namespace {
 
-MachineState machine() {
-    MachineState state;
-    DriveState drive;
-    drive.key = "drive:S7K2M9Q0";
-    drive.osName = "sdb";
-    drive.array = "array:0:127";
-    state.drives.push_back(drive);
-    ArrayState array;
-    array.key = "array:0:127";
-    array.name = "md127";
-    array.devices = 3;
-    array.working = 2;
-    state.arrays.push_back(array);
-    return state;
-}
-
 TEST(HookState, TheStateFileGivesTheNamesOfDevices) {
     const TempDir dir;
-    dir.write("state.json", stateJson(machine()).dump());
+    dir.write("state.json", stateJson(machine(2)).dump());
     const std::unique_ptr<MachineState> state = stateIn(dir.file("state.json"))();
     ASSERT_NE(nullptr, state);
     const HookDevices devices = hookDevices(driveEvent(), state.get());
@@ -52,7 +36,7 @@ TEST(HookState, AFileThatIsMissingOrDamagedGivesNothing) {
 
 TEST(HookState, TheFactoryGivesItToHooks) {
     const HookFolder folder;
-    folder.dir.write("state.json", stateJson(machine()).dump());
+    folder.dir.write("state.json", stateJson(machine(2)).dump());
     SinkSettings settings = sinkSettings("page", "exec");
     if (geteuid() == 0) settings.texts["user"] = "root";
     settings.texts["style"] = "mdadm";

@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tests/agent/HookFixture.h"
 #include "tests/agent/SinkFixture.h"
 
 namespace {
@@ -21,22 +22,6 @@ Record arrayEvent(int code, const std::string& text = "text") {
     record.event.timeStamp = 1000000000;
     record.event.objectType = QELEvent::kLogicalDrive;
     return record;
-}
-
-MachineState machine(int working) {
-    MachineState state;
-    DriveState drive;
-    drive.key = "drive:S7K2M9Q0";
-    drive.osName = "sdb";
-    drive.array = "array:0:127";
-    state.drives.push_back(drive);
-    ArrayState array;
-    array.key = "array:0:127";
-    array.name = "md127";
-    array.devices = 3;
-    array.working = working;
-    state.arrays.push_back(array);
-    return state;
 }
 
 Words mdadm(const Record& record, const MachineState* state = nullptr) {

@@ -106,4 +106,15 @@ TEST(IncidentRules, GivenTheNumberOfAUnitThenTheStandingIsFoundAllTheSame) {
     EXPECT_EQ(nullptr, findStanding("battery heat", "low"));
 }
 
+TEST(IncidentRules, GivenAnOpenIncidentWithoutTroubleThenItIsWellAgain) {
+    Incident incident;
+    incident.condition = "redundancy";
+    incident.value = "degraded";
+    EXPECT_FALSE(isWellAgain(incident));
+    incident.value = "normal";
+    EXPECT_TRUE(isWellAgain(incident));
+    incident.open = false;
+    EXPECT_FALSE(isWellAgain(incident)) << "it has ended";
+}
+
 }  // namespace

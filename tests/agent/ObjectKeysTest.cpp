@@ -68,6 +68,8 @@ TEST(ObjectKeys, GivenAnyIdentityThenFindsTheObject) {
         {"PROJECTS", "array:0:127"},
         {"ld127", "array:0:127"},
         {"array 0:127", "array:0:127"},
+        {"0:127", "array:0:127"},
+        {"array 127", "array:0:127"},  // as an event names it
         {"array:0:127", "array:0:127"},
         {"/dev/sdb", "drive:S7K2"},
         {"sdb", "drive:S7K2"},
@@ -81,6 +83,8 @@ TEST(ObjectKeys, GivenAnyIdentityThenFindsTheObject) {
         {"c1:e0:s4", "drive:at:1:0:4"},  // its slot is not known: the device number counts
         {"ENC1", "enclosure:ENC1"},
         {"1:1:9", "enclosure:ENC1"},
+        {"encl. 1:1:9", "enclosure:ENC1"},  // as raidwatch list names it
+        {"enclosure 1:1:9", "enclosure:ENC1"},
         {"sn7", "controller:SN7"},
         {"controller 1", "controller:SN7"},
         {"c1", "controller:SN7"},
@@ -93,8 +97,11 @@ TEST(ObjectKeys, GivenAnyIdentityThenFindsTheObject) {
 }
 
 TEST(ObjectKeys, GivenNoIdentityThenFindsNothing) {
-    for (const char* wanted : {"", "md12", "md1270", "sd", "/dev/", "s7k", "c1:e0:s3", "1:0", "ld",
-                               "1:0:3x", "controller 2", "0x", "%d:%d:%d", "drive"}) {
+    for (const char* wanted :
+         {"",       "md12",    "md1270", "sd",       "/dev/",        "s7k",    "c1:e0:s3",
+          "1:0",    "ld",      "1:0:3x", "1:0:3:",   ":1:0:3",       "-1:0:3", "1:0:99999999999",
+          "c1:0:3", "c1:e:s7", "127",    "array 12", "controller 2", "0x",     "%d:%d:%d",
+          "drive"}) {
         EXPECT_TRUE(findObjects(machine(), wanted).empty()) << wanted;
     }
 }

@@ -87,6 +87,21 @@ TEST(ObjectText, GivenNoSuchKeyThenNothing) {
     EXPECT_EQ(objectJson(story(0), "drive:KQ-100")["serial"], "KQ-100");
 }
 
+TEST(ObjectText, GivenTroubleThenItStandsOnTopOfEachTable) {
+    MachineState state = story(0);
+    state.drives.back().state = "failed";
+    state.drives[2].predicted = true;
+    const std::string drives = listText(state, "drives", kBegin);
+    const std::size_t first = drives.find("1:0:1 ");
+    EXPECT_EQ(drives.find('\n') + 1, first) << drives;
+    EXPECT_EQ(drives.find('\n', first) + 1, drives.find("0:0:2 ")) << drives;
+    EXPECT_NE(drives.find("  predicted  "), std::string::npos) << drives;
+    state.arrays.back().state = "degraded";
+    const std::string arrays = listText(state, "arrays", kBegin);
+    EXPECT_LT(arrays.find("array 1:0"), arrays.find("array 0:0")) << arrays;
+    EXPECT_EQ("drive 0:0:0", listJson(state, "drives")[0]["name"]) << "programs get them by place";
+}
+
 TEST(ObjectText, GivenEachKindThenATableWithAHeading) {
     const MachineState state = story(4);
     EXPECT_EQ(listText(state, "arrays", kBegin + 2400),

@@ -70,6 +70,15 @@ TEST(SafeText, CutsBetweenCharacters) {
     EXPECT_EQ("", cutText("ab", 0));
 }
 
+TEST(SafeText, GivenACellThenItIsSafeAndExactlyThatWide) {
+    EXPECT_EQ("ab  ", tableCell("ab", 4));
+    EXPECT_EQ("abcd", tableCell("abcd", 4));
+    EXPECT_EQ("abc~", tableCell("abcde", 4));
+    EXPECT_EQ("-   ", tableCell("", 4));
+    EXPECT_EQ("a\\n ", tableCell("a\n", 4));
+    EXPECT_EQ("磁~ ", tableCell("磁盘12", 4)) << "half a character does not fit";
+}
+
 TEST(SafeText, WrapsAtBlanksAndCutsLongWords) {
     using Lines = std::vector<std::string>;
     EXPECT_EQ((Lines{"one two", "three"}), wrapText("one two three", 9));

@@ -345,7 +345,7 @@ TEST(SettingsReader, RejectsInSinks) {
          "[sink.x] has a first_retry of 2m, which is longer than its longest_retry of 1m; shorten "
          "it"},
         {1, "type = \"mail\"\nurl = \"smtp://mx\"",
-         "[sink.x] has no to; add it: the addresses that get the mail"},
+         "[sink.x] has no key \"to\"; add it: the addresses that get the mail"},
         {1, "type = \"mail\"\nto = [\"a\"]",
          "[sink.x] has neither url nor sendmail; add one of them"},
         {4, "type = \"mail\"\nurl = \"smtp://mx\"\nto = []",

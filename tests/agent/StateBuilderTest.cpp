@@ -13,7 +13,7 @@
 #include "storlib/VantLib.h"
 #include "storlib/sources/MemorySource.h"
 #include "storlib/sources/SteppedSource.h"
-#include "tests/support/Recording.h"
+#include "tests/support/UnpackedRecording.h"
 
 namespace {
 
@@ -49,7 +49,7 @@ public:
     explicit Recorded(const std::string& name)
         : recording(name), steps("replay:" + recording.folder()) {}
 
-    Recording recording;
+    UnpackedRecording recording;
     Steps steps;
 };
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "agent/SafeText.h"
 
@@ -177,12 +178,80 @@ TEST(StatusText, GivenRedundancyWordsThenEachCase) {
         {"normal", -1, -1, "normal      redundancy not known"},
     };
     for (const auto& row : rows) {
-        MachineState state;
-        state.arrays.push_back(array("md0", row.state, row.survives));
-        state.arrays[0].fullSurvives = row.full;
-        const std::string table = arrayTable(state, kNow, {});
+        Seen seen;
+        seen.state.polledAt = kNow;
+        seen.state.arrays.push_back(array("md0", row.state, row.survives));
+        seen.state.arrays[0].fullSurvives = row.full;
+        const std::string table = screen(seen, "OK: x");
         EXPECT_NE(table.find(row.words), std::string::npos) << table;
     }
+}
+
+TEST(StatusText, GivenNamesAndSerialNumbersOfAnyLengthThenNoneIsCut) {
+    Seen seen = brokenMachine();
+    seen.state.arrays[2].name = "array 12:1048";
+    seen.state.drives[0].serial = "S7K2M9Q0-0123456789-ABCDEF";
+    seen.state.drives[1].name = "drive 12:3:1048";
+    seen.state.enclosures[0].elements[1].name = "temperature 2";
+    seen.sinks[1].sink = "alertmanager-of-the-site";
+    const std::string text = screen(seen, "OK: x");
+    for (const char* line :
+         {"  array 12:1048 RAID 6   21.8 TB   rebuilding  survives 1 more",
+          "  SLOT 07         failed      S7K2M9Q0-0123456789-ABCDEF sdh      KOVA-PQ K500\n",
+          "  drive 12:3:1048 predicted   -                          -        -\n",
+          "  temperature 2 failed in enclosure", "  alertmanager-of-the-site failing, 3 tries"}) {
+        EXPECT_NE(text.find(line), std::string::npos) << line << "\n" << text;
+    }
+}
+
+TEST(StatusText, GivenManyDrivesInTroubleThenTheFailedOnesComeFirst) {
+    Seen seen = brokenMachine();
+    std::swap(seen.state.drives[0], seen.state.drives[1]);
+    const std::string text = screen(seen, "OK: x");
+    EXPECT_LT(text.find("SLOT 07 "), text.find("drive 1:0:8 ")) << text;
+}
+
+TEST(StatusText, GivenMoreArraysThanAScreenHoldsThenThoseInOrderAreCounted) {
+    Seen seen = wellMachine();
+    seen.state.arrays.clear();
+    for (int i = 0; i < 1000; ++i) {
+        const bool whole = i % 100 != 99;
+        seen.state.arrays.push_back(array(("md" + std::to_string(i)).c_str(),
+                                          whole ? "normal" : "degraded", whole ? 2 : 1));
+    }
+    const std::string text = screen(seen, "WARNING: x");
+    std::size_t named = 0;
+    for (std::size_t at = text.find("  md"); at != std::string::npos;
+         at = text.find("  md", at + 1)) {
+        ++named;
+    }
+    EXPECT_EQ(30u, named) << text;
+    EXPECT_LT(text.find("  md999 "), text.find("  md0 ")) << text;
+    EXPECT_NE(text.find("  and 970 more arrays in order; raidwatch list arrays names all\n"),
+              std::string::npos)
+        << text;
+
+    seen.state.arrays.erase(seen.state.arrays.begin() + 20, seen.state.arrays.end());
+    EXPECT_EQ(screen(seen, "OK: x").find(" more arrays"), std::string::npos) << "all have room";
+}
+
+TEST(StatusText, GivenMismatchesThenTheyAreCountedInWords) {
+    for (const auto& [count, words] :
+         {std::pair(1, "1 mismatch at"), std::pair(8, "8 mismatches at")}) {
+        Seen seen = wellMachine();
+        seen.state.arrays[0].badStripes = count;
+        EXPECT_NE(
+            screen(seen, "OK: x").find(std::string("             ") + words + " the last check\n"),
+            std::string::npos)
+            << count;
+    }
+}
+
+TEST(StatusText, GivenADegradedArrayWhoseMembersAreNotKnownThenNoEmptyLineFollows) {
+    Seen seen = wellMachine();
+    seen.state.arrays = {array("md0", "degraded", 1)};
+    EXPECT_NE(screen(seen, "OK: x").find("degraded    survives 1 more\n\nWho is told"),
+              std::string::npos);
 }
 
 TEST(StatusText, GivenHostileTextsThenLinesStayLines) {

@@ -121,10 +121,21 @@ TEST(Verdict, GivenSeveralProblemsThenTheWorstComesFirstAndTheRestAreCounted) {
     const Verdict result = judged(state, {incident("adapter 0", "battery", "low", kEventWarning)});
     EXPECT_EQ(Verdict::kCritical, result.level);
     EXPECT_EQ(
-        "2 arrays degraded: md1 survives 1 more drive failure, and 1 more; 1 array rebuilding: md0 "
+        "2 arrays degraded: md2 survives no further drive failure, and 1 more; 1 array rebuilding: "
+        "md0 "
         "survives no further drive failure; 1 drive failed: d2, serial S-d2; 1 other problem: "
         "adapter 0: battery low",
         result.sentence);
+}
+
+TEST(Verdict, GivenArraysOfOneLevelThenTheOneThatIsWorstOffIsNamed) {
+    MachineState state = machine();
+    state.arrays = {array("md0", "degraded", 1), array("md1", "degraded", 0),
+                    array("md2", "degraded", 1)};
+    EXPECT_EQ("3 arrays degraded: md1 survives no further drive failure, and 2 more",
+              judged(state).sentence);
+    state.arrays.push_back(array("md3", "offline", 0));
+    EXPECT_EQ("1 array offline: md3 cannot be reached; 3 arrays degraded", judged(state).sentence);
 }
 
 TEST(Verdict, GivenAnIncidentThatTheStateDoesNotShowThenItsSeverityCounts) {

@@ -35,7 +35,7 @@ def help_of(program, verb):
 
 
 def verbs_in(text):
-    part = re.search(r"^Subcommands:\n((?:  .*\n)+)", text, re.MULTILINE)
+    part = re.search(r"^Commands:\n((?:  .*\n)+)", text, re.MULTILINE)
     return re.findall(r"^  (\S+)", part.group(1), re.MULTILINE) if part else []
 
 

@@ -1,11 +1,12 @@
-// Recording: one of the recordings of real machines in tests/recordings, unpacked for a test.
+// UnpackedRecording: one of the recordings of real machines in tests/recordings, unpacked for a
+// test.
 //
-//   Recording recording("raid5-pull");                     // all its steps
-//   Recording one("raid5-pull", {"03-degraded"});          // only some: unpacking takes a while
-//   LinuxSource source(recording.step("03-degraded"));
-//   auto replay = ReplaySource::open(recording.folder(), error);
-#ifndef TESTS_SUPPORT_RECORDING_H
-#define TESTS_SUPPORT_RECORDING_H
+//   UnpackedRecording recording("raid5-pull");                     // all its steps
+//   UnpackedRecording one("raid5-pull", {"03-degraded"});          // only some: unpacking takes a
+//   while LinuxSource source(recording.step("03-degraded")); auto replay =
+//   ReplaySource::open(recording.folder(), error);
+#ifndef TESTS_SUPPORT_UNPACKEDRECORDING_H
+#define TESTS_SUPPORT_UNPACKEDRECORDING_H
 
 #include <algorithm>
 #include <cstdlib>
@@ -16,9 +17,10 @@
 
 #include "tests/support/TempDir.h"
 
-class Recording {
+class UnpackedRecording {
 public:
-    explicit Recording(const std::string& sequence, const std::vector<std::string>& only = {}) {
+    explicit UnpackedRecording(const std::string& sequence,
+                               const std::vector<std::string>& only = {}) {
         namespace fs = std::filesystem;
         const std::string ending = ".tar.xz";
         for (const fs::directory_entry& entry : fs::directory_iterator(packed(sequence))) {
@@ -55,4 +57,4 @@ private:
     std::vector<std::string> names;
 };
 
-#endif  // TESTS_SUPPORT_RECORDING_H
+#endif  // TESTS_SUPPORT_UNPACKEDRECORDING_H
