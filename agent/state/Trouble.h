@@ -39,6 +39,7 @@ int reserveOf(const Object&) {
 template <class Object>
 std::vector<const Object*> worstFirst(const std::vector<Object>& objects) {
     std::vector<const Object*> order;
+    order.reserve(objects.size());
     for (const Object& object : objects) order.push_back(&object);
     std::stable_sort(order.begin(), order.end(), [](const Object* a, const Object* b) {
         const std::size_t left = troubleRank(shownState(*a));
