@@ -29,11 +29,13 @@ constexpr char kStory[] = R"({
     "temperature": 48, "temperatureLimit": 70,
     "channels": [{"type": "sata", "ports": 8,
       "drives": [
-        {"id": "d0", "device": 0, "state": "member", "vendor": "KOVA-PQ", "model": "K500", "serial": "KQ-100", "part": "39R7340", "sizeMB": 476940},
+        {"id": "d0", "device": 0, "state": "member", "temperature": 34, "vendor": "KOVA-PQ", "model": "K500", "serial": "KQ-100", "part": "39R7340", "sizeMB": 476940},
         {"id": "d1", "device": 1, "state": "member", "vendor": "KOVA-PQ", "model": "K500", "serial": "KQ-101", "part": "39R7340", "sizeMB": 476940},
         {"id": "d2", "device": 2, "state": "hotSpare", "vendor": "KOVA-PQ", "model": "K500", "serial": "KQ-102", "part": "39R7340", "sizeMB": 476940}],
       "safteEnclosures": [{"id": "shelf", "device": 9, "vendor": "Acme", "model": "EX-14",
-        "fans": ["ok", "ok"], "supplies": ["ok", "ok"], "slots": [0, 1, 2]}]}],
+        "fans": ["ok", "ok"], "supplies": ["ok", "ok"], "slots": [0, 1, 2]}],
+      "sesEnclosures": [{"device": 12, "vendor": "Acme", "model": "EX-24", "serial": "EN24", "elements": [
+        {"type": "temperature", "reading": 31}, {"type": "fan", "reading": 4200}]}]}],
     "logicalDrives": [{"id": "array", "level": "RAID5", "size": 953344, "name": "projects"}]}],
   "steps": [
     {"name": "much happens", "seconds": 60, "changes": [
