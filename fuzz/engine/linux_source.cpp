@@ -26,8 +26,8 @@
 #include "storlib/System.h"
 #include "storlib/sources/LinuxSource.h"
 #include "tests/support/LinuxMachine.h"
-#include "tests/support/Recording.h"
 #include "tests/support/SysTree.h"
+#include "tests/support/UnpackedRecording.h"
 
 namespace {
 
@@ -81,8 +81,8 @@ struct Machine {
 
 std::vector<std::unique_ptr<Machine>> makeMachines() {
     (void)fuzz::room();  // before other temporary folders: it says where they lie
-    static const Recording sas("sas-raid10", {"03-psu-out-hot"});
-    static const Recording md("raid5-pull", {"03-degraded"});
+    static const UnpackedRecording sas("sas-raid10", {"03-psu-out-hot"});
+    static const UnpackedRecording md("raid5-pull", {"03-degraded"});
     static const SysTree small(LinuxMachine::drives() +
                                LinuxMachine::wholeArray("md5", "raid5", 4) +
                                "f /proc/mounts /dev/md5 / ext4 rw 0 0\n");
